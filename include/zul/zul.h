@@ -1,0 +1,13 @@
+/*
+ * zul/zul.h - the whole public interface of libzul.
+ *
+ * Includes every family header.  Each compiles as C11 and as C++20.
+ */
+#ifndef ZUL_ZUL_H
+#define ZUL_ZUL_H
+
+#include <zul/stc1.h>
+#include <zul/rsn1.h>
+#include <zul/bss1.h>
+
+#endif /* ZUL_ZUL_H */
