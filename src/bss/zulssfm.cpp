@@ -1,0 +1,11 @@
+// BSS1_FreeMem: free memory from BSS1_GetMem or malloc.
+#include "bss/zulss.h"
+
+#include <stdlib.h>
+
+int BSS1_FreeMem(size_t /*size: not needed by free*/, void *memory, int *reason)
+{
+    free(memory);
+    *reason = RSN1_NoReason;
+    return STC1_Success;
+}

@@ -1,0 +1,19 @@
+// BSS1_GetLock: acquire a recursive lock, creating its mutex at first use.
+#include "bss/zulss.h"
+#include "platform/zulplat.h"
+
+void BSS1_GetLock(ZULSS_lock_t *lock)
+{
+    if (__atomic_load_n(&lock->created, __ATOMIC_ACQUIRE) == 0) {
+        // Two threads may meet a zero lock at once.  Each makes a mutex and
+        // tries to publish it; the loser closes its own and uses the
+        // winner's, so exactly one mutex ends up in the lock.
+        void *mine = ZULPL_MutexCreate();
+        void *expected = nullptr;
+        if (!__atomic_compare_exchange_n(&lock->handle, &expected, mine, false,
+                                         __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
+            ZULPL_MutexDestroy(mine);
+        __atomic_store_n(&lock->created, 1u, __ATOMIC_RELEASE);
+    }
+    ZULPL_MutexLock(__atomic_load_n(&lock->handle, __ATOMIC_ACQUIRE));
+}

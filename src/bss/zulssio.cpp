@@ -1,0 +1,120 @@
+// BSS1_InitializeOnce: run a constructor exactly once per once word.
+//
+// A once word is 0 at first, holds a pool slot number (1..63) while its
+// construction is under way, and -(slot + 1) for ever after.  Instead of a
+// mutex per once word there is a pool of 64 slots: slot 0 is the master
+// slot, which guards the pool's fields, and each construction in progress
+// holds one other slot's lock for the whole of its constructor.  Waiters
+// simply block on that lock; when they get it, the word is negative and
+// they leave.  Slots go back to the pool when their construction ends, so
+// the pool bounds constructions in progress, not once words.
+//
+// Once words are published with release stores and read with acquire
+// loads: a thread that sees a negative word sees everything the
+// constructor wrote.
+#include "bss/zulss.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+constinit ZULSS_pool_t ZULSS_pool;
+
+static int32_t load_word(const int32_t *once)
+{
+    return __atomic_load_n(once, __ATOMIC_ACQUIRE);
+}
+
+[[noreturn]] static void abort_recursion(const char *file, int line, uint32_t tid, const ZULSS_slot_t *slot)
+{
+    fprintf(stdout, "%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
+            static_cast<unsigned long>(tid), slot->file ? slot->file : "", static_cast<int>(slot->line));
+    fflush(stdout);
+    abort();
+}
+
+[[noreturn]] static void abort_exhausted(const char *file, int line, uint32_t tid)
+{
+    fprintf(stdout, "%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line, static_cast<unsigned long>(tid));
+    fflush(stdout);
+    abort();
+}
+
+void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor, void *argument, const char *file, int line)
+{
+    ZULSS_pool_t *pool = &ZULSS_pool;
+    int32_t index = load_word(once);
+    if (index < 0)
+        return argument;
+
+    // The recursion test comes before any lock: the locks are recursive and
+    // would let this thread straight back into its own constructor.
+    ZULSS_slot_t *slot = &pool->slots[index];
+    const int32_t first = index;
+    const uint32_t tid = BSS1_ThreadID();
+    if (__atomic_load_n(&slot->owner, __ATOMIC_RELAXED) == tid)
+        abort_recursion(file, line, tid, slot);
+
+    BSS1_GetLock(&slot->lock);
+    int32_t word = load_word(once);
+    ZULSS_epilog_t *epilogs = nullptr;
+
+    if (word == 0) {
+        // Only the master slot is ever taken for a word that is still 0, so
+        // this thread holds the master lock and hands out a slot.
+        if (pool->free == 0 && pool->highest >= ZULSS_POOL_LIMIT) {
+            BSS1_ReleaseLock(&slot->lock);
+            abort_exhausted(file, line, tid);
+        }
+        __atomic_store_n(&pool->active, pool->active + 1, __ATOMIC_RELAXED);
+        if (pool->free != 0) {
+            word = pool->free;
+            pool->free = pool->slots[word].next;
+        } else {
+            word = ++pool->highest;
+        }
+        __atomic_store_n(once, word, __ATOMIC_RELEASE);
+    }
+
+    if (word > 0 && word != first) {
+        BSS1_ReleaseLock(&slot->lock);
+        slot = &pool->slots[word];
+        BSS1_GetLock(&slot->lock);
+        word = load_word(once);
+    }
+
+    if (word > 0) {
+        // This thread runs the constructor, holding the slot's lock so that
+        // every other thread that wants the word waits on it.
+        __atomic_store_n(&slot->owner, tid, __ATOMIC_RELAXED);
+        slot->file = file;
+        slot->line = line;
+        constructor(argument);
+        __atomic_store_n(once, -(word + 1), __ATOMIC_RELEASE);
+        // owner is cleared before the slot goes back to the pool, so that a
+        // later construction under the same slot is never taken for this one.
+        __atomic_store_n(&slot->owner, 0u, __ATOMIC_RELAXED);
+        BSS1_ReleaseLock(&slot->lock);
+
+        slot = &pool->slots[0];
+        BSS1_GetLock(&slot->lock);
+        int32_t active = pool->active - 1;
+        __atomic_store_n(&pool->active, active, __ATOMIC_RELAXED);
+        if (active == 0) {
+            epilogs = pool->epilogs;
+            pool->epilogs = nullptr;
+        }
+        pool->slots[word].next = pool->free;
+        pool->free = word;
+    }
+    BSS1_ReleaseLock(&slot->lock);
+
+    // The last construction in the process has ended: run the postponed
+    // work here, with no lock held, newest registration first.
+    while (epilogs != nullptr) {
+        ZULSS_epilog_t *e = epilogs;
+        epilogs = e->next;
+        e->function(e->argument);
+        free(e);
+    }
+    return argument;
+}

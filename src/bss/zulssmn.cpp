@@ -1,0 +1,59 @@
+// BSS1_Main: record the program's arguments and name, once each.
+#include "bss/zulss.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+namespace {
+constinit ZULSS_lock_t mainLock;
+constinit int argsTaken;
+constinit int nameTaken;
+constinit char *arg0;
+constinit char *commandLine;
+constinit char *programName;
+
+char *copy_text(const char *text)
+{
+    size_t n = strlen(text) + 1;
+    char *copy = static_cast<char *>(malloc(n));
+    if (copy != nullptr)
+        memcpy(copy, text, n);
+    return copy;
+}
+} // namespace
+
+int BSS1_Main(int *argc, char **argv, const char *name)
+{
+    BSS1_GetLock(&mainLock);
+    if (!argsTaken && argc != nullptr && argv != nullptr && *argc != 0) {
+        argsTaken = 1;
+        if (argv[0] != nullptr)
+            __atomic_store_n(&arg0, copy_text(argv[0]), __ATOMIC_RELEASE);
+        size_t total = 1;
+        for (int i = 0; i < *argc; ++i)
+            total += (argv[i] ? strlen(argv[i]) : 0) + 1;
+        char *line = static_cast<char *>(malloc(total));
+        if (line != nullptr) {
+            char *p = line;
+            for (int i = 0; i < *argc; ++i) {
+                if (i > 0)
+                    *p++ = ' ';
+                size_t n = argv[i] ? strlen(argv[i]) : 0;
+                memcpy(p, argv[i], n);
+                p += n;
+            }
+            *p = '\0';
+            __atomic_store_n(&commandLine, line, __ATOMIC_RELEASE);
+        }
+    }
+    if (!nameTaken && name != nullptr) {
+        nameTaken = 1;
+        __atomic_store_n(&programName, copy_text(name), __ATOMIC_RELEASE);
+    }
+    BSS1_ReleaseLock(&mainLock);
+    return 0;
+}
+
+const char *ZULSS_ProgramArg0(void) { return __atomic_load_n(&arg0, __ATOMIC_ACQUIRE); }
+const char *ZULSS_CommandLine(void) { return __atomic_load_n(&commandLine, __ATOMIC_ACQUIRE); }
+const char *ZULSS_ProgramName(void) { return __atomic_load_n(&programName, __ATOMIC_ACQUIRE); }

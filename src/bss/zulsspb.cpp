@@ -1,0 +1,47 @@
+// The process block of the BSS1 family and its descriptors.
+//
+// Code refers to the public descriptor, a word block whose constructor
+// resolves the real one: the first reader of either gets the same block.
+#include "bss/zulss.h"
+#include "platform/zulplat.h"
+
+static void drop_at_thread_end(void *table)
+{
+    // The thread is ending.  The system has already emptied the slot;
+    // destructors may still resolve older blocks of this thread, so the
+    // table goes back in until it has been dropped.
+    ZULSS_pcb_t *pcb = ZULSS_Pcb();
+    ZULPL_TlsSet(pcb->tlsIndex, table);
+    BSS1__DropThread(table);
+}
+
+static void construct_pcb(void *block)
+{
+    ZULSS_pcb_t *pcb = static_cast<ZULSS_pcb_t *>(block);
+    BSS1_InitializeLock(&pcb->keyLock);
+    pcb->lineLimit = 127;
+    ZULPL_TlsAlloc(&pcb->tlsIndex, drop_at_thread_end);
+    BSS1_InitializeEpilog(ZULSS_RegisterCommand, pcb);
+}
+
+static constinit ZULSS_descriptor_t realDescriptor = {
+    sizeof(ZULSS_pcb_t), construct_pcb, nullptr, 0, 0};
+
+static void forward_pcb(void *word)
+{
+    *static_cast<uintptr_t *>(word) =
+        reinterpret_cast<uintptr_t>(BSS1_ResolveProcess(&realDescriptor, __FILE__, __LINE__));
+}
+
+constinit ZULSS_descriptor_t ZULSS_pcbDescriptor = {0, forward_pcb, nullptr, 0, 0};
+
+void ZULSS_RegisterCommand(void *)
+{
+    // The console does not exist yet; the bss1 command is registered here
+    // once it does.
+}
+
+ZULSS_ttable_t *ZULSS_ThreadTable(void)
+{
+    return static_cast<ZULSS_ttable_t *>(ZULPL_TlsGet(ZULSS_Pcb()->tlsIndex));
+}

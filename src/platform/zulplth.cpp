@@ -1,0 +1,57 @@
+// Thread-local slot, thread identity and thread end.
+#include "platform/zulplat.h"
+
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+int ZULPL_TlsAlloc(uint32_t *index, void (*atThreadEnd)(void *value))
+{
+    pthread_key_t key;
+    if (pthread_key_create(&key, atThreadEnd) != 0)
+        return -1;
+    *index = static_cast<uint32_t>(key);
+    return 0;
+}
+
+void *ZULPL_TlsGet(uint32_t index)
+{
+    return pthread_getspecific(static_cast<pthread_key_t>(index));
+}
+
+void ZULPL_TlsSet(uint32_t index, void *value)
+{
+    pthread_setspecific(static_cast<pthread_key_t>(index), value);
+}
+
+// The kernel's thread ID costs a system call, and the log asks for it on
+// every line, so each thread keeps its own.  A forked child is a new
+// thread with the same memory: the fork handler forgets the parent's ID.
+static constinit thread_local uint32_t cachedId = 0;
+static constinit pthread_once_t forkHook = PTHREAD_ONCE_INIT;
+
+static void forget_id_in_child(void)
+{
+    cachedId = 0;
+}
+
+static void install_fork_hook(void)
+{
+    pthread_atfork(nullptr, nullptr, forget_id_in_child);
+}
+
+uint32_t ZULPL_ThreadId(void)
+{
+    uint32_t id = cachedId;
+    if (__builtin_expect(id == 0, 0)) {
+        pthread_once(&forkHook, install_fork_hook);
+        id = static_cast<uint32_t>(syscall(SYS_gettid));
+        cachedId = id;
+    }
+    return id;
+}
+
+void ZULPL_ExitThread(int code)
+{
+    pthread_exit(reinterpret_cast<void *>(static_cast<intptr_t>(code)));
+}
