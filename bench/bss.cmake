@@ -1,0 +1,1 @@
+zul_add_bench(zul_bench_once SOURCES ${CMAKE_CURRENT_LIST_DIR}/once_bench.cpp FAMILIES platform bss)
