@@ -9,5 +9,6 @@
 #include <zul/stc1.h>
 #include <zul/rsn1.h>
 #include <zul/bss1.h>
+#include <zul/ras1.h>
 
 #endif /* ZUL_ZUL_H */

@@ -1,0 +1,303 @@
+/*
+ * zul/ras1.h - the trace: unit and entry records, the class word and its
+ * protocol.
+ *
+ * Every traced function asks one question at its start: which trace
+ * classes are active for me now?  The answer is cached in a static entry
+ * record of the function, and one process-wide sync word makes every
+ * cached answer stale at once.  While nothing changes, the question costs
+ * a few plain loads and a compare, with no lock and no call; a stale
+ * record goes once through RAS1_Sync, which works the answer out again.
+ *
+ * A source unit declares its records like this (C or C++):
+ *
+ *     RAS1_DECLARE_UNIT(RAS1_LIBRARY, "1.0", "MYCOMP");
+ *
+ *     int frob(int x)
+ *     {
+ *         RAS1_DECLARE_ENTRY(entry, "frob", RAS1_PUBLIC);
+ *         RAS1_ENTRY(entry, classes, flow);
+ *         if (RAS1_WANTS(classes, RAS1_DETAIL))
+ *             ... write a message ...
+ *         RAS1_EXIT_VALUE(entry, flow, x + 1);
+ *         return x + 1;
+ *     }
+ *
+ * docs/tracing.md tells the whole protocol.
+ */
+#ifndef ZUL_RAS1_H
+#define ZUL_RAS1_H
+
+#include <zul/stc1.h>
+
+ZUL_BEGIN_DECLS
+
+/* ------------------------------------------------------------------ */
+/* The class word                                                      */
+/* ------------------------------------------------------------------ */
+
+/* Four fields share the 32-bit class word: trace kinds (0x000000FF), the
+ * match mode ANY (0x00000100), entry kinds (0x00001E00) and unit kinds
+ * (0xFFFFE000).  In a record the word says what the function or unit is;
+ * in `active` it says which kinds of line are wanted now. */
+#define RAS1_EVERYTRACE 0x000000FFu
+#define RAS1_EVERYENTRY 0x00001E00u
+#define RAS1_EVERYUNIT 0xFFFFE000u
+
+/* Trace kinds: one bit for each kind of line. */
+#define RAS1_ERROR 0x00000080u
+#define RAS1_FLOW 0x00000040u
+#define RAS1_TIME 0x00000020u
+#define RAS1_STATE 0x00000010u
+#define RAS1_INPUT 0x00000008u
+#define RAS1_OUTPUT 0x00000004u
+#define RAS1_METRICS 0x00000002u
+#define RAS1_DETAIL 0x00000001u
+
+/* In a selecting word: match any of the bits rather than all of them.  In
+ * `active`: some tracing is configured in the process. */
+#define RAS1_ANY 0x00000100u
+
+/* Entry kinds: what kind of function an entry record stands for. */
+#define RAS1_MINOR 0x00001000u
+#define RAS1_PRIVATE 0x00000800u
+#define RAS1_RESTRICTED 0x00000400u
+#define RAS1_PUBLIC 0x00000200u
+
+/* Unit kinds: what kind of code a unit record stands for. */
+#define RAS1_APPLICATION 0x80000000u
+#define RAS1_SUBSYSTEM 0x40000000u
+#define RAS1_LIBRARY 0x20000000u
+#define RAS1_KERNEL 0x10000000u
+#define RAS1_DATABASE 0x08000000u
+#define RAS1_PRESENTATION 0x04000000u
+#define RAS1_CLIENT 0x02000000u
+#define RAS1_SERVER 0x01000000u
+#define RAS1_NETWORK 0x00800000u
+#define RAS1_OBJECT 0x00400000u
+#define RAS1_FILE 0x00200000u
+#define RAS1_THREAD 0x00100000u
+#define RAS1_WINDOW 0x00080000u
+#define RAS1_VIEW 0x00040000u
+#define RAS1_STORAGE 0x00020000u
+#define RAS1_TOOLKIT 0x00010000u
+#define RAS1_AGENT 0x00004000u
+#define RAS1_PROBE 0x00008000u
+#define RAS1_MANAGER 0x00002000u
+
+/* ------------------------------------------------------------------ */
+/* Records                                                             */
+/* ------------------------------------------------------------------ */
+
+/* The record format level of the records that these macros lay down. */
+#define RAS1_UNIT_FORMAT 185
+
+/* The build record of a link unit: NUL-terminated values (never null,
+ * maybe empty) and free comment lines.  Values 15, 16 and 17 (component
+ * code, build serial number, driver name) identify a build. */
+typedef struct ZULRA_build {
+    uint32_t valueCount;
+    uint32_t commentCount;
+    const char *const *values;
+    const char *const *comments;
+} ZULRA_build_t;
+
+/* Stores the address of the link unit's build record in *build. */
+typedef void (*ZULRA_buildinfo_t)(ZULRA_build_t **build);
+
+/* One writable static record for each source unit.  The texts are
+ * NUL-terminated and writable: the unit's first sync may shorten `file`
+ * to its last path component, in lower case, in place. */
+typedef struct ZULRA_unit {
+    int32_t format;     /* record format level: RAS1_UNIT_FORMAT */
+    uint32_t classes;   /* the unit's kinds; constant */
+    char *file;         /* source unit name */
+    uint32_t fileLen;
+    char *date;         /* compile date, "Jul  9 2004" */
+    uint32_t dateLen;
+    char *time;         /* compile time, "09:10:27" */
+    uint32_t timeLen;
+    char *level;        /* revision level, free text */
+    uint32_t levelLen;
+    char *comp;         /* component name; "*" when the unit names none */
+    uint32_t compLen;
+    uint32_t registered; /* 1 once the unit is in the list of units */
+    ZULRA_buildinfo_t buildInfo; /* may be null; used from format 180 up */
+} ZULRA_unit_t;
+
+/* One writable static record for each traced function.  It is current
+ * while `syncValue` equals `*syncWord`.  `syncWord` first points at the
+ * unit's private start word, which holds 1 and is never written, so every
+ * record starts stale; the first sync points it at the process's sync
+ * word.  The library writes `syncWord`, `active` and `syncValue` with
+ * atomic stores, and the reads below load them atomically. */
+typedef struct ZULRA_entry {
+    ZULRA_unit_t *unit;
+    const char *name;   /* function name, NUL-terminated */
+    uint32_t nameLen;
+    uint32_t line;      /* source line of the function's start */
+    const uint32_t *syncWord;
+    uint32_t classes;   /* the function's entry kind; constant */
+    uint32_t active;    /* cached class word */
+    uint32_t syncValue; /* *syncWord when `active` was cached */
+} ZULRA_entry_t;
+
+/* Lays down this source unit's record and private start word, at file
+ * scope, once per source unit.  `file`, `level` and `comp` are string
+ * literals; RAS1_DECLARE_UNIT names the unit after __FILE__ and has no
+ * build record. */
+#define RAS1_DECLARE_UNIT_EX(file_, classes_, level_, comp_, buildInfo_)                \
+    static char ZULRA_unitFile_[] = file_;                                               \
+    static char ZULRA_unitDate_[] = __DATE__;                                            \
+    static char ZULRA_unitTime_[] = __TIME__;                                            \
+    static char ZULRA_unitLevel_[] = level_;                                             \
+    static char ZULRA_unitComp_[] = comp_;                                               \
+    __attribute__((unused)) static const uint32_t ZULRA_unitStart_ = 1;                  \
+    __attribute__((unused)) static ZULRA_unit_t ZULRA_unit_ = {                          \
+        RAS1_UNIT_FORMAT, (classes_),                                                    \
+        ZULRA_unitFile_, (uint32_t)(sizeof ZULRA_unitFile_ - 1),                         \
+        ZULRA_unitDate_, (uint32_t)(sizeof ZULRA_unitDate_ - 1),                         \
+        ZULRA_unitTime_, (uint32_t)(sizeof ZULRA_unitTime_ - 1),                         \
+        ZULRA_unitLevel_, (uint32_t)(sizeof ZULRA_unitLevel_ - 1),                       \
+        ZULRA_unitComp_, (uint32_t)(sizeof ZULRA_unitComp_ - 1),                         \
+        0, (buildInfo_)}
+
+#define RAS1_DECLARE_UNIT(classes_, level_, comp_) \
+    RAS1_DECLARE_UNIT_EX(__FILE__, classes_, level_, comp_, 0)
+
+/* Lays down the entry record `var` of one traced function of this unit,
+ * at file scope or as the first line of the function.  `name` is a string
+ * literal; the record's line is the line of the declaration. */
+#define RAS1_DECLARE_ENTRY(var, name_, classes_)                                         \
+    static ZULRA_entry_t var = {&ZULRA_unit_, name_, (uint32_t)(sizeof name_ - 1),      \
+                                (uint32_t)__LINE__, &ZULRA_unitStart_, (classes_), 0, 0}
+
+/* ------------------------------------------------------------------ */
+/* Sync and events                                                     */
+/* ------------------------------------------------------------------ */
+
+/* Works out the class word now active for `entry`, caches it in the
+ * record and returns it.  Any thread, any time; 0 while tracing is
+ * suspended (the record then stays stale) and for a null entry. */
+ZUL_API uint32_t RAS1_Sync(ZULRA_entry_t *entry);
+
+enum {
+    RAS1_EVENT_ENTRY = 0,     /* "Entry" line */
+    RAS1_EVENT_EXITVALUE = 1, /* "Exit: 0x%X" line; one more argument: the result */
+    RAS1_EVENT_EXIT = 2,      /* "Exit" line */
+    RAS1_EVENT_COMPILED = 3,  /* date, time, levelLen, level, comp of the unit */
+    RAS1_EVENT_CLASSES = 4,   /* length, length, text of the class names */
+    RAS1_EVENT_SUSPEND = 5,   /* hold off tracing; counted */
+    RAS1_EVENT_RESUME = 6     /* undo one suspend */
+};
+
+/* Codes 0 to 4 write their line for `entry` under `line` without testing
+ * any class: the caller has.  The result is the status of the write;
+ * callers may ignore it.  Codes 5 and 6 count suspensions; each edge of
+ * the count makes every record stale, and the result is 0.  Any other
+ * code returns STC1_BadArgument and does nothing. */
+ZUL_API int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...);
+
+/* Flags of an exit routine's `events`. */
+#define RAS1_EXIT_UNIT 1u   /* a unit became known */
+#define RAS1_EXIT_ENTRY 2u  /* an entry became known */
+#define RAS1_EXIT_FILTER 4u /* a filter became known */
+
+struct ZULRA_elem;
+
+/* What an exit routine is told.  Units and entries: `unit` and `entry`
+ * set, the rest 0.  Filters: `elements` and `elementCount` set. */
+typedef struct ZULRA_notice {
+    uint32_t size; /* sizeof(ZULRA_notice_t) */
+    ZULRA_unit_t *unit;
+    ZULRA_entry_t *entry;
+    struct ZULRA_elem *elements;
+    uint32_t elementCount;
+} ZULRA_notice_t;
+
+/* An exit routine: called with the event flags, the address of the word
+ * given at registration, and the notice.  Its result is ignored.  It runs
+ * with no lock of the trace held. */
+typedef int (*ZULRA_exitroutine_t)(uint32_t events, void **user, ZULRA_notice_t *notice);
+
+/* Adds an exit routine; the newest runs first.  Routines stay for the
+ * life of the process.  0; STC1_Shortage without memory; STC1_BadArgument
+ * for a null routine. */
+ZUL_API int RAS1_RegisterExit(void *user, ZULRA_exitroutine_t routine);
+
+/* ------------------------------------------------------------------ */
+/* The two reads of a class word                                       */
+/* ------------------------------------------------------------------ */
+
+/* The full read: the cached word while the record is current, else the
+ * result of RAS1_Sync.  No lock; no call on the fast path. */
+static inline uint32_t RAS1_ReadClass(ZULRA_entry_t *entry)
+{
+    uint32_t value = __atomic_load_n(&entry->syncValue, __ATOMIC_ACQUIRE);
+    const uint32_t *word = __atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED);
+    if (__builtin_expect(value == __atomic_load_n(word, __ATOMIC_RELAXED), 1))
+        return __atomic_load_n(&entry->active, __ATOMIC_RELAXED);
+    return RAS1_Sync(entry);
+}
+
+/* The quick read: the cached word while the record is current, else 0.
+ * It never synchronizes, so it may run where RAS1_Sync must not. */
+static inline uint32_t RAS1_PeekClass(ZULRA_entry_t *entry)
+{
+    uint32_t value = __atomic_load_n(&entry->syncValue, __ATOMIC_ACQUIRE);
+    const uint32_t *word = __atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED);
+    if (__builtin_expect(value == __atomic_load_n(word, __ATOMIC_RELAXED), 1))
+        return __atomic_load_n(&entry->active, __ATOMIC_RELAXED);
+    return 0;
+}
+
+/* ------------------------------------------------------------------ */
+/* The protocol of a traced function                                   */
+/* ------------------------------------------------------------------ */
+
+/* True when every bit of `bits` is set in the class word `classes`. */
+#define RAS1_WANTS(classes, bits) (((classes) & (bits)) == (bits))
+
+/* Writes the Entry line when `classes` has FLOW; returns whether it did,
+ * which is the flag that decides the Exit line. */
+static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
+{
+    if (classes & RAS1_FLOW) {
+        RAS1_Event(entry, line, RAS1_EVENT_ENTRY);
+        return 1;
+    }
+    return 0;
+}
+
+/* The full protocol.  At the function's start: read the class word once
+ * into the local `classes` and write the Entry line under FLOW, keeping
+ * the local flag `flow`.  Every later test uses the local, so a change of
+ * classes takes effect at the next call. */
+#define RAS1_ENTRY(entry, classes, flow)                  \
+    uint32_t classes = RAS1_ReadClass(&(entry));          \
+    int flow = RAS1__Enter(&(entry), classes, __LINE__)
+
+/* The quick protocol: the quick read, no Entry or Exit lines (the flag is
+ * 0).  For code that must not call RAS1_Sync. */
+#define RAS1_QUICK(entry, classes, flow)                  \
+    uint32_t classes = RAS1_PeekClass(&(entry));          \
+    int flow = 0
+
+/* At every way out.  The Exit line depends on the flag, not on the class
+ * word, so Entry and Exit lines come in pairs within one call. */
+#define RAS1_EXIT(entry, flow)                                          \
+    do {                                                                \
+        if (flow)                                                       \
+            RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXIT);            \
+    } while (0)
+
+#define RAS1_EXIT_VALUE(entry, flow, value)                             \
+    do {                                                                \
+        if (flow)                                                       \
+            RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXITVALUE,        \
+                       (unsigned)(value));                              \
+    } while (0)
+
+ZUL_END_DECLS
+
+#endif /* ZUL_RAS1_H */

@@ -1,0 +1,28 @@
+/*
+ * zulrarm - ZULRA_Remember: add a record to an enumeration list.
+ */
+#include "ras/zulra.h"
+
+#include <stdlib.h>
+
+void ZULRA_Remember(ZULRA_pcb_t *block, int list, void *record)
+{
+    if (list < 0 || list > 2)
+        return;
+    ZULRA_chunk_t *chunk = block->lists[list];
+    if (chunk == nullptr || chunk->count >= block->chunkSlots) {
+        ZULRA_chunk_t *fresh = (ZULRA_chunk_t *)malloc(block->chunkBytes);
+        if (fresh == nullptr)
+            return; /* the enumerations will lack this record; nothing else does */
+        fresh->count = 0;
+        fresh->top = (void **)((char *)fresh + block->chunkBytes);
+        fresh->next = chunk;
+        /* Readers take the head without a lock: fill the chunk in first. */
+        __atomic_store_n(&block->lists[list], fresh, __ATOMIC_RELEASE);
+        chunk = fresh;
+    }
+    void **top = chunk->top - 1;
+    *top = record;
+    __atomic_store_n(&chunk->top, top, __ATOMIC_RELEASE);
+    __atomic_store_n(&chunk->count, chunk->count + 1, __ATOMIC_RELEASE);
+}

@@ -1,0 +1,174 @@
+/*
+ * zulrasy - RAS1_Sync: work out the class word of an entry record again.
+ *
+ * The slow path of every traced call whose record is stale.  It registers
+ * a record the first time it sees it (and its unit and build record, the
+ * first time it sees those), tells the exit routines, applies the filters
+ * and the default class, checks that some store would take the lines, and
+ * caches the answer in the record.
+ */
+#include "ras/zulra.h"
+
+#include <string.h>
+
+/* Value `index` of a build record, "" where the record has fewer. */
+static const char *build_value(const ZULRA_build_t *build, uint32_t index)
+{
+    if (index >= build->valueCount || build->values == nullptr || build->values[index] == nullptr)
+        return "";
+    return build->values[index];
+}
+
+/* Two records describe the same build when they are one record, or when
+ * component code, driver name and build serial number all agree. */
+static int same_build(const ZULRA_build_t *a, const ZULRA_build_t *b)
+{
+    if (a == b)
+        return 1;
+    static const uint32_t identity[] = {15, 17, 16};
+    for (uint32_t index : identity)
+        if (strcmp(build_value(a, index), build_value(b, index)) != 0)
+            return 0;
+    return 1;
+}
+
+/* Under the anchor's lock: is `build` already in list 2? */
+static int build_known(ZULRA_pcb_t *block, const ZULRA_build_t *build)
+{
+    for (ZULRA_chunk_t *chunk = block->lists[ZULRA_LIST_BUILDS]; chunk; chunk = chunk->next)
+        for (uint32_t i = 0; i < chunk->count; i++)
+            if (same_build((const ZULRA_build_t *)chunk->top[i], build))
+                return 1;
+    return 0;
+}
+
+/* Registers a record met for the first time; returns the event flags for
+ * the exit routines and stores in *build a build record that is new. */
+static uint32_t register_entry(ZULRA_pcb_t *block, ZULRA_entry_t *entry, ZULRA_build_t **build)
+{
+    uint32_t events = 0;
+    ZULRA_anchor_t *anchor = block->anchor;
+
+    BSS1_GetLock(&anchor->lock);
+    if (__atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED) != &anchor->syncWord) {
+        ZULRA_Remember(block, ZULRA_LIST_ENTRIES, entry);
+        events |= RAS1_EXIT_ENTRY;
+        __atomic_store_n(&entry->syncWord, (const uint32_t *)&anchor->syncWord, __ATOMIC_RELEASE);
+
+        ZULRA_unit_t *unit = entry->unit;
+        if (unit != nullptr && unit->registered == 0) {
+            if (unit->format >= 180 && unit->buildInfo != nullptr) {
+                unit->buildInfo(build);
+                if (*build != nullptr) {
+                    if (build_known(block, *build))
+                        *build = nullptr;
+                    else
+                        ZULRA_Remember(block, ZULRA_LIST_BUILDS, *build);
+                }
+            }
+            ZULRA_Remember(block, ZULRA_LIST_UNITS, unit);
+            events |= RAS1_EXIT_UNIT;
+            unit->registered = 1;
+        }
+    }
+    BSS1_ReleaseLock(&anchor->lock);
+    return events;
+}
+
+/* Calls every exit routine, newest first, with no lock held.  Nodes are
+ * only pushed at the head and never removed, so the walk needs none. */
+static void call_exits(ZULRA_pcb_t *block, uint32_t events, ZULRA_entry_t *entry)
+{
+    ZULRA_notice_t notice;
+    memset(&notice, 0, sizeof notice);
+    notice.size = sizeof notice;
+    notice.unit = entry->unit;
+    notice.entry = entry;
+    for (ZULRA_exit_t *node = __atomic_load_n(&block->exits, __ATOMIC_ACQUIRE); node;
+         node = node->next)
+        node->routine(events, &node->user, &notice);
+}
+
+/* Under the block lock: the class word that follows from the filters,
+ * the default class and the stores. */
+static uint32_t select_classes(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t want)
+{
+    uint32_t c;
+    if (!ZULRA_MatchFilters(block, entry, &c))
+        c = __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED);
+    if (!ZULRA_ClassMatch(want, c))
+        c = 0;
+
+    /* Some store must be able to take the lines; the store that a line
+     * goes to is chosen again when it is written. */
+    struct ZULRA_store *store = c != 0 ? ZULRA_MatchStore(block, want) : nullptr;
+    if (store == nullptr)
+        store = block->defaultStore;
+    if (store == nullptr)
+        return 0;
+
+    /* Once any tracing is configured, every record carries ANY, also one
+     * that nothing selected: lines "worth writing whenever anything is
+     * traced" test that bit. */
+    if (ZULRA_NothingConfigured(block))
+        c &= ~RAS1_ANY;
+    else
+        c |= RAS1_ANY;
+    return c;
+}
+
+uint32_t RAS1_Sync(ZULRA_entry_t *entry)
+{
+    if (entry == nullptr)
+        return 0;
+
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    uint32_t c = 0;
+
+    /* While suspended the record stays stale and unregistered, so every
+     * traced call comes back here until the suspension ends.  No lock. */
+    if (__atomic_load_n(&block->suspended, __ATOMIC_ACQUIRE) != 0) {
+        __atomic_store_n(&entry->active, 0u, __ATOMIC_RELAXED);
+        return 0;
+    }
+
+    ZULRA_unit_t *unit = entry->unit;
+    uint32_t want = (unit ? unit->classes : 0) | entry->classes;
+
+    if (__atomic_load_n(&block->once, __ATOMIC_ACQUIRE) >= 0)
+        BSS1_InitializeOnce(&block->once, InitializeRAS1, block, __FILE__, __LINE__);
+
+    ZULRA_build_t *build = nullptr;
+    uint32_t events = register_entry(block, entry, &build);
+    if (events != 0)
+        call_exits(block, events, entry);
+
+    /* The sync word moves only under the block lock, so the value read
+     * here is the one that the computed word answers to: a change made
+     * after it leaves the record stale rather than current and wrong.  A
+     * suspension that came in meanwhile leaves it stale too. */
+    BSS1_GetLock(&block->lock);
+    int suspended = __atomic_load_n(&block->suspended, __ATOMIC_RELAXED) != 0;
+    c = suspended ? 0 : select_classes(block, entry, want);
+    uint32_t seen = __atomic_load_n(&block->anchor->syncWord, __ATOMIC_RELAXED);
+    BSS1_ReleaseLock(&block->lock);
+
+    if (c != 0 && build != nullptr)
+        ZULRA_ShowBuild(build);
+
+    if (c & RAS1_DETAIL) {
+        if ((events & RAS1_EXIT_UNIT) && unit != nullptr)
+            RAS1_Event(entry, (int)entry->line, RAS1_EVENT_COMPILED, unit->date, unit->time,
+                       (int)unit->levelLen, unit->level, unit->comp);
+        char names[256];
+        uint32_t length = ZULRA_ClassNames(c & ~RAS1_ANY, names, sizeof names);
+        RAS1_Event(entry, (int)entry->line, RAS1_EVENT_CLASSES, (int)length, (int)length, names);
+    }
+
+    /* The word goes in before the record is marked current, so that a
+     * reader that finds the record current also finds its word. */
+    __atomic_store_n(&entry->active, c, __ATOMIC_RELAXED);
+    if (!suspended)
+        __atomic_store_n(&entry->syncValue, seen, __ATOMIC_RELEASE);
+    return c;
+}
