@@ -262,7 +262,7 @@ static inline uint32_t RAS1_PeekClass(ZULRA_entry_t *entry)
  * which is the flag that decides the Exit line. */
 static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
 {
-    if (classes & RAS1_FLOW) {
+    if (__builtin_expect((classes & RAS1_FLOW) != 0, 0)) {
         RAS1_Event(entry, line, RAS1_EVENT_ENTRY);
         return 1;
     }
@@ -287,13 +287,13 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
  * word, so Entry and Exit lines come in pairs within one call. */
 #define RAS1_EXIT(entry, flow)                                          \
     do {                                                                \
-        if (flow)                                                       \
+        if (__builtin_expect((flow) != 0, 0))                           \
             RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXIT);            \
     } while (0)
 
 #define RAS1_EXIT_VALUE(entry, flow, value)                             \
     do {                                                                \
-        if (flow)                                                       \
+        if (__builtin_expect((flow) != 0, 0))                           \
             RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXITVALUE,        \
                        (unsigned)(value));                              \
     } while (0)

@@ -1,0 +1,103 @@
+// The cost of a traced call while its classes are off: the full read of
+// the class word and the test of FLOW, against what a program would write
+// by hand instead, one relaxed load of a global level and a compare.
+#include <zul/ras1.h>
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+RAS1_DECLARE_UNIT_EX("benchras", RAS1_APPLICATION, "1", "BENCH", 0);
+RAS1_DECLARE_ENTRY(traced, "traced_add", RAS1_PUBLIC);
+
+uint32_t level; // the hand-written switch: 0 = off
+
+__attribute__((noinline)) int traced_add(int a, int b)
+{
+    RAS1_ENTRY(traced, classes, flow);
+    if (RAS1_WANTS(classes, RAS1_DETAIL))
+        benchmark::DoNotOptimize(classes);
+    RAS1_EXIT_VALUE(traced, flow, a + b);
+    return a + b;
+}
+
+__attribute__((noinline)) void write_line(int line, int value)
+{
+    benchmark::DoNotOptimize(line + value);
+}
+
+// The hand-written switch with a logging call behind it, as a program
+// would write it for Entry and Exit lines.
+__attribute__((noinline)) int logged_add(int a, int b)
+{
+    uint32_t l = __atomic_load_n(&level, __ATOMIC_RELAXED);
+    if (__builtin_expect(l != 0, 0))
+        write_line(__LINE__, 0);
+    if (__builtin_expect(l != 0, 0))
+        write_line(__LINE__, a + b);
+    return a + b;
+}
+
+__attribute__((noinline)) int plain_add(int a, int b)
+{
+    if (__atomic_load_n(&level, __ATOMIC_RELAXED) != 0)
+        benchmark::DoNotOptimize(level);
+    return a + b;
+}
+
+void BM_DisabledTracedCall(benchmark::State &state)
+{
+    RAS1_Sync(&traced); // current from here on, with the word 0
+    int x = 0;
+    for (auto _ : state) {
+        x = traced_add(x, 1);
+        benchmark::DoNotOptimize(x);
+    }
+}
+BENCHMARK(BM_DisabledTracedCall)->ThreadRange(1, 2);
+
+void BM_RelaxedLoadAndCompareCall(benchmark::State &state)
+{
+    int x = 0;
+    for (auto _ : state) {
+        x = plain_add(x, 1);
+        benchmark::DoNotOptimize(x);
+    }
+}
+BENCHMARK(BM_RelaxedLoadAndCompareCall)->ThreadRange(1, 2);
+
+void BM_HandWrittenSwitchCall(benchmark::State &state)
+{
+    int x = 0;
+    for (auto _ : state) {
+        x = logged_add(x, 1);
+        benchmark::DoNotOptimize(x);
+    }
+}
+BENCHMARK(BM_HandWrittenSwitchCall)->ThreadRange(1, 2);
+
+// The reads alone, inline in the loop.
+void BM_ReadClassInline(benchmark::State &state)
+{
+    RAS1_Sync(&traced);
+    for (auto _ : state) {
+        uint32_t c = RAS1_ReadClass(&traced);
+        if (c & RAS1_FLOW)
+            benchmark::DoNotOptimize(c);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_ReadClassInline);
+
+void BM_RelaxedLoadAndCompareInline(benchmark::State &state)
+{
+    for (auto _ : state) {
+        uint32_t v = __atomic_load_n(&level, __ATOMIC_RELAXED);
+        if (v != 0)
+            benchmark::DoNotOptimize(v);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_RelaxedLoadAndCompareInline);
+
+} // namespace
