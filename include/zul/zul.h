@@ -9,6 +9,7 @@
 #include <zul/stc1.h>
 #include <zul/rsn1.h>
 #include <zul/bss1.h>
+#include <zul/thb1.h>
 #include <zul/ras1.h>
 
 #endif /* ZUL_ZUL_H */
