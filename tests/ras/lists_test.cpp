@@ -102,3 +102,18 @@ TEST(RasBuild, EachBuildIsKeptOnce)
     EXPECT_EQ(builds->top[1], &buildB);
     EXPECT_EQ(builds->top[2], &buildA);
 }
+
+ZULRA_PFM1_UNIT("zulpf1a");
+RAS1_DECLARE_ENTRY(allowEntry, "PFM1_Allow", RAS1_PUBLIC);
+
+TEST(RasUnits, LibraryUnitSyncsWithItsKindsAndNoBuildYet)
+{
+    EXPECT_EQ(allowEntry.unit->classes, 0x20010000u);
+    EXPECT_STREQ(allowEntry.unit->comp, "PFM1");
+    EXPECT_STREQ(allowEntry.unit->file, "zulpf1a");
+    EXPECT_EQ(allowEntry.unit->buildInfo, ZULRA_BuildInfo);
+    RAS1_Sync(&allowEntry);
+    EXPECT_EQ(allowEntry.unit->registered, 1u);
+    EXPECT_EQ(ListCount(ZULRA_LIST_UNITS), 1u);
+    EXPECT_EQ(ListCount(ZULRA_LIST_BUILDS), 0u); // a routine that gives no record adds none
+}
