@@ -72,12 +72,6 @@ TEST(RasExit, RoutinesHearEachUnitAndEntryOnceNewestFirst)
     EXPECT_EQ(ZULRA_Pcb()->lists[ZULRA_LIST_ENTRIES]->top[0], &second);
 }
 
-TEST(RasExit, NullRoutineIsRefused)
-{
-    EXPECT_EQ(RAS1_RegisterExit(nullptr, nullptr), STC1_BadArgument);
-    EXPECT_EQ(ZULRA_Pcb()->exits, nullptr);
-}
-
 TEST(RasExit, SuspendedSyncRegistersNothingAndCallsNoRoutine)
 {
     static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
