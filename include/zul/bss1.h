@@ -17,6 +17,8 @@
 #include <zul/stc1.h>
 #include <zul/rsn1.h>
 
+#include <stdarg.h>
+
 ZUL_BEGIN_DECLS
 
 /* ------------------------------------------------------------------ */
@@ -119,13 +121,132 @@ ZUL_API uint32_t BSS1_ThreadID(void);
 /* Match and tokenize                                                  */
 /* ------------------------------------------------------------------ */
 
+/* Compares two names, ignoring the case of ASCII letters, with no
+ * wildcards.  Character classes are those of the C locale whatever locale
+ * the program has set.  With `length` 0 both texts are compared in full
+ * (texts of different lengths give the difference of the lengths);
+ * otherwise exactly `length` bytes are compared and zero bytes do not stop
+ * the comparison.  Returns 0 when they match, else the difference of the
+ * first unequal bytes taken as signed 8-bit values.  A null text sorts
+ * before any other. */
+ZUL_API int BSS1_Match(const char *first, const char *second, uint32_t length);
+
+/* Takes the next token from the counted text at *text (*remaining bytes,
+ * no terminator needed).  `delimiters` is a zero-terminated set, or null
+ * for white space (blank, LF, CR, HT, VT, FF).  White space delimiters
+ * separate tokens and vanish; any other delimiter comes back as a token of
+ * one byte.  A zero byte is skipped between tokens and ends a token.
+ *
+ * Stores the token in *token / *tokenLength and returns STC1_Success, or
+ * STC1_NotThere with a null token of length 0.  *text and *remaining move
+ * behind the token, unless `text == token` and `remaining == tokenLength`:
+ * then the pair is overwritten with the token, which trims a name in place.
+ * Returns STC1_BadArgument if one of the four addresses is null. */
+ZUL_API int BSS1_Tokenize(const char **text, uint32_t *remaining, const char **token,
+                          uint32_t *tokenLength, const char *delimiters);
+
 /* ------------------------------------------------------------------ */
 /* Format engine                                                       */
 /* ------------------------------------------------------------------ */
 
+/* A sink receives the output of a format object.
+ *
+ * Record sink (BSS1_NewFormat): `data` is the record area and `count` the
+ * number of records in it.  A record is one length byte - bits 0-6 the
+ * length n of its text, bit 7 (ZULSS_RECORD_CONTINUED) set when the line
+ * goes on in the next record - followed by n bytes of text, with no line
+ * end and no terminator.  Records follow each other without a gap and a
+ * zero byte follows the last one.
+ *
+ * Text sink (BSS1_BeginFormat, BSS1_Format): `data` is plain text, every
+ * line ended by a line feed, and `count` its length in bytes; the text is
+ * not zero-terminated.
+ *
+ * Either kind may change the bytes it is given (a record sink may fill
+ * the margin of each record, for instance) but must not keep `data` after
+ * returning.  A call with a null
+ * `data` and a count of 0 says that the object is about to be destroyed.
+ * The result is handed to the caller of BSS1_FlushFormat / BSS1_EndFormat. */
+typedef int (*ZULSS_sink_t)(void *argument, char *data, uint32_t count);
+
+#define ZULSS_RECORD_CONTINUED 0x80u
+#define ZULSS_RECORD_LENGTH 0x7Fu
+
+/* The format object.  One heap allocation, owned by its creator until
+ * BSS1_EndFormat, used by one thread at a time; the record area follows
+ * the fields in the same allocation.  Callers treat it as opaque. */
+typedef struct ZULSS_format {
+    void *argument;     /* passed to the sink unchanged */
+    ZULSS_sink_t sink;
+    char *base;         /* start of the record area */
+    char *current;      /* the record being built; its length byte goes here */
+    uint32_t size;      /* bytes of the record area */
+    uint32_t available; /* bytes not yet taken by finished records */
+    uint32_t records;   /* finished records in the area */
+    uint32_t used;      /* length so far of the record being built */
+    uint32_t limit;     /* greatest record length: 127 */
+    uint32_t margin;    /* bytes at the start of each record left alone */
+} ZULSS_format_t;
+
+/* Creates a format object for a record sink, with room for at least
+ * `size` bytes of records (0: any).  `margin` bytes at the start of every
+ * record are left for the sink to fill; a margin not below the record
+ * limit (127) is ignored.  Stores the object, or null, in *object.
+ * Returns STC1_Success, STC1_Shortage, or STC1_BadArgument for a null
+ * `object` or `sink`. */
+ZUL_API int BSS1_NewFormat(ZULSS_format_t **object, void *argument, ZULSS_sink_t sink,
+                           uint32_t size, uint32_t margin);
+
+/* Creates a format object for a text sink.  Stores the object in *object
+ * on success only.  Returns STC1_Success, STC1_Shortage, or
+ * STC1_BadArgument for a null `object` or `sink`. */
+ZUL_API int BSS1_BeginFormat(ZULSS_format_t **object, void *argument, ZULSS_sink_t sink);
+
+/* Formats `format` with `arguments` into the object (see docs/format.md
+ * for the directives: integers and `*` take one 32-bit argument whatever
+ * the size letter, `p` a pointer, floating conversions a double).  A line
+ * left open goes on in the next call.  Returns STC1_BadArgument for a null
+ * object or format, doing nothing; otherwise STC1_Success, whatever the
+ * sink answered. */
+ZUL_API int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments);
+ZUL_API int BSS1_PrintFormat(ZULSS_format_t *object, const char *format, ...);
+
+/* Hands everything gathered to the sink; an open line is handed over
+ * marked as continued and goes on in the next record.  Returns the sink's
+ * result, 0 if there was nothing to hand over, or STC1_BadArgument for a
+ * null object. */
+ZUL_API int BSS1_FlushFormat(ZULSS_format_t *object);
+
+/* Hands over the rest (an open line as a finished one), calls the sink
+ * with null and 0, frees the object and returns the result of that last
+ * call; STC1_BadArgument for a null object. */
+ZUL_API int BSS1_EndFormat(ZULSS_format_t *object);
+
+/* BSS1_BeginFormat, BSS1_ProcessFormat and BSS1_EndFormat in one call, for
+ * a text sink.  Returns the result of the first if it failed, else that
+ * of the second. */
+ZUL_API int BSS1_Format(void *argument, ZULSS_sink_t sink, const char *format, va_list arguments);
+
 /* ------------------------------------------------------------------ */
 /* Environment                                                         */
 /* ------------------------------------------------------------------ */
+
+/* Settings are named texts, looked up in the process environment and in
+ * the variables read from environment files at the first lookup (see
+ * docs/environment.md).  Names compare without regard to case.
+ *
+ * `name` may hold alternatives separated by "=": "A=B" gives the value of
+ * A if it has one, else that of B.  The result belongs to the library or
+ * the runtime and must be neither changed nor freed; a value read from a
+ * file stays valid until the process ends.  Any thread, any time. */
+
+/* The value of `name`, or null. */
+ZUL_API const char *BSS1_LocateEnv(const char *name);
+
+/* The value of `name`, or `fallback` (itself, not a copy; may be null).
+ * Traced: the outcome is written to the log under DETAIL, ANY, or STATE
+ * and DETAIL together. */
+ZUL_API const char *BSS1_GetEnv(const char *name, const char *fallback);
 
 /* ------------------------------------------------------------------ */
 /* Information items and displays                                      */

@@ -1,0 +1,373 @@
+// BSS1_ProcessFormat: the directive engine.
+//
+// The dialect looks like printf's but is its own (docs/format.md): flags,
+// digits and size letters may come in any order, integer conversions and
+// `*` always take one 32-bit argument, the zero flag works alone, `#`
+// prefixes zero too, null texts and pointers print as "NULL" and unknown
+// conversions vanish.  Only floating conversions go through sprintf.
+#include "bss/zulssfmt.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+namespace {
+
+enum : unsigned {
+    kBlank = 1u << 0, // ' ': blank before a positive signed number
+    kHash = 1u << 1,  // '#': the conversion's prefix
+    kPlus = 1u << 2,  // '+': plus sign before a positive signed number
+    kMinus = 1u << 3, // '-': justify left
+    kZero = 1u << 4,  // '0': fill with zeros
+};
+
+// Output of one call.  Fill and short texts of a directive are put
+// together here so that a padded field usually reaches the object as one
+// piece; `count` is what %n reports.
+struct Output {
+    ZULSS_format_t *object;
+    uint32_t count;
+    uint32_t staged;
+    char stage[ZULSS_STAGE_SIZE];
+};
+
+inline void Send(Output &out, const char *text, size_t length)
+{
+    out.count += static_cast<uint32_t>(length);
+    ZULSS_PutText(out.object, text, length);
+}
+
+inline void Drain(Output &out)
+{
+    if (out.staged != 0) {
+        Send(out, out.stage, out.staged);
+        out.staged = 0;
+    }
+}
+
+// A run of fill goes in pieces of at most one staging area.
+void Fill(Output &out, char c, uint32_t length)
+{
+    while (length > 0) {
+        if (out.staged == ZULSS_STAGE_SIZE)
+            Drain(out);
+        uint32_t take = ZULSS_STAGE_SIZE - out.staged;
+        if (take > length)
+            take = length;
+        memset(out.stage + out.staged, c, take);
+        out.staged += take;
+        length -= take;
+    }
+}
+
+// Text joins the staged fill if both fit; a text longer than the staging
+// area goes in directly, as a piece of its own.
+void Stage(Output &out, const char *text, size_t length)
+{
+    if (length <= ZULSS_STAGE_SIZE - out.staged) {
+        memcpy(out.stage + out.staged, text, length);
+        out.staged += static_cast<uint32_t>(length);
+        return;
+    }
+    Drain(out);
+    if (length <= ZULSS_STAGE_SIZE) {
+        memcpy(out.stage, text, length);
+        out.staged = static_cast<uint32_t>(length);
+    } else {
+        Send(out, text, length);
+    }
+}
+
+const char kLower[] = "0123456789abcdef";
+const char kUpper[] = "0123456789ABCDEF";
+
+// Puts out a number: fill, sign, prefix, zeros up to the precision, digits.
+// There is always at least one digit, whatever the precision.
+void Number(Output &out, uint64_t value, unsigned shift, const char *digitSet, char sign,
+            const char *prefix, uint32_t prefixLength, unsigned flags, uint32_t width,
+            uint32_t precision)
+{
+    char digits[24];
+    char *end = digits + sizeof digits;
+    char *first = end;
+    if (shift == 0) {
+        // Decimal values are at most 32 bits; 32-bit division is cheaper.
+        uint32_t v = static_cast<uint32_t>(value);
+        do {
+            *--first = static_cast<char>('0' + v % 10);
+            v /= 10;
+        } while (v != 0);
+    } else {
+        uint64_t mask = (1u << shift) - 1;
+        do {
+            *--first = digitSet[value & mask];
+            value >>= shift;
+        } while (value != 0);
+    }
+    uint32_t count = static_cast<uint32_t>(end - first);
+
+    if (!(flags & kHash))
+        prefixLength = 0;
+    if (precision < count)
+        precision = count;
+    if (sign != 0 && width != 0)
+        width -= 1;
+    if (prefixLength != 0)
+        width = width > prefixLength ? width - prefixLength : 0;
+    // The zero flag turns the field into zeros whatever else is set.
+    if (width > precision && (flags & kZero)) {
+        precision = width;
+        width = 0;
+    }
+    if (width > precision && !(flags & kMinus))
+        Fill(out, ' ', width - precision);
+    if (sign != 0)
+        Stage(out, &sign, 1);
+    if (prefixLength != 0)
+        Stage(out, prefix, prefixLength);
+    Fill(out, '0', precision - count);
+    Stage(out, first, count);
+    if (width > precision && (flags & kMinus))
+        Fill(out, ' ', width - precision);
+    Drain(out);
+}
+
+void Text(Output &out, const char *text, unsigned flags, uint32_t width, uint32_t precision,
+          bool precisionPresent)
+{
+    if (text == nullptr) {
+        Send(out, "NULL", 4);
+        return;
+    }
+    // With a precision the bytes beyond it need not exist.
+    size_t length = precisionPresent ? strnlen(text, precision) : strlen(text);
+    if (width <= length) {
+        Send(out, text, length);
+        return;
+    }
+    if (flags & kMinus) {
+        Stage(out, text, length);
+        Fill(out, ' ', width - static_cast<uint32_t>(length));
+    } else {
+        Fill(out, ' ', width - static_cast<uint32_t>(length));
+        Stage(out, text, length);
+    }
+    Drain(out);
+}
+
+// Floating values go through sprintf: the format is built at the start of
+// a buffer and sprintf writes behind it.  The size letter is never passed
+// on, since on this platform `L` would mean a wider type than the double
+// that was taken from the argument list.
+void Real(Output &out, char conversion, double value, unsigned flags, uint32_t width,
+          bool widthPresent, uint32_t precision, bool precisionPresent)
+{
+    char *buffer = static_cast<char *>(malloc(ZULSS_REAL_BUFFER));
+    if (buffer == nullptr)
+        return; // no output for this directive; formatting goes on
+    char *f = buffer;
+    *f++ = '%';
+    if (flags & kMinus)
+        *f++ = '-';
+    if (flags & kPlus)
+        *f++ = '+';
+    if (flags & kBlank)
+        *f++ = ' ';
+    if (flags & kZero)
+        *f++ = '0';
+    if (flags & kHash)
+        *f++ = '#';
+    if (widthPresent)
+        *f++ = '*';
+    if (precisionPresent) {
+        *f++ = '.';
+        *f++ = '*';
+    }
+    *f++ = conversion;
+    *f++ = '\0';
+
+    char *to = f;
+    size_t room = ZULSS_REAL_BUFFER - static_cast<size_t>(f - buffer);
+    int w = static_cast<int>(width), p = static_cast<int>(precision);
+    int written;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    if (widthPresent && precisionPresent)
+        written = snprintf(to, room, buffer, w, p, value);
+    else if (widthPresent)
+        written = snprintf(to, room, buffer, w, value);
+    else if (precisionPresent)
+        written = snprintf(to, room, buffer, p, value);
+    else
+        written = snprintf(to, room, buffer, value);
+#pragma GCC diagnostic pop
+    if (written > 0) {
+        // Output beyond the buffer is cut off rather than overrunning it.
+        size_t length = static_cast<size_t>(written) < room ? static_cast<size_t>(written) : room - 1;
+        Send(out, to, length);
+    }
+    free(buffer);
+}
+
+} // namespace
+
+int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
+{
+    if (object == nullptr || format == nullptr)
+        return STC1_BadArgument;
+
+    Output out;
+    out.object = object;
+    out.count = 0;
+    out.staged = 0;
+
+    const char *at = format;
+    const char *end = format + strlen(format);
+    while (at < end) {
+        const char *percent = static_cast<const char *>(memchr(at, '%', static_cast<size_t>(end - at)));
+        if (percent == nullptr) {
+            Send(out, at, static_cast<size_t>(end - at));
+            break;
+        }
+        if (percent > at)
+            Send(out, at, static_cast<size_t>(percent - at));
+        at = percent + 1;
+
+        unsigned flags = 0;
+        uint32_t width = 0, precision = 0;
+        bool widthPresent = false, precisionPresent = false;
+        bool shortSize = false, longSize = false;
+
+        // The characters of a directive come in any order until a
+        // conversion ends it.  A format that ends inside a directive ends
+        // there, with no output for it.
+        for (;;) {
+            if (at == end)
+                return STC1_Success;
+            unsigned char c = static_cast<unsigned char>(*at++);
+            uint32_t &number = precisionPresent ? precision : width;
+            bool &present = precisionPresent ? precisionPresent : widthPresent;
+            switch (c) {
+            case ' ':
+                flags |= kBlank;
+                continue;
+            case '#':
+                flags |= kHash;
+                continue;
+            case '+':
+                flags |= kPlus;
+                continue;
+            case '-':
+                flags |= kMinus;
+                continue;
+            case '0':
+                if (number == 0) {
+                    flags |= kZero;
+                    continue;
+                }
+                number *= 10;
+                present = true;
+                continue;
+            case '1': case '2': case '3': case '4': case '5':
+            case '6': case '7': case '8': case '9':
+                number = number * 10 + (c - '0');
+                present = true;
+                continue;
+            case '*':
+                // Taken as unsigned: a negative value is not turned into
+                // left justification or an absent precision.
+                number = va_arg(arguments, uint32_t);
+                present = true;
+                continue;
+            case '.':
+                precisionPresent = true;
+                continue;
+            case 'h':
+                shortSize = true;
+                continue;
+            case 'l':
+            case 'L':
+                longSize = true;
+                continue;
+
+            case 'd':
+            case 'i': {
+                int32_t value = va_arg(arguments, int32_t);
+                uint32_t magnitude = static_cast<uint32_t>(value);
+                char sign = 0;
+                if (value < 0) {
+                    sign = '-';
+                    magnitude = 0u - magnitude;
+                } else if (flags & kPlus) {
+                    sign = '+';
+                } else if (flags & kBlank) {
+                    sign = ' ';
+                }
+                Number(out, magnitude, 0, kLower, sign, nullptr, 0, flags, width, precision);
+                break;
+            }
+            case 'u':
+                Number(out, va_arg(arguments, uint32_t), 0, kLower, 0, nullptr, 0, flags, width,
+                       precision);
+                break;
+            case 'o':
+                Number(out, va_arg(arguments, uint32_t), 3, kLower, 0, "0", 1, flags, width,
+                       precision);
+                break;
+            case 'x':
+                Number(out, va_arg(arguments, uint32_t), 4, kLower, 0, "0x", 2, flags, width,
+                       precision);
+                break;
+            case 'X':
+                Number(out, va_arg(arguments, uint32_t), 4, kUpper, 0, "0X", 2, flags, width,
+                       precision);
+                break;
+            case 'p': {
+                void *pointer = va_arg(arguments, void *);
+                if (pointer == nullptr)
+                    Send(out, "NULL", 4);
+                else
+                    Number(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, flags,
+                           width, precision);
+                break;
+            }
+            case 'c': {
+                char ch = static_cast<char>(va_arg(arguments, int));
+                Send(out, &ch, 1);
+                break;
+            }
+            case 's':
+                Text(out, va_arg(arguments, const char *), flags, width, precision,
+                     precisionPresent);
+                break;
+            case '%':
+                Send(out, "%", 1);
+                break;
+            case 'n': {
+                void *target = va_arg(arguments, void *);
+                if (target == nullptr)
+                    break;
+                if (shortSize && !longSize)
+                    *static_cast<int16_t *>(target) = static_cast<int16_t>(out.count);
+                else
+                    *static_cast<int32_t *>(target) = static_cast<int32_t>(out.count);
+                break;
+            }
+            case 'e':
+            case 'E':
+            case 'f':
+            case 'g':
+            case 'G':
+                Real(out, static_cast<char>(c), va_arg(arguments, double), flags, width,
+                     widthPresent, precision, precisionPresent);
+                break;
+            default:
+                // Unknown: the directive ends with no output and takes no
+                // argument.
+                break;
+            }
+            break;
+        }
+    }
+    return STC1_Success;
+}
