@@ -106,7 +106,7 @@ TEST(RasBuild, EachBuildIsKeptOnce)
 ZULRA_PFM1_UNIT("zulpf1a");
 RAS1_DECLARE_ENTRY(allowEntry, "PFM1_Allow", RAS1_PUBLIC);
 
-TEST(RasUnits, LibraryUnitSyncsWithItsKindsAndNoBuildYet)
+TEST(RasUnits, LibraryUnitSyncsWithItsKindsAndBuild)
 {
     EXPECT_EQ(allowEntry.unit->classes, 0x20010000u);
     EXPECT_STREQ(allowEntry.unit->comp, "PFM1");
@@ -115,5 +115,9 @@ TEST(RasUnits, LibraryUnitSyncsWithItsKindsAndNoBuildYet)
     RAS1_Sync(&allowEntry);
     EXPECT_EQ(allowEntry.unit->registered, 1u);
     EXPECT_EQ(ListCount(ZULRA_LIST_UNITS), 1u);
-    EXPECT_EQ(ListCount(ZULRA_LIST_BUILDS), 0u); // a routine that gives no record adds none
+    ZULRA_build_t *build = nullptr;
+    ZULRA_BuildInfo(&build);
+    ASSERT_EQ(ListCount(ZULRA_LIST_BUILDS), build ? 1u : 0u); // none added when none is given
+    if (build)
+        EXPECT_EQ(ZULRA_Pcb()->lists[ZULRA_LIST_BUILDS]->top[0], build);
 }
