@@ -97,7 +97,7 @@ enum class ZULSS_given : unsigned char {
 };
 
 template <class T>
-consteval ZULSS_given ZULSS_GivenOf()
+constexpr ZULSS_given ZULSS_GivenOf()
 {
     using U = std::remove_cv_t<std::decay_t<T>>;
     if constexpr (std::is_same_v<U, std::nullptr_t>) {
@@ -107,9 +107,11 @@ consteval ZULSS_given ZULSS_GivenOf()
         if constexpr (std::is_same_v<P, char> || std::is_same_v<P, signed char> ||
                       std::is_same_v<P, unsigned char>)
             return ZULSS_given::Chars;
-        else if constexpr (std::is_integral_v<P> && sizeof(P) == 2)
+        else if constexpr (!std::is_integral_v<P>)
+            return ZULSS_given::Pointer;
+        else if constexpr (sizeof(P) == 2)
             return ZULSS_given::Short;
-        else if constexpr (std::is_integral_v<P> && sizeof(P) == 4)
+        else if constexpr (sizeof(P) == 4)
             return ZULSS_given::Int;
         else
             return ZULSS_given::Pointer;
@@ -125,7 +127,7 @@ consteval ZULSS_given ZULSS_GivenOf()
     }
 }
 
-consteval bool ZULSS_Fits(ZULSS_need need, ZULSS_given given)
+constexpr bool ZULSS_Fits(ZULSS_need need, ZULSS_given given)
 {
     switch (need) {
     case ZULSS_need::Word:
