@@ -226,6 +226,30 @@ typedef int (*ZULRA_exitroutine_t)(uint32_t events, void **user, ZULRA_notice_t 
 ZUL_API int RAS1_RegisterExit(void *user, ZULRA_exitroutine_t routine);
 
 /* ------------------------------------------------------------------ */
+/* Enumeration of units, entries and build records                     */
+/* ------------------------------------------------------------------ */
+
+/* The lists that RAS1_EnumInfo reads.  A unit enters at its first sync,
+ * an entry at its first full read, a build record with the first unit of
+ * its link unit.  Position 0 is the newest member. */
+#define RAS1_LIST_UNITS 0u   /* ZULRA_unit_t pointers */
+#define RAS1_LIST_ENTRIES 1u /* ZULRA_entry_t pointers */
+#define RAS1_LIST_BUILDS 2u  /* ZULRA_build_t pointers */
+
+/* Copies up to *count pointers of list `list`, from position *index on,
+ * into `records`; on return *count is how many were stored and *index
+ * has moved on by as many.  Start with *index 0 and call until the
+ * result is not 0.
+ *   0                 pointers were stored (fewer than asked: the end was
+ *                     reached); also with *count 0 inside the list
+ *   STC1_NotThere     *index lies at or behind the end; *count is 0
+ *   STC1_BadArgument  `list` above 2 or a null argument; *count is 0
+ * Members that arrive between two calls come in at position 0 and may
+ * make a walk meet a member twice; none that was there at the start is
+ * missed. */
+ZUL_API int RAS1_EnumInfo(uint32_t list, void **records, uint32_t *index, uint32_t *count);
+
+/* ------------------------------------------------------------------ */
 /* The two reads of a class word                                       */
 /* ------------------------------------------------------------------ */
 

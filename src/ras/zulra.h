@@ -175,8 +175,11 @@ static inline int ZULRA_NothingConfigured(ZULRA_pcb_t *block)
 /* The revision level that the library's units carry. */
 #define ZULRA_UNIT_LEVEL "1"
 
-/* The library's build record routine; every unit of the library names it. */
+/* The library's build record routine; every unit of the library names it.
+ * It is made with the record, from src/ras/zulbuild.def, in C. */
+ZUL_BEGIN_DECLS
 void ZULRA_BuildInfo(ZULRA_build_t **build);
+ZUL_END_DECLS
 
 /* One line per source unit of the library.  `file` is the unit's name as
  * the log and the UNIT filter see it, e.g. "zulssge". */

@@ -85,10 +85,3 @@ int ZULRA_FormatEvent(ZULRA_entry_t *entry, int line, const char *format, va_lis
     (void)args;
     return STC1_Authority;
 }
-
-/* The library's build record.  Until build records are generated there is
- * none: the units of the library name no build. */
-void ZULRA_BuildInfo(ZULRA_build_t **build)
-{
-    *build = nullptr;
-}

@@ -1,0 +1,45 @@
+/*
+ * zulssge - BSS1_GetEnv: the value of a setting, or the caller's fallback.
+ *
+ * Traced: a value found is worth a line whenever tracing is configured at
+ * all (ANY); a fallback used is detail; a setting that is absent with no
+ * fallback shows only under STATE and DETAIL together.
+ */
+#include "bss/zulssenv.h"
+#include "ras/zulra.h"
+
+#include <stdarg.h>
+
+ZULRA_BSS1_UNIT("zulssge");
+
+/* Writes one message line for the entry. */
+static void say(ZULRA_entry_t *entry, int line, const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    ZULRA_FormatEvent(entry, line, format, args);
+    va_end(args);
+}
+
+const char *BSS1_GetEnv(const char *name, const char *fallback)
+{
+    RAS1_DECLARE_ENTRY(entry, "BSS1_GetEnv", RAS1_PUBLIC);
+    RAS1_ENTRY(entry, classes, flow);
+
+    const char *shown = name ? name : "";
+    const char *value = BSS1_LocateEnv(name);
+    if (value == nullptr) {
+        value = fallback;
+        if (value != nullptr) {
+            if (RAS1_WANTS(classes, RAS1_DETAIL))
+                say(&entry, __LINE__, "%s=\"%s\" (default)\n", shown, value);
+        } else if (RAS1_WANTS(classes, RAS1_STATE | RAS1_DETAIL)) {
+            say(&entry, __LINE__, "%s=\"\"\n", shown);
+        }
+    } else if (RAS1_WANTS(classes, RAS1_ANY)) {
+        say(&entry, __LINE__, "%s=\"%s\"\n", shown, value);
+    }
+
+    RAS1_EXIT_VALUE(entry, flow, (uintptr_t)value);
+    return value;
+}
