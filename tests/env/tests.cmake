@@ -16,3 +16,10 @@ target_link_libraries(zul_test_env PRIVATE GTest::gtest_main)
 target_compile_definitions(zul_test_env PRIVATE
   ZUL_ENV_PROBE="$<TARGET_FILE:zul_env_probe>")
 add_dependencies(zul_test_env zul_env_probe)
+
+# The generator of build records: reproducible with SOURCE_DATE_EPOCH, and
+# strict about its definition file.
+add_test(NAME BuildRecordGenerator.ReproducibleAndStrict
+  COMMAND ${CMAKE_COMMAND} -DGENERATOR=${PROJECT_SOURCE_DIR}/cmake/ZulBuildRecord.cmake
+          -DWORK=${CMAKE_CURRENT_BINARY_DIR}/build_record_check
+          -P ${CMAKE_CURRENT_LIST_DIR}/build_record_check.cmake)
