@@ -252,6 +252,46 @@ ZUL_API const char *BSS1_GetEnv(const char *name, const char *fallback);
 /* Information items and displays                                      */
 /* ------------------------------------------------------------------ */
 
+/* Facts about the process and the machine as short texts, worked out once
+ * at the first call (docs/logging.md lists them). */
+enum {
+    BSS1_INFO_SYSTEMNAME = 0,  /* the machine's name */
+    BSS1_INFO_OSNAME = 1,      /* the operating system's name */
+    BSS1_INFO_OSVERSION = 2,   /* its release */
+    BSS1_INFO_PROCESSID = 3,   /* decimal process ID */
+    BSS1_INFO_PROGRAM = 4,     /* program file name, no directory or extension */
+    BSS1_INFO_USER = 5,
+    BSS1_INFO_JOB = 6,         /* never has a value */
+    BSS1_INFO_TASK = 7,
+    BSS1_INFO_SYSTEMTYPE = 8,  /* items 1 and 2 joined by ";" */
+    BSS1_INFO_COMMANDLINE = 9,
+    BSS1_INFO_MACROENV = 10,
+    BSS1_INFO_STARTDATE = 11,  /* of the first call, "%Y/%m/%d" */
+    BSS1_INFO_STARTTIME = 12,  /* of the first call, "%H:%M:%S" */
+    BSS1_INFO_CPUCOUNT = 13,
+    BSS1_INFO_PAGESIZE = 14,   /* "4K" */
+    BSS1_INFO_PHYSMEMORY = 15, /* megabytes, "16384M" */
+    BSS1_INFO_VIRTMEMORY = 16, /* megabytes of address space */
+    BSS1_INFO_PAGESPACE = 17,  /* megabytes of swap */
+    BSS1_INFO_COUNT = 18
+};
+
+/* Copies item `item` to `buffer` (`size` bytes; both may be 0) and returns
+ * its length: the full length with a null buffer, else at most `size`.  A
+ * NUL follows the text only when the text is shorter than `size`.  0 for
+ * an item number of 18 or more and for an item with no value.  Any
+ * thread; no lock. */
+ZUL_API uint32_t BSS1_Info(uint32_t item, char *buffer, uint32_t size);
+
+/* Writes the header of a log - the labelled items, ZUL_RAS1 and
+ * ZUL_ENVPATH - to a format object.  Returns 0. */
+ZUL_API int BSS1_DisplayEnvironment(ZULSS_format_t *object);
+
+/* Writes `length` bytes at `data` as a hexadecimal dump, 16 bytes a line,
+ * runs of equal lines folded into one "Same as above" line.  Starts on a
+ * fresh line.  Returns 0. */
+ZUL_API int BSS1_Dump(ZULSS_format_t *object, const void *data, uint32_t length);
+
 ZUL_END_DECLS
 
 #endif /* ZUL_BSS1_H */

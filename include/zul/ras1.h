@@ -29,6 +29,7 @@
 #define ZUL_RAS1_H
 
 #include <zul/stc1.h>
+#include <zul/bss1.h>
 
 ZUL_BEGIN_DECLS
 
@@ -321,6 +322,105 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
             RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXITVALUE,        \
                        (unsigned)(value));                              \
     } while (0)
+
+/* ------------------------------------------------------------------ */
+/* Log output: stores, lines, environment routines                     */
+/* ------------------------------------------------------------------ */
+
+/* Flags that a store's write routine is given with each flush. */
+#define RAS1_WRITE_UNCONFIGURED 1u /* no default class and no filter: the
+                                      writer tested nothing */
+#define RAS1_WRITE_FORMAT 4u       /* from RAS1_Format, RAS1_Printf, RAS1_Event */
+#define RAS1_WRITE_DUMP 8u         /* from RAS1_Dump */
+
+/* A store's write routine: `text` holds whole lines, each ended by a line
+ * feed (a long message may arrive in several calls), not NUL-terminated.
+ * Called under the store's lock, once per flush; its result is the
+ * flush's result.  It must not call RAS1_Sync (directly or through a
+ * traced function with the full read). */
+typedef int (*ZULRA_write_t)(void *data, const char *text, uint32_t length,
+                             ZULRA_entry_t *entry, uint32_t flags);
+
+/* An environment routine: writes text of its own into every line head,
+ * between the thread ID and the unit name.  Its result is ignored. */
+typedef int (*ZULRA_envroutine_t)(void *user, ZULSS_format_t *format);
+
+/* Registers a store: a named sink for lines.  `name` is 1 to 8 bytes (no
+ * zero-terminated form) and compares without case; `classes` is the
+ * store's class word: 0 takes only what no class selects, RAS1_ANY alone
+ * (256) makes the store the default store if there is none yet, any other
+ * word is completed.  0; STC1_BadArgument for a bad length or a null
+ * routine; STC1_Duplicate if the name is taken; STC1_Shortage; and
+ * STC1_Warning when the class word was completed (the store is
+ * registered). */
+ZUL_API int RAS1_RegisterStore(const char *name, uint32_t length, void *data,
+                               ZULRA_write_t write, uint32_t classes);
+
+/* Adds an environment routine; the newest runs first.  0; STC1_Shortage;
+ * STC1_BadArgument for a null routine. */
+ZUL_API int RAS1_RegisterEnvironment(void *user, ZULRA_envroutine_t routine);
+
+/* Opens a line for `entry` at source line `line`: picks the store by the
+ * record's cached class word, writes the opening block if the store has
+ * not had a line yet, then the line head.  The caller writes the message
+ * into *format and must end it with BSS1_EndFormat.  No class is tested.
+ * 0 with *format set; STC1_Authority no store; STC1_SystemError tracing
+ * suspended; STC1_Shortage; STC1_BadArgument for a null entry or format;
+ * *format is null on failure. */
+ZUL_API int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags,
+                             ZULSS_format_t **format);
+
+/* One message in the format dialect of BSS1_PrintFormat (docs/format.md):
+ * integers take 32 bits whatever the size letter.  A message without a
+ * final line feed still ends its line.  Results as RAS1_BeginFormat. */
+ZUL_API int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args);
+ZUL_API int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...);
+
+/* "<0x%p,0x%lX> " with `address` and `length`, then the message if `text`
+ * is not null, then a hexadecimal dump of the memory. */
+ZUL_API int RAS1_Dump(ZULRA_entry_t *entry, int line, const void *address, uint32_t length,
+                      const char *text, ...);
+
+/* Does nothing; always STC1_SystemError. */
+ZUL_API int RAS1_Trace(void);
+
+/* ------------------------------------------------------------------ */
+/* Classes                                                             */
+/* ------------------------------------------------------------------ */
+
+/* A partial class word selects everything in the fields it leaves empty:
+ * ERROR reads as 0xFFFFFE80.  The calls that take a class word complete
+ * it and answer STC1_Warning when that changed it. */
+
+/* *classes is the default class (read with no lock).  Always 0. */
+ZUL_API int RAS1_QueryClass(uint32_t *classes);
+
+/* Sets the default class; *old (if not null) gets the one before. */
+ZUL_API int RAS1_SetClass(uint32_t *old, uint32_t classes);
+
+/* The names of `classes`, short forms, blank-separated, into `buffer`;
+ * *length is the buffer's size on entry and the text's length on return.
+ * The text is always NUL-terminated, and the buffer must have a byte for
+ * the NUL even when *length is 0.  0; STC1_Shortage when the names did
+ * not all fit (those that did are there); STC1_BadArgument for a null
+ * argument. */
+ZUL_API int RAS1_QueryClassName(uint32_t classes, char *buffer, uint32_t *length);
+
+/* Reads class names (full or abbreviated, any case, separated by blanks
+ * or punctuation) into *classes.  `length` 0 measures a zero-terminated
+ * text.  0; STC1_BadArgument on an unknown or over-long name, with
+ * *classes holding what was read until then. */
+ZUL_API int RAS1_QueryClassValue(uint32_t *classes, const char *text, uint32_t length);
+
+/* The class word of the store `name` (1 to 8 bytes).  0;
+ * STC1_BadArgument bad length; STC1_NotThere no such store. */
+ZUL_API int RAS1_QueryStoreClass(const char *name, uint32_t length, uint32_t *classes);
+
+/* Changes a store's class word and sorts it anew.  `length` 0 names the
+ * default store.  `classes` 256 makes it the default store if there is
+ * none; 0 on the default store leaves the process without one.  0;
+ * STC1_BadArgument; STC1_NotThere; STC1_Warning if completed. */
+ZUL_API int RAS1_SetStoreClass(const char *name, uint32_t length, uint32_t classes);
 
 ZUL_END_DECLS
 

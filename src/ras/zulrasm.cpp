@@ -2,11 +2,11 @@
  * zulrasm - the seams of the trace.
  *
  * RAS1_Sync, RAS1_Event and ZULRA_ConstructPCB call into parts of the
- * trace that are not built yet: the log output and its stores, the class
- * vocabulary, the filters and their string pool, the console command and
- * the start of the service.  Each such decision is made by one function
- * here, which says what it decides until its part arrives.  As each part
- * lands, its function leaves this file for a unit of its own.
+ * trace that are not built yet: the filters and their string pool, the
+ * console command, the build banner and the start of the service.  Each
+ * such decision is made by one function here, which says what it decides
+ * until its part arrives.  As each part lands, its function leaves this
+ * file for a unit of its own.
  */
 #include "ras/zulra.h"
 
@@ -26,12 +26,6 @@ void ZULRA_RegisterCommand(void *block)
     (void)block;
 }
 
-/* The class table.  Until the class vocabulary exists there is none. */
-const struct ZULRA_class *ZULRA_ClassTable(void)
-{
-    return nullptr;
-}
-
 /* The string pool's index tree.  Until filters exist no text enters the
  * pool, and the index stays empty. */
 void ZULRA_CreatePool(ZULRA_pcb_t *block)
@@ -49,39 +43,9 @@ int ZULRA_MatchFilters(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t *class
     return 0;
 }
 
-/* The store walk.  Until stores can be registered the list stays empty,
- * so only a default store can take lines. */
-struct ZULRA_store *ZULRA_MatchStore(ZULRA_pcb_t *block, uint32_t want)
-{
-    (void)block;
-    (void)want;
-    return nullptr;
-}
-
 /* The build banner.  Until the log can be written there is nowhere to
  * write it; the record still counts as met. */
 void ZULRA_ShowBuild(ZULRA_build_t *build)
 {
     (void)build;
-}
-
-/* The names of a class word.  Until the class vocabulary exists there are
- * no names: the text is empty. */
-uint32_t ZULRA_ClassNames(uint32_t classes, char *buffer, uint32_t size)
-{
-    (void)classes;
-    if (size > 0)
-        buffer[0] = '\0';
-    return 0;
-}
-
-/* The writing of a line.  Until the log exists there is no store to take
- * it: the line is dropped and the answer is the one for "no store". */
-int ZULRA_FormatEvent(ZULRA_entry_t *entry, int line, const char *format, va_list args)
-{
-    (void)entry;
-    (void)line;
-    (void)format;
-    (void)args;
-    return STC1_Authority;
 }

@@ -4,6 +4,7 @@
 #define ZUL_TESTS_RAS_RASTEST_H
 
 #include "ras/zulra.h"
+#include "ras/zulralg.h"
 
 #include <cstring>
 
@@ -45,8 +46,9 @@ inline uint32_t SyncWord()
     return __atomic_load_n(&ZULRA_Pcb()->anchor->syncWord, __ATOMIC_ACQUIRE);
 }
 
-// Stands in for a store: the block only tests whether one is there.
-inline int fakeStoreBytes;
+// Stands in for a store: a zeroed store with no write routine takes the
+// lines that the sync writes under DETAIL and drops them.
+inline ZULRA_store_t fakeStoreBytes;
 
 // Sets the default class and the default store as the class and store
 // calls will, and makes every record stale.
