@@ -8,18 +8,7 @@
 #include "bss/zulssenv.h"
 #include "ras/zulra.h"
 
-#include <stdarg.h>
-
 ZULRA_BSS1_UNIT("zulssge");
-
-/* Writes one message line for the entry. */
-static void say(ZULRA_entry_t *entry, int line, const char *format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    ZULRA_FormatEvent(entry, line, format, args);
-    va_end(args);
-}
 
 const char *BSS1_GetEnv(const char *name, const char *fallback)
 {
@@ -32,12 +21,12 @@ const char *BSS1_GetEnv(const char *name, const char *fallback)
         value = fallback;
         if (value != nullptr) {
             if (RAS1_WANTS(classes, RAS1_DETAIL))
-                say(&entry, __LINE__, "%s=\"%s\" (default)\n", shown, value);
+                RAS1_Printf(&entry, __LINE__, "%s=\"%s\" (default)\n", shown, value);
         } else if (RAS1_WANTS(classes, RAS1_STATE | RAS1_DETAIL)) {
-            say(&entry, __LINE__, "%s=\"\"\n", shown);
+            RAS1_Printf(&entry, __LINE__, "%s=\"\"\n", shown);
         }
     } else if (RAS1_WANTS(classes, RAS1_ANY)) {
-        say(&entry, __LINE__, "%s=\"%s\"\n", shown, value);
+        RAS1_Printf(&entry, __LINE__, "%s=\"%s\"\n", shown, value);
     }
 
     RAS1_EXIT_VALUE(entry, flow, (uintptr_t)value);
