@@ -1,0 +1,112 @@
+// Helpers of the log tests: a store that keeps what it is given, records
+// laid down by hand, and a reader of the capture ring.
+#ifndef ZUL_TESTS_LOG_LOGTEST_H
+#define ZUL_TESTS_LOG_LOGTEST_H
+
+#include "ras/zulralg.h"
+
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// A store's write routine that appends to a string.  `calls` counts the
+// write calls, `flags` keeps the flags of the last one.
+struct Sink {
+    std::mutex mutex;
+    std::string text;
+    int calls = 0;
+    uint32_t flags = 0;
+
+    static int Write(void *data, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t flags)
+    {
+        Sink *s = static_cast<Sink *>(data);
+        std::lock_guard<std::mutex> hold(s->mutex);
+        s->text.append(text, length);
+        s->calls++;
+        s->flags = flags;
+        return 0;
+    }
+    std::string Text()
+    {
+        std::lock_guard<std::mutex> hold(mutex);
+        return text;
+    }
+};
+
+// The rule that closes a store's opening block.
+inline const std::string kRule = std::string(80, '=') + "\n";
+inline const std::string kTitle =
+    "========================>  Torvel QX/RAS1 Service Log  <========================\n";
+
+// What a store got after its opening block (the whole text if it has none).
+inline std::string AfterOpening(const std::string &text)
+{
+    size_t at = text.find(kRule);
+    return at == std::string::npos ? text : text.substr(at + kRule.size());
+}
+
+inline std::vector<std::string> SplitLines(const std::string &text)
+{
+    std::vector<std::string> lines;
+    size_t start = 0;
+    for (size_t at; (at = text.find('\n', start)) != std::string::npos; start = at + 1)
+        lines.push_back(text.substr(start, at - start));
+    if (start < text.size())
+        lines.push_back(text.substr(start)); // an unfinished line
+    return lines;
+}
+
+// A unit and an entry as the library lays them down, e.g. for zulssge.
+struct Record {
+    char file[32];
+    char other[4] = "x";
+    ZULRA_unit_t unit{};
+    ZULRA_entry_t entry{};
+    static inline const uint32_t start = 1;
+
+    Record(const char *fileName, const char *function, uint32_t unitClasses = RAS1_LIBRARY,
+           uint32_t entryClasses = RAS1_PUBLIC)
+    {
+        std::strncpy(file, fileName, sizeof file - 1);
+        file[sizeof file - 1] = '\0';
+        unit.format = RAS1_UNIT_FORMAT;
+        unit.classes = unitClasses;
+        unit.file = file;
+        unit.fileLen = static_cast<uint32_t>(std::strlen(file));
+        unit.date = unit.time = unit.level = unit.comp = other;
+        unit.dateLen = unit.timeLen = unit.levelLen = unit.compLen = 1;
+        entry.unit = &unit;
+        entry.name = function;
+        entry.nameLen = static_cast<uint32_t>(std::strlen(function));
+        entry.line = 1;
+        entry.syncWord = &start;
+        entry.classes = entryClasses;
+    }
+};
+
+struct Slot {
+    uint32_t length;
+    std::string text;
+};
+
+// The ring from the oldest slot to the newest, read after the writers
+// have stopped; `size` is how many slots the circle has.
+inline std::vector<Slot> ReadRing(size_t *size = nullptr)
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    ZULRA_capture_t *at = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
+    std::vector<Slot> slots;
+    size_t n = 0;
+    for (ZULRA_capture_t *s = at->next; n < 1000; s = s->next) {
+        n++;
+        if (s == at)
+            break;
+        slots.push_back({s->length, std::string(s->text, s->length <= 128 ? s->length : 0)});
+    }
+    if (size)
+        *size = n;
+    return slots;
+}
+
+#endif

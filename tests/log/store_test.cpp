@@ -1,0 +1,391 @@
+// Stores, the line head, the opening block, the format handler and the
+// capture ring.
+#include "logtest.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <regex>
+#include <thread>
+
+namespace {
+
+std::string Hex(uint32_t v)
+{
+    char b[16];
+    std::snprintf(b, sizeof b, "%X", v);
+    return b;
+}
+
+int WriteA(void *, ZULSS_format_t *f) { return BSS1_PrintFormat(f, "A:"); }
+int WriteB(void *user, ZULSS_format_t *f) { return BSS1_PrintFormat(f, "%s", (const char *)user); }
+
+// The head of a line, checked piece by piece: time within the call's
+// bounds, the thread's ID, then what follows.
+void ExpectHead(const std::string &line, const ZULSS_time_t &before, const ZULSS_time_t &after,
+                const std::string &rest)
+{
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(line, m, std::regex(R"(\(([0-9A-F]{8})\.([0-9A-F]{8})-([0-9A-F]+):(.*))")))
+        << line;
+    uint32_t seconds = std::stoul(m[1].str(), nullptr, 16);
+    EXPECT_GE(seconds, before.seconds);
+    EXPECT_LE(seconds, after.seconds);
+    EXPECT_LT(std::stoul(m[2].str(), nullptr, 16), 1000000000u);
+    EXPECT_EQ(m[3].str(), Hex(BSS1_ThreadID()));
+    EXPECT_EQ(m[4].str(), rest);
+}
+
+TEST(LogHead, ExactHeadWithAndWithoutEnvironmentRoutines)
+{
+    Sink sink;
+    ASSERT_EQ(RAS1_RegisterStore("s", 1, &sink, Sink::Write, RAS1_ANY), STC1_Success);
+    Record r("zulssge", "BSS1_GetEnv");
+    ZULSS_time_t before, after;
+
+    BSS1_GetTime(&before);
+    EXPECT_EQ(RAS1_Printf(&r.entry, 47, "ZUL_RAS1=\"%s\" (default)\n", "ERROR"), STC1_Success);
+    BSS1_GetTime(&after);
+    auto lines = SplitLines(AfterOpening(sink.Text()));
+    ASSERT_EQ(lines.size(), 1u);
+    ExpectHead(lines[0], before, after, "zulssge,47,\"BSS1_GetEnv\") ZUL_RAS1=\"ERROR\" (default)");
+
+    // Newest routine first, between the thread and the unit.
+    static char b[] = "B:";
+    ASSERT_EQ(RAS1_RegisterEnvironment(nullptr, WriteA), STC1_Success);
+    ASSERT_EQ(RAS1_RegisterEnvironment(b, WriteB), STC1_Success);
+    EXPECT_EQ(RAS1_RegisterEnvironment(nullptr, nullptr), STC1_BadArgument);
+    sink.text.clear();
+    BSS1_GetTime(&before);
+    RAS1_Printf(&r.entry, -3, "x\n");
+    BSS1_GetTime(&after);
+    lines = SplitLines(sink.Text());
+    ASSERT_EQ(lines.size(), 1u);
+    ExpectHead(lines[0], before, after, "B:A:zulssge,-3,\"BSS1_GetEnv\") x");
+}
+
+TEST(LogHead, MessageWithoutLineEndStillEndsItsLine)
+{
+    Sink sink;
+    RAS1_RegisterStore("s", 1, &sink, Sink::Write, RAS1_ANY);
+    Record r("u", "f");
+    RAS1_Printf(&r.entry, 1, "abc");
+    RAS1_Printf(&r.entry, 2, "%s", "def");
+    auto lines = SplitLines(AfterOpening(sink.Text()));
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[0].find("u,1,\"f\") abc"), std::string::npos);
+    EXPECT_NE(lines[1].find("u,2,\"f\") def"), std::string::npos);
+    EXPECT_EQ(sink.Text().back(), '\n');
+}
+
+TEST(LogStore, OpeningBlockOncePerStoreBeforeItsFirstLine)
+{
+    Sink one, two;
+    uint32_t cls = RAS1_ERROR | RAS1_PUBLIC | RAS1_LIBRARY;
+    ASSERT_EQ(RAS1_RegisterStore("one", 3, &one, Sink::Write, RAS1_ANY), STC1_Success);
+    ASSERT_EQ(RAS1_RegisterStore("two", 3, &two, Sink::Write, cls), STC1_Success);
+    Record r("u", "f");
+
+    r.entry.active = cls; // goes to "two"
+    RAS1_Printf(&r.entry, 1, "first\n");
+    RAS1_Printf(&r.entry, 2, "second\n");
+    r.entry.active = RAS1_FLOW | RAS1_ANY; // no store of that class: the default store
+    RAS1_Printf(&r.entry, 3, "third\n");
+
+    for (Sink *s : {&one, &two}) {
+        std::string text = s->Text();
+        ASSERT_EQ(text.rfind(kTitle, 0), 0u) << text;   // starts with the title
+        EXPECT_EQ(text.find(kTitle, 1), std::string::npos); // once
+        EXPECT_NE(text.find("      Process ID: "), std::string::npos);
+        EXPECT_NE(text.find("        ZUL_RAS1: "), std::string::npos);
+    }
+    auto lines = SplitLines(AfterOpening(two.Text()));
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[1].find(") second"), std::string::npos);
+    lines = SplitLines(AfterOpening(one.Text()));
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find(") third"), std::string::npos);
+}
+
+TEST(LogStore, NamesAndBadRegistrations)
+{
+    Sink s;
+    EXPECT_EQ(RAS1_RegisterStore("abc", 3, &s, Sink::Write, 0), STC1_Success);
+    struct Case {
+        const char *name;
+        uint32_t length;
+        ZULRA_write_t write;
+        int status;
+    } cases[] = {
+        {"ABC", 3, Sink::Write, STC1_Duplicate}, // same name in other case
+        {"aBc     ", 3, Sink::Write, STC1_Duplicate},
+        {"x", 0, Sink::Write, STC1_BadArgument},
+        {"ninechars", 9, Sink::Write, STC1_BadArgument},
+        {nullptr, 3, Sink::Write, STC1_BadArgument},
+        {"new", 3, nullptr, STC1_BadArgument},
+        {"abcdefgh", 8, Sink::Write, STC1_Success},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(RAS1_RegisterStore(c.name, c.length, &s, c.write, 0), c.status) << c.name;
+}
+
+TEST(LogStore, RegistrationCompletesClassesAndFirstStoreSetsDefaultClass)
+{
+    Sink s;
+    EXPECT_EQ(RAS1_RegisterStore("a", 1, &s, Sink::Write, RAS1_ERROR), STC1_Warning);
+    uint32_t c = 0;
+    EXPECT_EQ(RAS1_QueryStoreClass("A", 1, &c), STC1_Success);
+    EXPECT_EQ(c, 0xFFFFFE80u);
+    RAS1_QueryClass(&c);
+    EXPECT_EQ(c, 0xFFFFFE80u);
+    // A later store leaves the default class alone.
+    EXPECT_EQ(RAS1_RegisterStore("b", 1, &s, Sink::Write, 0x20000280u), STC1_Success);
+    RAS1_QueryClass(&c);
+    EXPECT_EQ(c, 0xFFFFFE80u);
+}
+
+std::vector<uint32_t> Weights()
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    std::vector<uint32_t> w;
+    for (auto *s = (ZULRA_store_t *)block->stores.next; s != ZULRA_StoreEnd(block); s = s->next)
+        w.push_back(s->weight);
+    return w;
+}
+
+TEST(LogStore, InsertionOrderByWeight)
+{
+    // Weights come from the class word as given: these words are already
+    // complete or deliberately partial, so the weights are 3, 5, 2 and so on.
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    static ZULRA_store_t stores[6];
+    const uint32_t F = 0xFFFFFFFFu;
+    struct Step {
+        uint32_t classes;
+        std::vector<uint32_t> after;
+    } steps[] = {
+        {0, {F}},                                     // class-less: last, weighs most
+        {0x20000280u, {F, 3}},                        // walks off the head: to the tail
+        {0x60000680u, {F, 3, 5}},                     // stops at the lighter 3
+        {0x20000080u, {F, 3, 5, 2}},                  // lighter than all: to the tail
+        {0x20000380u, {F, 3, 5, 2, 3u << 8}},         // ANY: after all stores without it
+        {0x20000480u, {F, 3, 5, 2, 3, 3u << 8}},      // behind the first it does not outweigh
+    };
+    BSS1_GetLock(&block->lock);
+    uint32_t word = __atomic_load_n(&block->anchor->syncWord, __ATOMIC_RELAXED);
+    for (int i = 0; i < 6; i++) {
+        stores[i].classes = steps[i].classes;
+        ZULRA_InsertStore(block, &stores[i]);
+        EXPECT_EQ(Weights(), steps[i].after) << i;
+    }
+    EXPECT_EQ(__atomic_load_n(&block->anchor->syncWord, __ATOMIC_RELAXED), word + 6);
+    BSS1_ReleaseLock(&block->lock);
+}
+
+TEST(LogStore, RoutingFollowsTheListOrder)
+{
+    // Default store first, then two that both take ERROR lines of a
+    // LIBRARY PUBLIC function: the narrower one stands first and wins.
+    Sink def, wide, narrow;
+    RAS1_RegisterStore("def", 3, &def, Sink::Write, RAS1_ANY);
+    RAS1_RegisterStore("narrow", 6, &narrow, Sink::Write, 0x20000280u);
+    RAS1_RegisterStore("wide", 4, &wide, Sink::Write, RAS1_ERROR);
+    Record r("u", "f");
+    r.entry.active = 0x20000280u;
+    RAS1_Printf(&r.entry, 1, "n\n");
+    r.entry.active = 0x10000280u; // KERNEL: only the wide store
+    RAS1_Printf(&r.entry, 1, "w\n");
+    EXPECT_NE(narrow.Text().find(") n\n"), std::string::npos);
+    EXPECT_NE(wide.Text().find(") w\n"), std::string::npos);
+    EXPECT_EQ(def.Text(), "");
+    // Moved to FLOW, the narrow store is the lightest and goes to the
+    // tail, behind the wide one; ERROR lines now go wide.
+    EXPECT_EQ(RAS1_SetStoreClass("NARROW", 6, 0x20000240u), STC1_Success);
+    r.entry.active = 0x20000280u;
+    RAS1_Printf(&r.entry, 1, "n2\n");
+    EXPECT_NE(wide.Text().find(") n2\n"), std::string::npos);
+}
+
+TEST(LogStore, ClassLessStoreThatIsNotTheDefaultTakesOnlyWordZero)
+{
+    Sink plain;
+    ASSERT_EQ(RAS1_RegisterStore("plain", 5, &plain, Sink::Write, 0), STC1_Success);
+    Record r("u", "f");
+    EXPECT_EQ(RAS1_Printf(&r.entry, 1, "zero\n"), STC1_Success); // never synced: word 0
+    r.entry.active = 0xFFFFFF80u;
+    ZULSS_format_t *f = reinterpret_cast<ZULSS_format_t *>(1);
+    EXPECT_EQ(RAS1_BeginFormat(&r.entry, 1, 0, &f), STC1_Authority);
+    EXPECT_EQ(f, nullptr);
+    EXPECT_EQ(RAS1_Printf(&r.entry, 1, "lost\n"), STC1_Authority);
+    auto lines = SplitLines(AfterOpening(plain.Text()));
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("zero"), std::string::npos);
+}
+
+TEST(LogStore, NoStoreSuspendedAndBadArguments)
+{
+    Record r("u", "f");
+    ZULSS_format_t *f;
+    EXPECT_EQ(RAS1_BeginFormat(&r.entry, 1, 0, &f), STC1_Authority);
+    EXPECT_EQ(RAS1_BeginFormat(nullptr, 1, 0, &f), STC1_BadArgument);
+    EXPECT_EQ(RAS1_BeginFormat(&r.entry, 1, 0, nullptr), STC1_BadArgument);
+    EXPECT_EQ(RAS1_Trace(), STC1_SystemError);
+
+    Sink s;
+    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
+    RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND);
+    EXPECT_EQ(RAS1_Printf(&r.entry, 1, "dropped\n"), STC1_SystemError);
+    RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
+    EXPECT_EQ(s.Text(), "");
+    EXPECT_EQ(RAS1_Printf(&r.entry, 1, "kept\n"), STC1_Success);
+    EXPECT_NE(s.Text().find(") kept\n"), std::string::npos);
+}
+
+TEST(LogStore, FlagsTellWhereTheLineCameFrom)
+{
+    Sink s;
+    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
+    Record r("u", "f");
+    RAS1_Printf(&r.entry, 1, "x\n");
+    EXPECT_EQ(s.flags, RAS1_WRITE_FORMAT | RAS1_WRITE_UNCONFIGURED);
+    RAS1_SetClass(nullptr, RAS1_ERROR);
+    unsigned char bytes[4] = {1, 2, 3, 4};
+    RAS1_Dump(&r.entry, 1, bytes, 4, nullptr);
+    EXPECT_EQ(s.flags, RAS1_WRITE_DUMP);
+}
+
+TEST(LogStore, DumpWritesAddressLengthMessageAndBytes)
+{
+    Sink s;
+    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
+    Record r("u", "f");
+    static const char bytes[] = "ABCDEFGHIJKLMNOP";
+    RAS1_Dump(&r.entry, 9, bytes, 16, "%d bytes", 16);
+    auto lines = SplitLines(AfterOpening(s.Text()));
+    ASSERT_EQ(lines.size(), 2u);
+    char expect[64];
+    std::snprintf(expect, sizeof expect, "u,9,\"f\") <0x%lX,0x10> 16 bytes",
+                  (unsigned long)(uintptr_t)bytes);
+    EXPECT_NE(lines[0].find(expect), std::string::npos) << lines[0];
+    EXPECT_EQ(lines[1], "    00000000   41424344 45464748  494A4B4C 4D4E4F50   ABCDEFGHIJKLMNOP");
+}
+
+TEST(LogRing, LongLineTakesThreeSlotsAndReachesTheStoreAsOneLine)
+{
+    Sink s;
+    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
+    Record r("u", "f");
+    RAS1_Printf(&r.entry, 1, "\n");
+    size_t head = AfterOpening(s.Text()).size() - 1; // the head alone
+    s.text.clear();
+    int calls = s.calls;
+
+    std::string message(300 - head, 'm');
+    RAS1_Printf(&r.entry, 1, "%s\n", message.c_str());
+    std::string text = s.Text();
+    ASSERT_EQ(text.size(), 301u);
+    EXPECT_EQ(text.find('\n'), 300u);
+    EXPECT_EQ(s.calls, calls + 1); // one write for the whole line
+
+    size_t size;
+    auto ring = ReadRing(&size);
+    EXPECT_EQ(size, ZULRA_CAPTURE_SLOTS + 0u);
+    ASSERT_GE(ring.size(), 3u);
+    const Slot *last = &ring[ring.size() - 3];
+    EXPECT_EQ(last[0].length, 127u);
+    EXPECT_EQ(last[1].length, 127u);
+    EXPECT_EQ(last[2].length, 46u);
+    EXPECT_EQ(last[0].text + last[1].text + last[2].text, text.substr(0, 300));
+    EXPECT_EQ(ZULRA_Pcb()->capture->length, 0u);
+}
+
+TEST(LogRing, FlushOfEmptyContinuedRecordsWritesNothingAndContextsAreReused)
+{
+    Sink s;
+    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
+    Record r("u", "f");
+    RAS1_Printf(&r.entry, 1, "x\n");
+    ZULRA_fctx_t *context = ZULRA_Pcb()->freeContexts;
+    ASSERT_NE(context, nullptr);
+    RAS1_Printf(&r.entry, 1, "y\n");
+    EXPECT_EQ(ZULRA_Pcb()->freeContexts, context); // the same one came back
+
+    int calls = s.calls;
+    ZULRA_fctx_t direct{};
+    direct.store = (ZULRA_store_t *)ZULRA_Pcb()->defaultStore;
+    char records[] = {'\x80', '\x80', '\x80', '\0'};
+    EXPECT_EQ(ZULRA_FormatHandler(&direct, records, 3), 0);
+    EXPECT_EQ(s.calls, calls);
+    char mixed[] = {'\x82', 'a', 'b', '\x80', '\x01', 'c', '\0'};
+    ZULRA_FormatHandler(&direct, mixed, 3);
+    EXPECT_EQ(s.calls, calls + 1);
+    EXPECT_EQ(s.Text().substr(s.Text().size() - 4), "abc\n");
+}
+
+TEST(LogThreads, LinesArriveWholeInTheirStoresWhileTheDefaultClassChanges)
+{
+    Sink one, two;
+    ASSERT_EQ(RAS1_RegisterStore("one", 3, &one, Sink::Write, RAS1_ERROR), STC1_Warning);
+    ASSERT_EQ(RAS1_RegisterStore("two", 3, &two, Sink::Write, RAS1_FLOW), STC1_Warning);
+
+    constexpr int kWriters = 4, kLines = 300;
+    std::atomic<bool> stop{false};
+    std::thread changer([&] {
+        Record r("chg", "g");
+        for (int i = 0; !stop.load(); i++) {
+            RAS1_SetClass(nullptr, i % 2 ? RAS1_ERROR : RAS1_DETAIL);
+            RAS1_Sync(&r.entry);
+        }
+    });
+    std::vector<std::thread> writers;
+    for (int w = 0; w < kWriters; w++)
+        writers.emplace_back([w] {
+            Record r("wr", "w");
+            r.entry.active = (w % 2 ? RAS1_FLOW : RAS1_ERROR) | RAS1_PUBLIC | RAS1_LIBRARY;
+            std::string body(150 + w, static_cast<char>('a' + w)); // two records a line
+            for (int i = 0; i < kLines; i++)
+                RAS1_Printf(&r.entry, w, "%s#%d\n", body.c_str(), i);
+        });
+    for (auto &t : writers)
+        t.join();
+    stop = true;
+    changer.join();
+
+    for (int s = 0; s < 2; s++) {
+        // The changer's own syncs write their class lines too; they go to
+        // the store that takes its word and are left out here.
+        std::vector<std::string> lines;
+        for (const std::string &line : SplitLines(AfterOpening((s ? two : one).Text())))
+            if (line.find("chg,") == std::string::npos && line.rfind("     Level=", 0) != 0)
+                lines.push_back(line);
+        ASSERT_EQ(lines.size(), static_cast<size_t>(kWriters / 2 * kLines));
+        std::vector<int> next(kWriters, 0);
+        for (const std::string &line : lines) {
+            size_t at = line.find(") ");
+            ASSERT_NE(at, std::string::npos) << line;
+            int w = line[at + 2] - 'a';
+            ASSERT_TRUE(w >= 0 && w < kWriters && w % 2 == s) << line;
+            std::string expect = std::string(150 + w, static_cast<char>('a' + w)) + "#" +
+                                 std::to_string(next[w]++);
+            EXPECT_EQ(line.substr(at + 2), expect);
+        }
+    }
+
+    size_t size;
+    auto ring = ReadRing(&size);
+    EXPECT_EQ(size, ZULRA_CAPTURE_SLOTS + 0u);
+    EXPECT_EQ(ZULRA_Pcb()->capture->length, 0u);
+    for (const Slot &slot : ring) {
+        ASSERT_LE(slot.length, 127u);
+        // The ring holds only the threads' lines by now: each slot is a
+        // head with the start of a line, or the rest of a writer's body.
+        bool head = slot.text.rfind("(", 0) == 0 && (slot.text.find("wr,") != std::string::npos ||
+                                                     slot.text.find("chg,") != std::string::npos);
+        bool rest = slot.text.find_first_not_of("abcd#0123456789") == std::string::npos;
+        bool level = slot.text.rfind("     Level=", 0) == 0;
+        EXPECT_TRUE(head || rest || level) << slot.text;
+    }
+}
+
+} // namespace

@@ -1,0 +1,7 @@
+zul_add_test(zul_test_log
+  SOURCES
+    ${CMAKE_CURRENT_LIST_DIR}/store_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/class_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/info_test.cpp
+  FAMILIES platform bss ras anc wnt)
+target_link_libraries(zul_test_log PRIVATE GTest::gtest_main)
