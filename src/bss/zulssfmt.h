@@ -47,11 +47,25 @@ static inline void ZULSS_PutText(ZULSS_format_t *object, const char *text, size_
     /* The common case: the piece fits in the open record and holds no
      * line feed.  One scan and one copy. */
     uint32_t room = object->limit - object->used;
-    if (length <= room && length != 0 && !memchr(text, '\n', length)) {
-        memcpy(object->current + 1 + object->used, text, length);
+    if (length <= room && length != 0) {
+        char *to = object->current + 1 + object->used;
+        if (length <= 16) {
+            /* Short pieces are checked while they are copied; a line feed
+             * leaves the copy to be redone by the general path. */
+            for (size_t i = 0; i < length; ++i) {
+                if (text[i] == '\n')
+                    goto general;
+                to[i] = text[i];
+            }
+        } else {
+            if (memchr(text, '\n', length))
+                goto general;
+            memcpy(to, text, length);
+        }
         object->used += (uint32_t)length;
         return;
     }
+general:
     ZULSS_PutSlow(object, text, length);
 }
 

@@ -78,8 +78,121 @@ void Stage(Output &out, const char *text, size_t length)
     }
 }
 
+// Bytes that end a stretch of literal format text: "%", the terminator and
+// the line feed.
+constexpr struct LiteralStops {
+    bool stop[256];
+    constexpr LiteralStops() : stop{}
+    {
+        stop[static_cast<unsigned char>('%')] = true;
+        stop[0] = true;
+        stop[static_cast<unsigned char>('\n')] = true;
+    }
+} kStops;
+
+// Puts in the literal text of the format from `text` up to the next "%"
+// or the terminator, as one piece, scanning and copying in one pass.  The
+// records come out as ZULSS_PutText makes them: a line feed ends a record,
+// a carriage return right before it in the piece is dropped, and a full
+// record is finished as continued only when more of the piece follows.
+// Returns the address of the "%" or the terminator.
+const char *PutLiteral(Output &out, const char *text)
+{
+    ZULSS_format_t *object = out.object;
+    const char *at = text;
+    for (;;) {
+        uint32_t used = object->used;
+        uint32_t room = object->limit - used;
+        if (room == 0) {
+            if (*at == '%' || *at == '\0')
+                return at;
+            ZULSS_FinishRecord(object, ZULSS_RECORD_CONTINUED);
+            continue;
+        }
+        char *to = object->current + 1 + used;
+        uint32_t i = 0;
+        char c = 0;
+        for (; i < room; ++i) {
+            c = at[i];
+            if (kStops.stop[static_cast<unsigned char>(c)])
+                break;
+            to[i] = c;
+        }
+        if (i < room && c == '\n') {
+            uint32_t copy = (i > 0 && at[i - 1] == '\r') ? i - 1 : i;
+            object->used = used + copy;
+            out.count += i + 1;
+            at += i + 1;
+            ZULSS_FinishRecord(object, 0);
+            continue;
+        }
+        object->used = used + i;
+        out.count += i;
+        at += i;
+        if (i < room)
+            return at;
+    }
+}
+
 const char kLower[] = "0123456789abcdef";
 const char kUpper[] = "0123456789ABCDEF";
+
+// Two decimal digits at a time: half the divisions.
+const char kPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Writes the digits of `value` backwards so that the last one lands just
+// before `end`.  `count` is the number of digits.
+inline void WriteDigits(char *end, uint64_t value, unsigned shift, const char *digitSet)
+{
+    if (shift == 0) {
+        uint32_t v = static_cast<uint32_t>(value);
+        while (v >= 100) {
+            uint32_t pair = v % 100;
+            v /= 100;
+            end -= 2;
+            end[0] = kPairs[2 * pair];
+            end[1] = kPairs[2 * pair + 1];
+        }
+        if (v >= 10) {
+            end -= 2;
+            end[0] = kPairs[2 * v];
+            end[1] = kPairs[2 * v + 1];
+        } else {
+            *--end = static_cast<char>('0' + v);
+        }
+    } else {
+        uint64_t mask = (1u << shift) - 1;
+        do {
+            *--end = digitSet[value & mask];
+            value >>= shift;
+        } while (value != 0);
+    }
+}
+
+inline uint32_t CountDigits(uint64_t value, unsigned shift)
+{
+    uint32_t count = 1;
+    if (shift == 0) {
+        for (uint32_t v = static_cast<uint32_t>(value); v >= 10; v /= 10)
+            ++count;
+    } else {
+        while (value >>= shift)
+            ++count;
+    }
+    return count;
+}
+
+inline char *Repeat(char *to, char c, uint32_t n)
+{
+    if (n != 0) {
+        memset(to, c, n);
+        to += n;
+    }
+    return to;
+}
 
 // Puts out a number: fill, sign, prefix, zeros up to the precision, digits.
 // There is always at least one digit, whatever the precision.
@@ -87,24 +200,7 @@ void Number(Output &out, uint64_t value, unsigned shift, const char *digitSet, c
             const char *prefix, uint32_t prefixLength, unsigned flags, uint32_t width,
             uint32_t precision)
 {
-    char digits[24];
-    char *end = digits + sizeof digits;
-    char *first = end;
-    if (shift == 0) {
-        // Decimal values are at most 32 bits; 32-bit division is cheaper.
-        uint32_t v = static_cast<uint32_t>(value);
-        do {
-            *--first = static_cast<char>('0' + v % 10);
-            v /= 10;
-        } while (v != 0);
-    } else {
-        uint64_t mask = (1u << shift) - 1;
-        do {
-            *--first = digitSet[value & mask];
-            value >>= shift;
-        } while (value != 0);
-    }
-    uint32_t count = static_cast<uint32_t>(end - first);
+    uint32_t count = CountDigits(value, shift);
 
     if (!(flags & kHash))
         prefixLength = 0;
@@ -119,16 +215,44 @@ void Number(Output &out, uint64_t value, unsigned shift, const char *digitSet, c
         precision = width;
         width = 0;
     }
-    if (width > precision && !(flags & kMinus))
-        Fill(out, ' ', width - precision);
+    uint32_t blanks = width > precision ? width - precision : 0;
+    uint32_t signLength = sign != 0 ? 1 : 0;
+
+    // A number holds no line end, so where it fits in the open record it
+    // can be written there at once: the records come out the same as
+    // through the staging area, without the copy.
+    ZULSS_format_t *object = out.object;
+    uint64_t total = uint64_t{blanks} + signLength + prefixLength + precision;
+    if (total <= object->limit - object->used) {
+        char *to = object->current + 1 + object->used;
+        if (!(flags & kMinus))
+            to = Repeat(to, ' ', blanks);
+        if (sign != 0)
+            *to++ = sign;
+        for (uint32_t i = 0; i < prefixLength; ++i)
+            *to++ = prefix[i];
+        to = Repeat(to, '0', precision - count);
+        to += count;
+        WriteDigits(to, value, shift, digitSet);
+        if (flags & kMinus)
+            Repeat(to, ' ', blanks);
+        object->used += static_cast<uint32_t>(total);
+        out.count += static_cast<uint32_t>(total);
+        return;
+    }
+
+    char digits[24];
+    WriteDigits(digits + count, value, shift, digitSet);
+    if (!(flags & kMinus))
+        Fill(out, ' ', blanks);
     if (sign != 0)
         Stage(out, &sign, 1);
     if (prefixLength != 0)
         Stage(out, prefix, prefixLength);
     Fill(out, '0', precision - count);
-    Stage(out, first, count);
-    if (width > precision && (flags & kMinus))
-        Fill(out, ' ', width - precision);
+    Stage(out, digits, count);
+    if (flags & kMinus)
+        Fill(out, ' ', blanks);
     Drain(out);
 }
 
@@ -221,17 +345,14 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
     out.count = 0;
     out.staged = 0;
 
+    // One pass over the format: the text up to the next "%" or the
+    // terminator is put in as one piece while it is scanned.
     const char *at = format;
-    const char *end = format + strlen(format);
-    while (at < end) {
-        const char *percent = static_cast<const char *>(memchr(at, '%', static_cast<size_t>(end - at)));
-        if (percent == nullptr) {
-            Send(out, at, static_cast<size_t>(end - at));
+    for (;;) {
+        at = PutLiteral(out, at);
+        if (*at == '\0')
             break;
-        }
-        if (percent > at)
-            Send(out, at, static_cast<size_t>(percent - at));
-        at = percent + 1;
+        at += 1;
 
         unsigned flags = 0;
         uint32_t width = 0, precision = 0;
@@ -242,7 +363,7 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
         // conversion ends it.  A format that ends inside a directive ends
         // there, with no output for it.
         for (;;) {
-            if (at == end)
+            if (*at == '\0')
                 return STC1_Success;
             unsigned char c = static_cast<unsigned char>(*at++);
             uint32_t &number = precisionPresent ? precision : width;

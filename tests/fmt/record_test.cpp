@@ -67,6 +67,34 @@ TEST(FormatRecords, LineOfExactly127)
     ExpectShapes(r.c.All(), {{127, true}, {0, false}});
 }
 
+TEST(FormatRecords, FullRecordIsContinuedOnlyWhenMoreFollows)
+{
+    std::string full(127, 'f');
+    struct Case {
+        const char *name;
+        std::string format;
+        const char *argument;
+        std::initializer_list<Shape> shapes;
+    } cases[] = {
+        {"literal, then the end", full, nullptr, {{127, false}}},
+        {"text, then the end", "%s", full.c_str(), {{127, false}}},
+        {"literal, then a number", full + "%d", nullptr, {{127, true}, {1, false}}},
+        {"literal, then text", full + "%s", "xy", {{127, true}, {2, false}}},
+        {"literal, then a text of nothing", full + "%s", "", {{127, false}}},
+        {"literal ending in CR, then LF", full.substr(1) + "\r\n", nullptr, {{127, true}, {0, false}}},
+    };
+    for (const Case &k : cases) {
+        Records r;
+        if (k.format.find("%d") != std::string::npos)
+            BSS1_PrintFormat(r.object, k.format.c_str(), 5);
+        else
+            BSS1_PrintFormat(r.object, k.format.c_str(), k.argument);
+        r.End();
+        SCOPED_TRACE(k.name);
+        ExpectShapes(r.c.All(), k.shapes);
+    }
+}
+
 TEST(FormatRecords, LineEnds)
 {
     struct Case {
