@@ -31,10 +31,21 @@ static ZULSS_envvar_t *sentinel(ZULSS_env_t *env)
     return reinterpret_cast<ZULSS_envvar_t *>(env);
 }
 
+static inline unsigned char fold(char c)
+{
+    unsigned char u = static_cast<unsigned char>(c);
+    return u >= 'A' && u <= 'Z' ? u + ('a' - 'A') : u;
+}
+
 ZULSS_envvar_t *ZULSS_FindEnvVar(ZULSS_env_t *env, const char *name, uint32_t length)
 {
+    /* Lengths first, then the last byte: names of one family share their
+     * beginnings and tend to differ at the end, so most candidates are
+     * turned away before the full comparison. */
     for (ZULSS_envvar_t *v = env->first; v != env->end; v = v->next)
-        if (v->nameLength == length && BSS1_Match(v->name, name, length) == 0)
+        if (v->nameLength == length &&
+            (length == 0 || fold(v->name[length - 1]) == fold(name[length - 1])) &&
+            BSS1_Match(v->name, name, length) == 0)
             return v;
     return nullptr;
 }

@@ -1,6 +1,10 @@
 // Environment files: line syntax, definitions, candidates, includes and
 // precedence, each in a fresh probe process.
+#include <atomic>
+#include <thread>
+
 #include <zul/bss1.h>
+#include <zul/ras1.h>
 
 #include "envtest.h"
 
@@ -317,6 +321,31 @@ TEST(EnvFiles, HostChangesAreSeenAtEachLookup)
     string longName(300, 'N');
     setenv(longName.c_str(), "long", 1);
     EXPECT_STREQ(BSS1_LocateEnv(longName.c_str()), "long");
+}
+
+TEST(EnvFiles, ConcurrentLookupsFromTheFirstOn)
+{
+    // Threads race into the first lookup, which builds the block, and go
+    // on looking up and walking the lists while others register.
+    setenv("ZUL_TEST_SHARED", "s", 1);
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 4; t++)
+        threads.emplace_back([&wrong] {
+            void *batch[16];
+            for (int i = 0; i < 500; i++) {
+                const char *v = BSS1_GetEnv("ZUL_TEST_SHARED", nullptr);
+                if (v == nullptr || string(v) != "s")
+                    wrong++;
+                if (BSS1_LocateEnv("ZUL_TEST_NOT_THERE=") != nullptr)
+                    wrong++;
+                uint32_t index = 0, count = 16;
+                RAS1_EnumInfo(RAS1_LIST_UNITS, batch, &index, &count);
+            }
+        });
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(wrong.load(), 0);
 }
 
 } // namespace
