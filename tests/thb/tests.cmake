@@ -1,9 +1,8 @@
 zul_add_test(zul_test_thb
   SOURCES ${CMAKE_CURRENT_LIST_DIR}/tree_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/mutate_test.cpp
           ${CMAKE_CURRENT_LIST_DIR}/differential_test.cpp
           ${CMAKE_CURRENT_LIST_DIR}/malloc_wrap.cpp
   FAMILIES thb)
 target_link_libraries(zul_test_thb PRIVATE GTest::gtest_main)
-# Failed allocations are simulated by a malloc of the test's own.
+# Failed allocations come from a malloc of the test's own.
 target_link_options(zul_test_thb PRIVATE -Wl,--wrap=malloc)

@@ -1,9 +1,14 @@
-// Creation, destruction, search and the cursor walk.
+// Focused cases: the cursor rules, replacement, the two-child deletion,
+// bad handles and cursors, failed allocations, and the checks that end
+// the process on a corrupted tree.
 #include "thb_check.h"
 
 #include <cstring>
+#include <functional>
 
 namespace {
+
+int64_t KeyOf(void *data) { return static_cast<Item *>(data)->key; }
 
 class TreeTest : public ::testing::Test {
 protected:
@@ -12,130 +17,99 @@ protected:
         Destroyed().clear();
         ASSERT_EQ(THB1_Create(&tree, CompareKeys, KeyOfItem, RecordDestroy), STC1_Success);
     }
-    void TearDown() override
-    {
-        if (tree.tree != nullptr)
-            THB1_Destroy(&tree);
-    }
-    // Inserts the keys in the order given.
-    void Add(std::initializer_list<int64_t> keys)
+    void TearDown() override { THB1_Destroy(&tree); }
+    void Add(std::initializer_list<int64_t> keys, int64_t mark = -1, THB1_Cursor *c = nullptr)
     {
         for (int64_t k : keys)
-            ASSERT_EQ(THB1_Insert(&tree, nullptr, items.make(k), 0), STC1_Success) << k;
+            ASSERT_EQ(THB1_Insert(&tree, k == mark ? c : nullptr, items.make(k), 0), STC1_Success);
     }
-    static int64_t KeyOf(void *data) { return static_cast<Item *>(data)->key; }
-
     THB1_Tree tree{};
     Items items;
 };
 
-TEST_F(TreeTest, CreateGivesAValidHandleOnAnEmptyTree)
+// From the header a walk gives the first or the last item.  Off either
+// end it answers NotThere with *dataOut zeroed, twice, and stays on the
+// last item it gave, so the opposite step gives that item's neighbour.
+// THB1_Find leaves the cursor ready to step on from the item found.
+TEST_F(TreeTest, CursorRules)
 {
-    EXPECT_EQ(0, memcmp(tree.eye, "TREE", 4));
-    Shape s = CheckTree(tree, "new tree");
-    EXPECT_TRUE(s.items.empty());
-}
-
-TEST_F(TreeTest, EmptyTreeAnswersNotThereEverywhere)
-{
-    int64_t k = 7;
     THB1_Cursor c;
-    void *data = reinterpret_cast<void *>(0x1234);
+    void *data = &c;
+    int64_t k = 20;
     EXPECT_EQ(THB1_Find(&tree, &c, &k, &data), STC1_NotThere);
-    EXPECT_EQ(data, reinterpret_cast<void *>(0x1234)) << "a missed lookup leaves *dataOut alone";
-    EXPECT_EQ(c.node, nullptr);
-
+    EXPECT_EQ(data, &c) << "a lookup that misses leaves *dataOut alone";
     ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
-    EXPECT_EQ(THB1_Next(&c, &data), STC1_NotThere);
-    EXPECT_EQ(data, nullptr) << "a walk that ends zeroes *dataOut";
-    data = reinterpret_cast<void *>(0x1234);
-    EXPECT_EQ(THB1_Prior(&c, &data), STC1_NotThere);
-    EXPECT_EQ(data, nullptr);
-    EXPECT_EQ(THB1_Delete(&tree, &k), STC1_NotThere);
-}
+    EXPECT_EQ(THB1_Next(&c, &data), STC1_NotThere) << "empty tree";
+    EXPECT_EQ(THB1_Prior(&c, &data), STC1_NotThere) << "empty tree";
 
-TEST_F(TreeTest, ResetThenStepGivesTheSmallestOrTheLargest)
-{
-    Add({50, 20, 80, 10, 30, 70, 90, 60});
-    THB1_Cursor c;
-    void *data;
-    ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
-    ASSERT_EQ(THB1_Next(&c, &data), STC1_Success);
-    EXPECT_EQ(KeyOf(data), 10);
-    ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
-    ASSERT_EQ(THB1_Prior(&c, &data), STC1_Success);
-    EXPECT_EQ(KeyOf(data), 90);
-}
-
-// A walk that runs off either end answers NotThere and stays on the last
-// item it gave, so the opposite step gives that item's neighbour.
-TEST_F(TreeTest, StepPastTheEndDoesNotMove)
-{
-    Add({2, 1, 3, 4});
-    struct Case {
-        const char *name;
-        int (*forward)(THB1_Cursor *, void **);
-        int (*back)(THB1_Cursor *, void **);
-        int64_t end, beforeEnd;
-    } cases[] = {
-        {"forward", THB1_Next, THB1_Prior, 4, 3},
-        {"backward", THB1_Prior, THB1_Next, 1, 2},
-    };
-    for (const Case &t : cases) {
-        SCOPED_TRACE(t.name);
-        THB1_Cursor c;
-        void *data;
+    Add({20, 10, 30, 40});
+    using Step = int (*)(THB1_Cursor *, void **);
+    struct { Step on, back; int64_t first, beforeEnd; } cases[] = {
+        {THB1_Next, THB1_Prior, 10, 30}, {THB1_Prior, THB1_Next, 40, 20}};
+    for (auto &t : cases) {
         ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
-        for (int i = 0; i < 4; i++)
-            ASSERT_EQ(t.forward(&c, &data), STC1_Success);
-        EXPECT_EQ(KeyOf(data), t.end);
-        for (int i = 0; i < 2; i++) {
-            EXPECT_EQ(t.forward(&c, &data), STC1_NotThere);
-            EXPECT_EQ(data, nullptr);
+        ASSERT_EQ(t.on(&c, &data), STC1_Success);
+        EXPECT_EQ(KeyOf(data), t.first);
+        while (t.on(&c, &data) == STC1_Success) {
         }
+        EXPECT_EQ(data, nullptr);
+        EXPECT_EQ(t.on(&c, &data), STC1_NotThere);
         ASSERT_EQ(t.back(&c, &data), STC1_Success);
         EXPECT_EQ(KeyOf(data), t.beforeEnd);
     }
-}
-
-TEST_F(TreeTest, FindThenStepContinuesFromTheFoundItem)
-{
-    Add({40, 20, 60, 10, 30, 50, 70});
-    for (int64_t k : {10, 20, 30, 40, 50, 60}) {
-        THB1_Cursor c;
-        void *data = nullptr;
+    for (k = 10; k < 40; k += 10) {
         ASSERT_EQ(THB1_Find(&tree, &c, &k, &data), STC1_Success);
-        EXPECT_EQ(KeyOf(data), k);
         ASSERT_EQ(THB1_Next(&c, &data), STC1_Success);
         EXPECT_EQ(KeyOf(data), k + 10);
-        ASSERT_EQ(THB1_Prior(&c, &data), STC1_Success);
-        ASSERT_EQ(THB1_Prior(&c, &data), k == 10 ? STC1_NotThere : STC1_Success);
-        if (k != 10)
-            EXPECT_EQ(KeyOf(data), k - 10);
     }
-    int64_t absent = 35;
-    THB1_Cursor c;
-    EXPECT_EQ(THB1_Find(&tree, &c, &absent, nullptr), STC1_NotThere);
+}
+
+TEST_F(TreeTest, EqualKeysDuplicateOrReplaceInPlace)
+{
+    THB1_Cursor first, c;
+    Add({7, 3, 9}, 7, &first);
+    Item *old = items.make(0);
+    *old = *static_cast<Item *>(first.node->data);
+    memset(&c, 0xAB, sizeof c);
+    EXPECT_EQ(THB1_Insert(&tree, &c, items.make(7), 0), STC1_Duplicate);
     EXPECT_EQ(c.node, nullptr);
-    EXPECT_EQ(THB1_Next(&c, nullptr), STC1_BadObject) << "a missed lookup leaves no usable cursor";
+    EXPECT_TRUE(Destroyed().empty());
+
+    Item *fresh = items.make(7);
+    ASSERT_EQ(THB1_Insert(&tree, &c, fresh, 1), STC1_Success);
+    EXPECT_EQ(c.node, first.node) << "same node";
+    ASSERT_EQ(Destroyed().size(), 1u);
+    EXPECT_EQ(Destroyed()[0]->serial, old->serial) << "only the old item is given up";
+    ASSERT_EQ(THB1_Insert(&tree, nullptr, fresh, 1), STC1_Success);
+    EXPECT_EQ(Destroyed().size(), 1u) << "an item put back in its own place stays alive";
 }
 
-TEST_F(TreeTest, OptionalOutArgumentsMayBeNull)
+// A target with two children keeps its node and takes the neighbour's item:
+// the predecessor when it leans left, else the successor.
+TEST_F(TreeTest, TwoChildDeletionMovesTheNeighbourIntoTheTargetsNode)
 {
-    Add({1, 2, 3});
-    int64_t k = 2;
-    EXPECT_EQ(THB1_Find(&tree, nullptr, &k, nullptr), STC1_Success);
-    EXPECT_EQ(THB1_Insert(&tree, nullptr, items.make(4), 0), STC1_Success);
-    THB1_Cursor c;
-    ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
-    EXPECT_EQ(THB1_Next(&c, nullptr), STC1_Success);
-    EXPECT_EQ(THB1_Prior(&c, nullptr), STC1_NotThere);
+    struct { std::initializer_list<int64_t> build; int64_t target, neighbour; } cases[] = {
+        {{20, 10, 30}, 20, 30}, {{30, 20, 40, 10, 25}, 30, 25}, {{20, 10, 30, 25, 40}, 20, 25}};
+    for (auto &t : cases) {
+        THB1_Empty(&tree);
+        THB1_Cursor onTarget, c;
+        Add(t.build, t.target, &onTarget);
+        Destroyed().clear();
+        ASSERT_EQ(THB1_Delete(&tree, &t.target), STC1_Success);
+        ASSERT_EQ(Destroyed().size(), 1u);
+        EXPECT_EQ(Destroyed()[0]->key, t.target);
+        void *data;
+        ASSERT_EQ(THB1_Find(&tree, &c, &t.neighbour, &data), STC1_Success);
+        EXPECT_EQ(c.node, onTarget.node) << t.target;
+        CheckTree(tree);
+    }
 }
 
-TEST_F(TreeTest, DestroyAndEmptyGiveUpItemsInAscendingOrder)
+TEST_F(TreeTest, EmptyAndDestroyGiveUpItemsInAscendingOrder)
 {
-    using Op = int (*)(THB1_Tree *);
-    for (Op op : {THB1_Empty, THB1_Destroy}) {
+    THB1_Cursor atHead;
+    ASSERT_EQ(THB1_Reset(&tree, &atHead), STC1_Success);
+    for (auto op : {THB1_Empty, THB1_Destroy}) {
         if (tree.tree == nullptr)
             ASSERT_EQ(THB1_Create(&tree, CompareKeys, KeyOfItem, RecordDestroy), STC1_Success);
         Destroyed().clear();
@@ -144,139 +118,112 @@ TEST_F(TreeTest, DestroyAndEmptyGiveUpItemsInAscendingOrder)
         std::vector<int64_t> keys;
         for (Item *i : Destroyed())
             keys.push_back(i->key);
-        EXPECT_EQ(keys, (std::vector<int64_t>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+        std::vector<int64_t> expect{1, 2, 3, 4, 5, 6, 7, 8, 9};
+        if (op == THB1_Destroy)
+            expect.push_back(11); // added after THB1_Empty below
+        EXPECT_EQ(keys, expect);
+        if (op == THB1_Empty) {
+            EXPECT_TRUE(CheckTree(tree).items.empty());
+            Add({11});
+            void *data;
+            ASSERT_EQ(THB1_Next(&atHead, &data), STC1_Success) << "the header cursor outlives Empty";
+            EXPECT_EQ(KeyOf(data), 11);
+        }
     }
-    EXPECT_EQ(tree.tree, nullptr);
-    EXPECT_EQ(0, memcmp(tree.eye, "\0\0\0\0", 4)) << "THB1_Destroy clears the handle";
+    EXPECT_EQ(THB1_Destroy(&tree), STC1_BadObject) << "the handle was cleared";
 }
 
-TEST_F(TreeTest, EmptyKeepsTheHandleAndHeaderCursorsUsable)
-{
-    Add({3, 1, 2});
-    THB1_Cursor atHead;
-    ASSERT_EQ(THB1_Reset(&tree, &atHead), STC1_Success);
-    THB1P_Tree *before = tree.tree;
-    ASSERT_EQ(THB1_Empty(&tree), STC1_Success);
-    EXPECT_EQ(tree.tree, before);
-    EXPECT_TRUE(CheckTree(tree, "after empty").items.empty());
-    void *data;
-    EXPECT_EQ(THB1_Next(&atHead, &data), STC1_NotThere);
-
-    Add({10, 20});
-    EXPECT_EQ(THB1_Next(&atHead, &data), STC1_Success) << "the header cursor sees new items";
-    EXPECT_EQ(KeyOf(data), 10);
-    EXPECT_EQ(CheckTree(tree, "refilled").items.size(), 2u);
-}
-
-TEST(TreeLifetime, NullDestroyLeavesItemsAlone)
-{
-    Destroyed().clear();
-    THB1_Tree t;
-    Items items;
-    ASSERT_EQ(THB1_Create(&t, CompareKeys, KeyOfItem, nullptr), STC1_Success);
-    for (int64_t k : {1, 2, 3})
-        ASSERT_EQ(THB1_Insert(&t, nullptr, items.make(k), 0), STC1_Success);
-    ASSERT_EQ(THB1_Insert(&t, nullptr, items.make(2), 1), STC1_Success);
-    int64_t k = 1;
-    ASSERT_EQ(THB1_Delete(&t, &k), STC1_Success);
-    ASSERT_EQ(THB1_Empty(&t), STC1_Success);
-    ASSERT_EQ(THB1_Destroy(&t), STC1_Success);
-    EXPECT_TRUE(Destroyed().empty());
-}
-
-TEST(TreeLifetime, DestroyTwiceAndOnClearedHandles)
-{
-    THB1_Tree t{};
-    EXPECT_EQ(THB1_Destroy(&t), STC1_BadObject);
-    EXPECT_EQ(THB1_Destroy(nullptr), STC1_BadObject);
-    ASSERT_EQ(THB1_Create(&t, CompareKeys, KeyOfItem, nullptr), STC1_Success);
-    EXPECT_EQ(THB1_Destroy(&t), STC1_Success);
-    EXPECT_EQ(THB1_Destroy(&t), STC1_BadObject);
-}
-
-// Every call that takes a handle or a cursor rejects a bad one and
-// changes nothing: a null record, a null pointer with a good eye-catcher,
-// and a good pointer whose eye-catcher has been overwritten.
+// Every call rejects a bad handle or cursor and touches no tree: null, a
+// null pointer with a good eye-catcher, a good pointer with a bad one.
 TEST_F(TreeTest, BadHandlesAndCursorsAnswerBadObject)
 {
     Add({1, 2, 3});
     THB1_Cursor good;
     ASSERT_EQ(THB1_Reset(&tree, &good), STC1_Success);
-
-    THB1_Tree nullPointer{};
-    memcpy(nullPointer.eye, "TREE", 4);
-    THB1_Tree wrongEye = tree;
-    memcpy(wrongEye.eye, "TRE?", 4);
-    THB1_Tree cursorEye = tree;
-    memcpy(cursorEye.eye, "NODE", 4);
-    THB1_Tree *handles[] = {nullptr, &nullPointer, &wrongEye, &cursorEye};
-
-    for (THB1_Tree *h : handles) {
-        SCOPED_TRACE(h == nullptr ? "null" : std::string(h->eye, 4));
+    THB1_Tree bad[3] = {{nullptr, {'T', 'R', 'E', 'E'}}, tree, tree};
+    memcpy(bad[1].eye, "TRE?", 4);
+    memcpy(bad[2].eye, "NODE", 4);
+    for (THB1_Tree *h : {(THB1_Tree *)nullptr, &bad[0], &bad[1], &bad[2]}) {
         int64_t k = 2;
         THB1_Cursor c = good;
-        void *data = reinterpret_cast<void *>(0x55);
-        EXPECT_EQ(THB1_Find(h, &c, &k, &data), STC1_BadObject);
+        EXPECT_EQ(THB1_Find(h, &c, &k, nullptr), STC1_BadObject);
         EXPECT_EQ(c.node, nullptr);
-        EXPECT_EQ(data, reinterpret_cast<void *>(0x55));
-        c = good;
         EXPECT_EQ(THB1_Reset(h, &c), STC1_BadObject);
-        EXPECT_EQ(c.node, nullptr);
         c = good;
         EXPECT_EQ(THB1_Insert(h, &c, items.make(9), 1), STC1_BadObject);
         EXPECT_EQ(c.node, nullptr);
         EXPECT_EQ(THB1_Delete(h, &k), STC1_BadObject);
         EXPECT_EQ(THB1_Empty(h), STC1_BadObject);
     }
-    EXPECT_EQ(THB1_Destroy(&wrongEye), STC1_BadObject);
-    EXPECT_EQ(wrongEye.tree, nullptr) << "THB1_Destroy clears even a bad handle";
+    EXPECT_EQ(THB1_Destroy(&bad[1]), STC1_BadObject);
+    EXPECT_EQ(bad[1].tree, nullptr) << "THB1_Destroy clears even a bad handle";
 
-    THB1_Cursor badCursors[3] = {{}, good, good};
-    memcpy(badCursors[0].eye, "NODE", 4);
+    THB1_Cursor badCursors[3] = {{nullptr, {'N', 'O', 'D', 'E'}}, good, good};
     memcpy(badCursors[1].eye, "node", 4);
     memcpy(badCursors[2].eye, "TREE", 4);
-    for (THB1_Cursor &c : badCursors) {
-        void *data = reinterpret_cast<void *>(0x55);
-        EXPECT_EQ(THB1_Next(&c, &data), STC1_BadObject);
+    for (THB1_Cursor *c : {(THB1_Cursor *)nullptr, &badCursors[0], &badCursors[1], &badCursors[2]}) {
+        void *data = &good;
+        EXPECT_EQ(THB1_Next(c, &data), STC1_BadObject);
         EXPECT_EQ(data, nullptr);
-        EXPECT_EQ(THB1_Prior(&c, &data), STC1_BadObject);
+        EXPECT_EQ(THB1_Prior(c, &data), STC1_BadObject);
     }
-    EXPECT_EQ(THB1_Next(nullptr, nullptr), STC1_BadObject);
-    EXPECT_EQ(THB1_Reset(&tree, nullptr), STC1_BadObject);
-
-    Destroyed().clear();
-    EXPECT_EQ(CheckTree(tree, "after bad calls").items.size(), 3u);
+    EXPECT_EQ(CheckTree(tree).items.size(), 3u);
     EXPECT_TRUE(Destroyed().empty());
 }
 
-TEST(TreeCreate, MissingCallbacksAreRejected)
+TEST(TreeCreate, FailuresLeaveAnAllZeroHandleThatNothingAccepts)
 {
-    THB1_Tree t;
-    memset(&t, 0xAB, sizeof t);
-    EXPECT_EQ(THB1_Create(&t, nullptr, KeyOfItem, nullptr), STC1_BadArgument);
-    EXPECT_EQ(t.tree, nullptr);
-    EXPECT_EQ(THB1_Create(&t, CompareKeys, nullptr, nullptr), STC1_BadArgument);
-    EXPECT_EQ(THB1_Create(nullptr, CompareKeys, KeyOfItem, nullptr), STC1_BadObject);
+    THB1_Tree t, zero{};
+    for (int failure : {0, 1, 2}) {
+        memset(&t, 0xAB, sizeof t);
+        if (failure == 0)
+            FailMallocAfter(1);
+        int status = THB1_Create(&t, failure == 1 ? nullptr : CompareKeys, failure == 2 ? nullptr : KeyOfItem, nullptr);
+        EXPECT_EQ(status, failure == 0 ? STC1_Shortage : STC1_BadArgument);
+        EXPECT_EQ(0, memcmp(&t, &zero, sizeof t));
+        int64_t k = 1;
+        EXPECT_EQ(THB1_Insert(&t, nullptr, &k, 0), STC1_BadObject);
+        EXPECT_EQ(THB1_Destroy(&t), STC1_BadObject);
+    }
 }
 
-TEST(TreeCreate, FailedAllocationLeavesAZeroHandleThatNothingAccepts)
+TEST_F(TreeTest, FailedInsertionLeavesTheTreeAsItWas)
 {
-    THB1_Tree t;
-    memset(&t, 0xAB, sizeof t);
-    FailMallocAfter(1);
-    EXPECT_EQ(THB1_Create(&t, CompareKeys, KeyOfItem, nullptr), STC1_Shortage);
-    THB1_Tree zero{};
-    EXPECT_EQ(0, memcmp(&t, &zero, sizeof t));
-
-    Items items;
+    Add({50, 30, 70, 20, 40, 10}); // 5 would need a rotation at 30
+    Shape before = CheckTree(tree);
+    THB1P_Node *root = tree.tree->head->Lptr;
     THB1_Cursor c;
-    int64_t k = 1;
-    EXPECT_EQ(THB1_Insert(&t, &c, items.make(1), 0), STC1_BadObject);
-    EXPECT_EQ(THB1_Find(&t, &c, &k, nullptr), STC1_BadObject);
-    EXPECT_EQ(THB1_Reset(&t, &c), STC1_BadObject);
-    EXPECT_EQ(THB1_Delete(&t, &k), STC1_BadObject);
-    EXPECT_EQ(THB1_Empty(&t), STC1_BadObject);
-    EXPECT_EQ(THB1_Destroy(&t), STC1_BadObject);
+    memset(&c, 0xAB, sizeof c);
+    FailMallocAfter(1);
+    EXPECT_EQ(THB1_Insert(&tree, &c, items.make(5), 0), STC1_Shortage);
+    EXPECT_EQ(c.node, nullptr);
+    EXPECT_EQ(CheckTree(tree).items, before.items);
+    EXPECT_EQ(tree.tree->head->Lptr, root);
+    Add({5});
+}
+
+// A corrupted tree ends the process with the text of the broken check, in
+// every build type.
+TEST(TreeDeath, CorruptedTreesEndTheProcess)
+{
+    struct { std::function<void(THB1P_Node *)> corrupt; int64_t key; const char *text; } cases[] = {
+        {[](THB1P_Node *r) { r->Rptr->bf = -1; }, 30, "p->bf == 0"},
+        {[](THB1P_Node *r) { r->Rptr->Lchild = 1; }, 30, "THB1P_LTHREAD\\(p\\)"},
+        {[](THB1P_Node *r) { r->Rptr->Lptr = r->Lptr; }, 30, "p->Lptr->Rptr == p"},
+        {[](THB1P_Node *r) { r->Rptr->Rchild = 1, r->Rptr->Rptr = r; }, 99, "depth < THB1P_PATH"},
+    };
+    for (auto &t : cases)
+        EXPECT_DEATH(
+            {
+                THB1_Tree tree;
+                Items items;
+                THB1_Create(&tree, CompareKeys, KeyOfItem, nullptr);
+                for (int64_t k : {20, 10, 30})
+                    THB1_Insert(&tree, nullptr, items.make(k), 0);
+                t.corrupt(tree.tree->head->Lptr);
+                THB1_Delete(&tree, &t.key);
+            },
+            std::string("Assertion failed: ") + t.text + ", file .*(zulthrm|zulthdl)\\.cpp, line [0-9]+");
 }
 
 } // namespace

@@ -1,0 +1,12 @@
+# The tree against GLib's GTree (when glib is installed) and std::map.
+zul_add_bench(zul_bench_thb SOURCES ${CMAKE_CURRENT_LIST_DIR}/thb_bench.cpp FAMILIES thb)
+find_package(PkgConfig QUIET)
+if(PkgConfig_FOUND)
+  pkg_check_modules(ZUL_GLIB QUIET IMPORTED_TARGET glib-2.0)
+endif()
+if(ZUL_GLIB_FOUND)
+  target_link_libraries(zul_bench_thb PRIVATE PkgConfig::ZUL_GLIB)
+  target_compile_definitions(zul_bench_thb PRIVATE ZUL_BENCH_GTREE=1)
+else()
+  message(STATUS "glib-2.0 not found: the GTree benchmarks are left out")
+endif()
