@@ -200,6 +200,10 @@ ZUL_END_DECLS
 /* Each lives in zulrasm.cpp with a note of what it does until then.  */
 /* ------------------------------------------------------------------ */
 
+/* Filled by the log: the class table (zulracl), the store walk
+ * (zulrast), the class names (zulraqn) and the writing of a line
+ * (zulrafo). */
+
 /* The start of the service: runs once per process, under once-only
  * construction, at the first sync that is not suspended. */
 void InitializeRAS1(void *block);
