@@ -34,6 +34,8 @@ int THB1_Delete(THB1_Tree *handle, const void *key)
     path[depth++] = {1, head};
     THB1P_Node *target = nullptr;
     while (p != nullptr) {
+        __builtin_prefetch(p->Lptr); // the next level loads while the callbacks run
+        __builtin_prefetch(p->Rptr);
         int r = compare(key, keyOf(p->data));
         if (r == 0) {
             target = p;

@@ -32,6 +32,8 @@ int THB1_Insert(THB1_Tree *handle, THB1_Cursor *cursor, void *data, int replace)
             f = p;
         }
         p = q;
+        __builtin_prefetch(q->Lptr); // the next level loads while the callbacks run
+        __builtin_prefetch(q->Rptr);
         r = compare(key, keyOf(q->data));
         if (r < 0)
             q = q->Lchild ? q->Lptr : nullptr;
