@@ -123,17 +123,4 @@ TEST(ThreadBlock, DropWithoutTableDoesNothingTwice)
     t.join();
 }
 
-TEST(ThreadBlock, ProcessWordBlockForwardsToTheRealBlock)
-{
-    static ZULSS_descriptor_t real = {32, nullptr, nullptr, 0, 0};
-    static ZULSS_descriptor_t pub = {0, [](void *w) {
-                                         *static_cast<uintptr_t *>(w) = reinterpret_cast<uintptr_t>(
-                                             BSS1_ResolveProcess(&real, __FILE__, __LINE__));
-                                     },
-                                     nullptr, 0, 0};
-    void *p = ZULSS_PROCESS_BLOCK(&pub);
-    EXPECT_EQ(p, reinterpret_cast<void *>(real.result));
-    EXPECT_EQ(p, ZULSS_PROCESS_BLOCK(&pub));
-}
-
 } // namespace
