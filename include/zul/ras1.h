@@ -422,6 +422,66 @@ ZUL_API int RAS1_QueryStoreClass(const char *name, uint32_t length, uint32_t *cl
  * STC1_BadArgument; STC1_NotThere; STC1_Warning if completed. */
 ZUL_API int RAS1_SetStoreClass(const char *name, uint32_t length, uint32_t classes);
 
+/* ------------------------------------------------------------------ */
+/* Filters                                                             */
+/* ------------------------------------------------------------------ */
+
+/* Element types of a filter: what part of a record an element's text must
+ * begin.  Each character of the text weighs as the type says, so the
+ * more a filter names, the more specific it counts. */
+#define RAS1_FILTER_UNIT 0  /* the unit's file name; weight 1 a character */
+#define RAS1_FILTER_ENTRY 1 /* the function's name; weight 5 */
+#define RAS1_FILTER_LEVEL 2 /* the unit's revision level; weight 4 */
+#define RAS1_FILTER_COMP 3  /* the unit's component name; weight 3 */
+
+/* One element of a filter.  `text` and `length` are both set or both 0
+ * (an element that names nothing).  The text of the first UNIT element is
+ * put in the form of unit names (last path component, lower case) in
+ * place, so it must be writable.  Types 4 to 6 are reserved: accepted,
+ * without effect. */
+typedef struct ZULRA_elem {
+    char *text;
+    uint32_t length;
+    int32_t type;
+} ZULRA_elem_t;
+
+/* Adds a filter: the records whose unit and entry begin with the texts of
+ * `elements` (all of them) and whose line lies from `lineLow` to
+ * `lineHigh` (0: no upper bound) get the class word `classes`, completed;
+ * 0 turns tracing off for them.  The heaviest filter that matches a
+ * record decides; among equal weights the newest.  A filter that names
+ * the same texts as one already there (letter case aside) is that filter:
+ * it takes the new word and lines and keeps its id.  *id (if not null)
+ * gets the filter's odd id.  0; STC1_BadArgument for no elements or a bad
+ * element; STC1_Shortage; STC1_Warning when the class word was completed
+ * (the filter is in place). */
+ZUL_API int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements,
+                           uint32_t count, uint32_t lineLow, uint32_t lineHigh);
+
+/* Removes a filter.  0; STC1_NotThere. */
+ZUL_API int RAS1_DestroyFilter(uint32_t id);
+
+/* *classes gets the filter's class word.  0; STC1_NotThere; then
+ * STC1_BadArgument for a null `classes`. */
+ZUL_API int RAS1_QueryFilter(uint32_t id, uint32_t *classes);
+
+/* Changes a filter's class word (completed, without saying so); *old (if
+ * not null) gets the one before.  0; STC1_NotThere. */
+ZUL_API int RAS1_SetFilter(uint32_t id, uint32_t *old, uint32_t classes);
+
+/* Takes a filter out of use, keeping it, or puts it back.  0;
+ * STC1_NotThere; STC1_Warning when it already was suspended (active). */
+ZUL_API int RAS1_SuspendFilter(uint32_t id);
+ZUL_API int RAS1_ResumeFilter(uint32_t id);
+
+/* Applies a filter expression (docs/tracing.md): class names set the
+ * default class, and groups in parentheses with UNIT:, ENTRY:, LEVEL: or
+ * COMP: elements make filters.  A text that begins with "<" names a file
+ * of expressions, one a line.  The text is writable: the UNIT values are
+ * put in the form of unit names in place.  0; else the status of the
+ * first fault, whose message goes to the log. */
+ZUL_API int RAS1_InterpretString(char *text, uint32_t length);
+
 ZUL_END_DECLS
 
 #endif /* ZUL_RAS1_H */

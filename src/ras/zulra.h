@@ -196,13 +196,70 @@ ZUL_END_DECLS
 #define ZULRA_REPORT_UNIT(file) RAS1_DECLARE_UNIT_EX(file, 0, ZULRA_UNIT_LEVEL, "*", ZULRA_BuildInfo)
 
 /* ------------------------------------------------------------------ */
-/* Seams: what the parts of the trace that are not there yet decide.   */
-/* Each lives in zulrasm.cpp with a note of what it does until then.  */
+/* Filters and the string pool                                         */
 /* ------------------------------------------------------------------ */
 
-/* Filled by the log: the class table (zulracl), the store walk
- * (zulrast), the class names (zulraqn) and the writing of a line
- * (zulrafo). */
+/* An interned text: one copy of each text in the pool, never freed. */
+typedef struct ZULRA_spe {
+    const char *text;
+    uint32_t length;
+} ZULRA_spe_t;
+
+/* A filter: a zeroed block from malloc.  `next` and `prev` come first, so
+ * that the list head serves as the sentinel. */
+typedef struct ZULRA_filter {
+    struct ZULRA_filter *next, *prev;
+    ZULRA_spe_t *unitName;  /* prefix of unit.file, or null */
+    ZULRA_spe_t *entryName; /* prefix of entry.name, or null */
+    ZULRA_spe_t *levelName; /* prefix of unit.level, or null */
+    ZULRA_spe_t *compName;  /* prefix of unit.comp, or null */
+    uint32_t classes;       /* completed; 0 turns tracing off */
+    uint32_t lineLow, lineHigh;
+    uint32_t savedWeight;   /* never changes */
+    uint32_t weight;        /* savedWeight while active, 0 while suspended */
+    uint32_t id;            /* odd, never reused */
+} ZULRA_filter_t;
+
+/* The record that stands in for a text the pool had no memory for. */
+extern ZULRA_spe_t ZULRA_noSpe;
+
+/* Orders pool records by length, then by their bytes. */
+int ZULRA_CompareSpe(const void *a, const void *b);
+
+/* The pool's one record of `text`, made on first use; the fallback record
+ * without memory.  Takes the pool lock. */
+ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t length);
+
+/* Links `filter` into the list by its `weight`: behind every heavier
+ * filter and in front of the others, so the newest of equal weight comes
+ * first.  Moves the sync word.  The caller holds the block lock. */
+void ZULRA_InsertFilter(ZULRA_pcb_t *block, ZULRA_filter_t *filter);
+
+/* Unlinks `filter` from the list.  The caller holds the block lock. */
+void ZULRA_UnlinkFilter(ZULRA_filter_t *filter);
+
+/* The filter of that id, or null.  The caller holds the block lock. */
+ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id);
+
+/* The default store on standard output (or the file that ZUL_RAS1 names)
+ * and the reading of ZUL_RAS1. */
+void ZULRA_LoadSettings(void);
+
+/* The exit routine that keeps unit names, and the first UNIT element of
+ * a new filter, in one form; and the form itself: the last path
+ * component, without trailing white space, in lower case, in place. */
+int ZULRA_NormalizeExit(uint32_t events, void **user, ZULRA_notice_t *notice);
+void ZULRA_NormalizeName(char **text, uint32_t *length);
+
+/* ------------------------------------------------------------------ */
+/* Calls between the parts of the trace                                */
+/* ------------------------------------------------------------------ */
+
+/* The class table (zulracl), the store walk (zulrast), the class names
+ * (zulraqn) and the writing of a line (zulrafo) belong to the log; the
+ * start (zulrain), the pool (zulrasp), the filter walk (zulrafl) and the
+ * banner (zulrasb) to the filters and the start.  The console command
+ * waits in zulrasm until the console exists. */
 
 /* The start of the service: runs once per process, under once-only
  * construction, at the first sync that is not suspended. */

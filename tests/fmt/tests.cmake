@@ -6,7 +6,7 @@ zul_add_test(zul_test_fmt
           ${CMAKE_CURRENT_LIST_DIR}/match_test.cpp
           ${CMAKE_CURRENT_LIST_DIR}/names_test.cpp
           ${CMAKE_CURRENT_LIST_DIR}/fmt_malloc.cpp
-  FAMILIES platform bss ras anc)
+  FAMILIES platform bss ras anc thb)
 target_link_libraries(zul_test_fmt PRIVATE GTest::gtest_main)
 # Failed allocations are simulated by a malloc of the test's own.
 target_link_options(zul_test_fmt PRIVATE -Wl,--wrap=malloc)

@@ -1,0 +1,114 @@
+/*
+ * zulrain - InitializeRAS1 and ZULRA_LoadSettings: the start of the trace.
+ *
+ * Nothing calls a start function: the first sync that is not suspended
+ * runs InitializeRAS1 once.  It gives the process its default store on
+ * standard output (or the file that ZUL_RAS1 names), reads ZUL_RAS1,
+ * installs the exit routine that keeps unit names in one form, checks the
+ * byte order and writes the library's build banner.
+ *
+ * All of it runs under once-only construction, so nothing here may sync
+ * a record on this thread: it would find its own construction and abort.
+ */
+#include "ras/zulralg.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+/* The default store's stream; standard output until ZUL_RAS1 names a
+ * file, which then stays open to the end of the process. */
+static constinit FILE *stream_word = nullptr;
+
+/* The longest log file name that ZUL_RAS1 may give. */
+#define LONGEST_PATH 511u
+
+/* Opens the log file named by the text behind the last ">".  The file
+ * is truncated: each start of the process begins a new log.  On any
+ * failure the log stays on standard output, without a message, since
+ * there is no log yet to say it in. */
+static void open_log_file(const char *text, uint32_t length)
+{
+    const char *token = nullptr;
+    uint32_t tokenLength = 0;
+    if (BSS1_Tokenize(&text, &length, &token, &tokenLength, nullptr) != STC1_Success)
+        return;
+    if (tokenLength == 0 || tokenLength > LONGEST_PATH)
+        return;
+    char path[LONGEST_PATH + 1];
+    memcpy(path, token, tokenLength);
+    path[tokenLength] = '\0';
+    FILE *file = fopen(path, "w");
+    if (file != nullptr)
+        __atomic_store_n(&stream_word, file, __ATOMIC_RELEASE);
+}
+
+void ZULRA_LoadSettings(void)
+{
+    __atomic_store_n(&stream_word, stdout, __ATOMIC_RELEASE);
+    (void)RAS1_RegisterStore("ZUL_RAS1", 8, &stream_word, ZULRA_WriteStream, RAS1_ANY);
+
+    const char *value = BSS1_LocateEnv("ZUL_RAS1");
+    if (value == nullptr)
+        return;
+    uint32_t length = (uint32_t)strlen(value);
+    const char *arrow = strrchr(value, '>');
+    uint32_t expression = length;
+    if (arrow != nullptr) {
+        expression = (uint32_t)(arrow - value);
+        open_log_file(arrow + 1, length - expression - 1);
+    }
+
+    /* The expression is read from a copy: the parser writes into its text
+     * and the value belongs to the environment. */
+    char *copy = (char *)malloc(expression + 1);
+    if (copy == nullptr)
+        return;
+    memcpy(copy, value, expression);
+    copy[expression] = '\0';
+    (void)RAS1_InterpretString(copy, expression);
+    free(copy);
+}
+
+/* A static word that holds 1: its first byte in memory is 1 on a
+ * little-endian machine, the order that the records were laid out for. */
+static const uint32_t one = 1;
+
+void InitializeRAS1(void *argument)
+{
+    ZULRA_pcb_t *block = (ZULRA_pcb_t *)argument;
+
+    (void)RAS1_RegisterExit(nullptr, ZULRA_NormalizeExit);
+
+    BSS1_GetLock(&block->lock);
+    uint32_t stores = block->storeCount;
+    BSS1_ReleaseLock(&block->lock);
+    /* A process that registered a store of its own before its first
+     * traced call has chosen its log itself. */
+    if (stores == 0)
+        ZULRA_LoadSettings();
+
+    unsigned char first;
+    memcpy(&first, &one, 1);
+    if (first != 1) {
+        printf("MAC1_ENV_LENDIAN option does not match runtime environment: %d\n", first);
+        fflush(stdout);
+        abort();
+    }
+
+    /* The library's own build record is known from the start, whether
+     * or not one of its units is ever traced. */
+    ZULRA_build_t *build = nullptr;
+    ZULRA_BuildInfo(&build);
+    if (build != nullptr) {
+        BSS1_GetLock(&block->anchor->lock);
+        ZULRA_Remember(block, ZULRA_LIST_BUILDS, build);
+        BSS1_ReleaseLock(&block->anchor->lock);
+    }
+
+    BSS1_GetLock(&block->lock);
+    int configured = !ZULRA_NothingConfigured(block);
+    BSS1_ReleaseLock(&block->lock);
+    if (configured && build != nullptr)
+        ZULRA_ShowBuild(build);
+}

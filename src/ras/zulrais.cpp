@@ -1,0 +1,219 @@
+/*
+ * zulrais - RAS1_InterpretString and ParseExpression: the filter
+ * expression language.
+ *
+ * An expression is read in levels.  The whole text is one level, each
+ * group in parentheses is a level of its own, and each line of an
+ * included file is one too.  A level collects class names and filter
+ * elements and applies them once, at its end: with elements they make
+ * one filter, without they set the default class.  A group is applied as
+ * soon as it is read, so in "ERROR (UNIT:zulcr FLOW)" the filter comes
+ * first and the default class after it.
+ *
+ * This code runs inside the start of the trace, where nothing may sync a
+ * record, so it reads its own class word with the quick read and writes
+ * its messages without testing it: they reach the log whenever a store
+ * exists.
+ */
+#include "ras/zulralg.h"
+
+#include <stdio.h>
+#include <string.h>
+
+ZULRA_PARSER_UNIT("zulrais");
+RAS1_DECLARE_ENTRY(parse_entry, "ParseExpression", 0);
+
+/* Elements of one level.  Expressions name at most a unit, a function, a
+ * level and a component, so seven leave room for repeats. */
+#define MAX_ELEMENTS 7
+/* The longest class name, and the longest line of an included file. */
+#define LONGEST_NAME 16u
+#define LONGEST_LINE 255u
+/* Included files may include others; a file that includes itself must
+ * not exhaust the stack. */
+#define DEEPEST_INCLUSION 8
+
+/* Character classes of the C locale, whatever locale the program set. */
+static int is_space(unsigned char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+static int is_punct(unsigned char c)
+{
+    return (c >= 0x21 && c <= 0x2F) || (c >= 0x3A && c <= 0x40) || (c >= 0x5B && c <= 0x60) ||
+           (c >= 0x7B && c <= 0x7E);
+}
+
+static char upper(char c)
+{
+    return (c >= 'a' && c <= 'z') ? (char)(c - 'a' + 'A') : c;
+}
+
+static int parse_level(char *text, uint32_t length, int depth);
+
+/* A level that names a file: each line of the file is a level.  The name
+ * is used as it stands, blanks and line ends included. */
+static int include_file(const char *name, uint32_t length, int depth)
+{
+    char path[LONGEST_LINE + 1];
+    memcpy(path, name, length);
+    path[length] = '\0';
+    if (depth >= DEEPEST_INCLUSION) {
+        RAS1_Printf(&parse_entry, __LINE__, "Inclusion nested too deeply: %s\n", path);
+        return STC1_ProtocolError;
+    }
+    FILE *file = fopen(path, "r");
+    if (file == nullptr) {
+        RAS1_Printf(&parse_entry, __LINE__, "Unable to open file: %s\n", path);
+        return STC1_NotThere;
+    }
+    char line[LONGEST_LINE + 1];
+    int status = STC1_Success;
+    while (status == STC1_Success && fgets(line, sizeof line, file) != nullptr)
+        status = parse_level(line, (uint32_t)strlen(line), depth + 1);
+    fclose(file);
+    return status;
+}
+
+/* The element type of an upper-case keyword, or -1. */
+static int keyword_type(const char *word, uint32_t length)
+{
+    static const struct {
+        const char *name;
+        int type;
+    } keywords[] = {{"UNIT", RAS1_FILTER_UNIT},
+                    {"ENTRY", RAS1_FILTER_ENTRY},
+                    {"LEVEL", RAS1_FILTER_LEVEL},
+                    {"COMP", RAS1_FILTER_COMP}};
+    for (const auto &k : keywords)
+        if (strlen(k.name) == length && memcmp(k.name, word, length) == 0)
+            return k.type;
+    return -1;
+}
+
+/* The value of one class name (full or abbreviated); NONE counts. */
+static int class_value(const char *token, uint32_t n, uint32_t *value)
+{
+    if (n > LONGEST_NAME) {
+        RAS1_Printf(&parse_entry, __LINE__, "Class name too long: %*.*s\n", n, n, token);
+        return STC1_BadObject;
+    }
+    char name[LONGEST_NAME];
+    for (uint32_t i = 0; i < n; i++)
+        name[i] = upper(token[i]);
+    for (const ZULRA_class_t *row = ZULRA_ClassTable(); row->text != nullptr; row++)
+        if (n >= row->minLength && n <= row->maxLength && memcmp(name, row->text, n) == 0) {
+            *value |= row->value;
+            return STC1_Success;
+        }
+    RAS1_Printf(&parse_entry, __LINE__, "Class name not recognized: %*.*s\n", n, n, token);
+    return STC1_BadArgument;
+}
+
+/* One level: ParseExpression. */
+static int parse_level(char *text, uint32_t length, int depth)
+{
+    if (length >= 2 && length <= LONGEST_LINE && text[0] == '<')
+        return include_file(text + 1, length - 1, depth);
+
+    ZULRA_elem_t elements[MAX_ELEMENTS];
+    uint32_t count = 0;
+    uint32_t classes = 0;
+    uint32_t tokens = 0;
+    int groupStatus = STC1_Success;
+    uint32_t at = 0;
+
+    while (at < length) {
+        unsigned char c = (unsigned char)text[at];
+
+        /* A group: parsed and applied at once, as a level of its own. */
+        if (c == '(' && length - at >= 3) {
+            uint32_t close = at + 1;
+            while (close < length && text[close] != ')')
+                close++;
+            if (close >= length || close == at + 1) {
+                uint32_t rest = length - at - 1;
+                RAS1_Printf(&parse_entry, __LINE__, "Syntax error: %*.*s\n", rest, rest,
+                            text + at + 1);
+                return STC1_ProtocolError;
+            }
+            groupStatus = parse_level(text + at + 1, close - at - 1, depth);
+            at = close + 1;
+            continue;
+        }
+        if (c != ':' && (is_space(c) || is_punct(c))) {
+            at++;
+            continue;
+        }
+
+        /* A token; a failed group ends the level here. */
+        if (groupStatus != STC1_Success)
+            return groupStatus;
+        uint32_t start = at;
+        while (at < length) {
+            unsigned char t = (unsigned char)text[at];
+            if (is_space(t) || (is_punct(t) && t != ':' && t != '_'))
+                break;
+            at++;
+        }
+        char *token = text + start;
+        uint32_t n = at - start;
+        tokens++;
+
+        const char *colon = (const char *)memchr(token, ':', n);
+        uint32_t place = colon ? (uint32_t)(colon - token) : 0;
+        if (colon != nullptr && place >= 1 && place <= 5 && place + 1 < n) {
+            char keyword[6];
+            for (uint32_t i = 0; i < place; i++)
+                keyword[i] = upper(token[i]);
+            keyword[place] = '\0';
+            int type = keyword_type(keyword, place);
+            if (type < 0) {
+                RAS1_Printf(&parse_entry, __LINE__, "Filter keyword not recognized: %s\n",
+                            keyword);
+                return STC1_BadArgument;
+            }
+            if (count == MAX_ELEMENTS) {
+                RAS1_Printf(&parse_entry, __LINE__, "Too many filter elements: %*.*s\n", n, n,
+                            token);
+                return STC1_BadArgument;
+            }
+            elements[count].text = token + place + 1;
+            elements[count].length = n - place - 1;
+            elements[count].type = type;
+            count++;
+            continue;
+        }
+
+        int status = class_value(token, n, &classes);
+        if (status != STC1_Success)
+            return status;
+    }
+
+    if (groupStatus != STC1_Success)
+        return groupStatus;
+    if (tokens == 0)
+        return STC1_Success;
+
+    int status;
+    if (count != 0) {
+        status = RAS1_NewFilter(nullptr, classes, elements, count, 0, 0);
+        if (status != STC1_Success && status != STC1_Warning)
+            RAS1_Printf(&parse_entry, __LINE__, "RAS1_NewFilter(%d)\n", status);
+    } else {
+        status = RAS1_SetClass(nullptr, classes);
+        if (status != STC1_Success && status != STC1_Warning)
+            RAS1_Printf(&parse_entry, __LINE__, "RAS1_SetClass(%d)\n", status);
+    }
+    return status == STC1_Warning ? STC1_Success : status;
+}
+
+int RAS1_InterpretString(char *text, uint32_t length)
+{
+    if (text == nullptr)
+        return length == 0 ? STC1_Success : STC1_BadArgument;
+    /* Nothing here may sync a record: this runs inside the trace's start. */
+    (void)RAS1_PeekClass(&parse_entry);
+    return parse_level(text, length, 0);
+}

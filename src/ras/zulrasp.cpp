@@ -1,0 +1,90 @@
+/*
+ * zulrasp - the string pool: one copy of every text that filters name.
+ *
+ * Filters are made rarely and live long, and many of them name the same
+ * unit or function.  So their texts are kept once each, in chunks that
+ * are never freed, and indexed by a tree of the tree family keyed on the
+ * records themselves.  Records grow upwards from the start of a chunk and
+ * texts downwards from its end; the chunk is full when they meet.
+ */
+#include "ras/zulra.h"
+
+#include <zul/thb1.h>
+
+#include <stdlib.h>
+#include <string.h>
+
+static_assert(sizeof(ZULRA_pooltree_t) == sizeof(THB1_Tree),
+              "the block's pool tree is a tree handle of the tree family");
+
+#define POOL_CHUNK 4096u
+
+static char no_memory_text[] = "Unable to create ZULRA_spe_t";
+
+/* Stands in for a text the pool had no room for.  A filter that holds it
+ * selects nothing real, which is the safest way to fail quietly. */
+ZULRA_spe_t ZULRA_noSpe = {no_memory_text, sizeof no_memory_text - 1};
+
+static THB1_Tree *pool_tree(ZULRA_pcb_t *block)
+{
+    return reinterpret_cast<THB1_Tree *>(&block->poolTree);
+}
+
+int ZULRA_CompareSpe(const void *a, const void *b)
+{
+    const ZULRA_spe_t *x = (const ZULRA_spe_t *)a;
+    const ZULRA_spe_t *y = (const ZULRA_spe_t *)b;
+    if (x->length != y->length)
+        return x->length < y->length ? -1 : 1;
+    return memcmp(x->text, y->text, x->length);
+}
+
+/* The records are their own keys. */
+static const void *spe_key(void *data)
+{
+    return data;
+}
+
+void ZULRA_CreatePool(ZULRA_pcb_t *block)
+{
+    /* Without memory the tree stays all zero: texts are then still kept,
+     * only not shared. */
+    (void)THB1_Create(pool_tree(block), ZULRA_CompareSpe, spe_key, nullptr);
+}
+
+ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t length)
+{
+    ZULRA_spe_t probe = {text, length};
+    ZULRA_spe_t *found = nullptr;
+
+    BSS1_GetLock(&block->poolLock);
+    if (THB1_Find(pool_tree(block), nullptr, &probe, (void **)&found) == STC1_Success) {
+        BSS1_ReleaseLock(&block->poolLock);
+        return found;
+    }
+
+    /* A record and its text; a chunk too small for them is abandoned, so
+     * a chunk wastes at most the room of one record and text. */
+    uint32_t need = length + (uint32_t)sizeof(ZULRA_spe_t);
+    if (need > block->poolLeft) {
+        uint32_t size = (need + POOL_CHUNK - 1) / POOL_CHUNK * POOL_CHUNK;
+        char *chunk = (char *)malloc(size);
+        if (chunk == nullptr) {
+            BSS1_ReleaseLock(&block->poolLock);
+            return &ZULRA_noSpe;
+        }
+        block->poolNext = chunk;
+        block->poolLeft = size;
+    }
+    ZULRA_spe_t *record = (ZULRA_spe_t *)block->poolNext;
+    block->poolNext += sizeof(ZULRA_spe_t);
+    block->poolLeft -= need;
+    char *copy = block->poolNext + block->poolLeft;
+    if (length != 0)
+        memcpy(copy, text, length);
+    record->text = copy;
+    record->length = length;
+    (void)THB1_Insert(pool_tree(block), nullptr, record, 0);
+    BSS1_ReleaseLock(&block->poolLock);
+    return record;
+}

@@ -1,0 +1,57 @@
+/* The probe of the start tests: a traced C program that starts the trace
+ * in a process of its own.  Modes:
+ *   run       calls a traced function five times; reports on stderr
+ *             whether its record was current afterwards, its word, and
+ *             the unit name as the trace left it
+ *   ownstore  registers a store of its own (lines go to stderr with a
+ *             prefix) before the first traced call, then as "run" */
+#include <stdio.h>
+#include <string.h>
+
+#include <zul/ras1.h>
+
+RAS1_DECLARE_UNIT_EX("a/b\\c.X ", RAS1_APPLICATION, "7", "PROBE", 0);
+
+static ZULRA_entry_t *last_entry;
+
+static int work(int i)
+{
+    RAS1_DECLARE_ENTRY(entry, "work", RAS1_PUBLIC);
+    RAS1_ENTRY(entry, classes, flow);
+    last_entry = &entry;
+    if (RAS1_WANTS(classes, RAS1_ERROR))
+        RAS1_Printf(&entry, __LINE__, "failure %d\n", i);
+    if (RAS1_WANTS(classes, RAS1_DETAIL))
+        RAS1_Printf(&entry, __LINE__, "detail %d\n", i);
+    RAS1_EXIT_VALUE(entry, flow, i);
+    return i;
+}
+
+static int own_write(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
+                     uint32_t flags)
+{
+    (void)data;
+    (void)entry;
+    (void)flags;
+    fprintf(stderr, "OWN:%.*s", (int)length, text);
+    return 0;
+}
+
+int main(int argc, char **argv)
+{
+    const char *mode = argc > 1 ? argv[1] : "run";
+    if (strcmp(mode, "ownstore") == 0 &&
+        RAS1_RegisterStore("OWN", 3, NULL, own_write, RAS1_ANY) != 0)
+        return 2;
+    for (int i = 0; i < 5; i++)
+        work(i);
+
+    ZULRA_entry_t *e = last_entry;
+    int current = __atomic_load_n(&e->syncValue, __ATOMIC_ACQUIRE) ==
+                  __atomic_load_n(e->syncWord, __ATOMIC_ACQUIRE);
+    uint32_t classes = 0;
+    RAS1_QueryClass(&classes);
+    fprintf(stderr, "current=%d active=%08X default=%08X unit=%.*s\n", current,
+            (unsigned)e->active, (unsigned)classes, (int)e->unit->fileLen, e->unit->file);
+    return 0;
+}
