@@ -94,13 +94,18 @@ TEST(RasBuild, EachBuildIsKeptOnce)
         RAS1_Sync(&entries[2 * i + 1]); // the unit is known: not asked again
     }
     EXPECT_EQ(infoCalls, 6);
-    EXPECT_EQ(ListCount(ZULRA_LIST_BUILDS), 3u); // A, B, the short one
+    // The library's own record, entered when the trace started, then A,
+    // B and the short one.
+    EXPECT_EQ(ListCount(ZULRA_LIST_BUILDS), 4u);
     EXPECT_EQ(ListCount(ZULRA_LIST_UNITS), 7u);
     EXPECT_EQ(ListCount(ZULRA_LIST_ENTRIES), 14u);
     ZULRA_chunk_t *builds = ZULRA_Pcb()->lists[ZULRA_LIST_BUILDS];
     EXPECT_EQ(builds->top[0], &buildShort);
     EXPECT_EQ(builds->top[1], &buildB);
     EXPECT_EQ(builds->top[2], &buildA);
+    ZULRA_build_t *own = nullptr;
+    ZULRA_BuildInfo(&own);
+    EXPECT_EQ(builds->top[3], own);
 }
 
 ZULRA_PFM1_UNIT("zulpf1a");
