@@ -7,7 +7,13 @@
  * session is torn down by the library when its thread ends.  The service's
  * constructor postpones its announcement with an epilog, which runs once
  * no construction is in progress anywhere in the process.
+ *
+ * Each request of a worker is a line that demo_net.c decodes and
+ * demo_store.c carries out; both are traced, and ZUL_RAS1 chooses what
+ * they write to the log.
  */
+#include "demo.h"
+
 #include <zul/zul.h>
 
 #include <pthread.h>
@@ -76,6 +82,16 @@ static void *worker(void *arg)
         s->requests++;
         BSS1_ReleaseLock(&s->lock);
         BSS1_ReleaseLock(&s->lock);
+
+        /* Every third request reads back, one in seven is garbled. */
+        char line[48];
+        if (i % 7 == 6)
+            snprintf(line, sizeof line, "PTU w%d-%d", n, i);
+        else if (i % 3 == 2)
+            snprintf(line, sizeof line, "GET w%d-%d", n, i - 1);
+        else
+            snprintf(line, sizeof line, "PUT w%d-%d %d", n, i, n * 100 + i);
+        net_handle(line);
     }
     return NULL;
 }
@@ -94,6 +110,8 @@ int main(int argc, char **argv)
         pthread_create(&threads[i], NULL, worker, (void *)(intptr_t)i);
     for (int i = 0; i < 4; ++i)
         pthread_join(threads[i], NULL);
+
+    net_report();
 
     service_t *s = service();
     ZULSS_time_t end;

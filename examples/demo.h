@@ -1,0 +1,19 @@
+/* The demo's two traced services: a small key-value table and the
+ * decoding of request lines. */
+#ifndef ZUL_DEMO_H
+#define ZUL_DEMO_H
+
+/* Stores `value` under `key`; 0, or -1 when the table is full. */
+int store_put(const char *key, int value);
+/* The value under `key`, or -1. */
+int store_get(const char *key);
+/* How many keys the table holds. */
+int store_count(void);
+
+/* Decodes and carries out one request line ("PUT key value" or
+ * "GET key"); the result of the store call, or -2 for a bad line. */
+int net_handle(const char *line);
+/* Writes the totals of the requests handled to the log. */
+void net_report(void);
+
+#endif
