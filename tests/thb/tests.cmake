@@ -1,7 +1,5 @@
 zul_add_test(zul_test_thb
   SOURCES ${CMAKE_CURRENT_LIST_DIR}/tree_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/differential_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/malloc_wrap.cpp
   FAMILIES thb)
 target_link_libraries(zul_test_thb PRIVATE GTest::gtest_main)
 # Failed allocations come from a malloc of the test's own.
