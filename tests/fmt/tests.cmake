@@ -1,11 +1,7 @@
 # The environment units of bss trace, so the trace family comes along.
 zul_add_test(zul_test_fmt
-  SOURCES ${CMAKE_CURRENT_LIST_DIR}/directive_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/record_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/check_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/match_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/names_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/fmt_malloc.cpp
+  SOURCES ${CMAKE_CURRENT_LIST_DIR}/format_test.cpp
+          ${CMAKE_CURRENT_LIST_DIR}/text_test.cpp
   FAMILIES platform bss ras anc thb)
 target_link_libraries(zul_test_fmt PRIVATE GTest::gtest_main)
 # Failed allocations are simulated by a malloc of the test's own.

@@ -1,5 +1,6 @@
-// BSS1_Match and BSS1_Tokenize.
+// BSS1_Match, BSS1_Tokenize and the names of reason and status codes.
 #include <zul/bss1.h>
+#include <zul/rsn1.h>
 
 #include <gtest/gtest.h>
 
@@ -14,11 +15,7 @@ namespace {
 
 TEST(Match, Table)
 {
-    struct Case {
-        const char *first, *second;
-        uint32_t length;
-        int expected;
-    } cases[] = {
+    struct Case { const char *first, *second; uint32_t length; int expected; } cases[] = {
         {"TRACE", "trace", 0, 0},      {"Zul_Ras1", "zUL_rAS1", 0, 0},
         {"abc", "abcde", 0, -2},       {"zzzzz", "aaa", 0, 2}, // lengths first, bytes unread
         {"", "", 0, 0},                {"abX", "abY", 2, 0},   // only `length` bytes count
@@ -42,9 +39,8 @@ TEST(Match, IgnoresTheHostLocale)
     char dir[] = "/tmp/zulfmt-locale-XXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
     std::string build = std::string("localedef -i tr_TR -f ISO-8859-9 ") + dir + "/tr >/dev/null 2>&1";
-    bool built = system(build.c_str()) == 0;
     setenv("LOCPATH", dir, 1);
-    bool set = built && setlocale(LC_ALL, "tr") != nullptr;
+    bool set = system(build.c_str()) == 0 && setlocale(LC_ALL, "tr") != nullptr;
     if (set) {
         EXPECT_EQ(BSS1_Match("file", "FILE", 0), 0);
         EXPECT_NE(BSS1_Match("\xe7", "\xc7", 0), 0); // c-cedilla, a letter only there
@@ -56,38 +52,18 @@ TEST(Match, IgnoresTheHostLocale)
         GTEST_SKIP() << "no Turkish locale could be built here";
 }
 
-// Tokens of a text, calling until NotThere, which must leave the text at
-// its end with a null token.
-std::vector<std::string> Tokens(const std::string &text, const char *delimiters)
-{
-    std::vector<std::string> out;
-    const char *at = text.data();
-    uint32_t left = static_cast<uint32_t>(text.size());
-    const char *token;
-    uint32_t length;
-    int status;
-    while ((status = BSS1_Tokenize(&at, &left, &token, &length, delimiters)) == STC1_Success && out.size() < 50)
-        out.emplace_back(token, length);
-    EXPECT_EQ(status, STC1_NotThere);
-    EXPECT_EQ(token, nullptr);
-    EXPECT_EQ(length, 0u);
-    EXPECT_EQ(left, 0u);
-    EXPECT_EQ(at, text.data() + text.size());
-    return out;
-}
-
+// Each text is tokenized by calls until NotThere, which must leave the text
+// at its end with a null token; the in-place form (text and token in the
+// same two words) must give the first token, or NotThere with a null token.
 TEST(Tokenize, Table)
 {
     using V = std::vector<std::string>;
-    struct Case {
-        std::string text;
-        const char *delimiters;
-        V tokens;
-    } cases[] = {
+    struct Case { std::string text; const char *delimiters; V tokens; } cases[] = {
         {"   \t\r\n\v\f ", nullptr, {}},
         {"", nullptr, {}},
         {"  alpha\t\tbeta\n", nullptr, {"alpha", "beta"}},
         {"name,value", ", ", {"name", ",", "value"}},
+        {", x", ", ", {",", "x"}},
         {"a , b,,c", ", ", {"a", ",", "b", ",", ",", "c"}},
         {"a b=c d", "=", {"a b", "=", "c d"}}, // no white space in the set
         {std::string("ab\0cd", 5), nullptr, {"ab", "cd"}}, // a zero byte ends a token
@@ -95,8 +71,23 @@ TEST(Tokenize, Table)
         {"((a))", "()", {"(", "(", "a", ")", ")"}},
         {"\xe9t\xe9 caf\xe9", nullptr, {"\xe9t\xe9", "caf\xe9"}},
     };
-    for (const Case &k : cases)
-        EXPECT_EQ(Tokens(k.text, k.delimiters), k.tokens) << "text \"" << k.text << "\"";
+    for (const Case &k : cases) {
+        V got;
+        const char *at = k.text.data(), *token;
+        uint32_t left = static_cast<uint32_t>(k.text.size()), length;
+        int status;
+        while ((status = BSS1_Tokenize(&at, &left, &token, &length, k.delimiters)) == STC1_Success && got.size() < 50)
+            got.emplace_back(token, length);
+        EXPECT_EQ(got, k.tokens) << "text \"" << k.text << "\"";
+        EXPECT_TRUE(status == STC1_NotThere && token == nullptr && length == 0 && left == 0 &&
+                    at == k.text.data() + k.text.size()) << k.text;
+
+        at = k.text.data();
+        left = static_cast<uint32_t>(k.text.size());
+        status = BSS1_Tokenize(&at, &left, &at, &left, k.delimiters);
+        EXPECT_EQ(status, k.tokens.empty() ? STC1_NotThere : STC1_Success) << k.text;
+        EXPECT_EQ(at ? std::string(at, left) : "null" + std::to_string(left), k.tokens.empty() ? "null0" : k.tokens[0]);
+    }
 }
 
 TEST(Tokenize, CountedTextAndWhereItStops)
@@ -111,27 +102,35 @@ TEST(Tokenize, CountedTextAndWhereItStops)
     EXPECT_EQ(BSS1_Tokenize(nullptr, &left, &token, &length, nullptr), STC1_BadArgument);
 }
 
-TEST(Tokenize, InPlaceTrimsAName)
+// Names sit in cells of 20 zero-filled bytes, one per code from 0; codes
+// past the table answer NotThere and leave the output alone.
+TEST(CodeNames, BoundsAndNames)
 {
-    struct Case {
-        const char *text, *delimiters;
-        int status;
-        const char *token;
-    } cases[] = {
-        {"  TRACE  ", nullptr, STC1_Success, "TRACE"},
-        {", x", ", ", STC1_Success, ","},
-        {"\t \n", nullptr, STC1_NotThere, nullptr},
-        {"", nullptr, STC1_NotThere, nullptr},
+    using Call = int (*)(int32_t, const char **);
+    struct Case { Call call; int32_t code; const char *name; } cases[] = { // name null: NotThere
+        {RSN1_GetName, 0, "NoError"},   {RSN1_GetName, 26, "NoReason"}, {RSN1_GetName, 41, "Storage"},
+        {RSN1_GetName, 63, "Access"},   {RSN1_GetName, 64, nullptr},    {RSN1_GetName, -1, nullptr},
+        {RSN1_GetName, INT32_MIN, nullptr},
+        {STC1_GetName, 0, "Success"},   {STC1_GetName, 6, "ProtocolError"}, {STC1_GetName, 10, "Warning"},
+        {STC1_GetName, 11, nullptr},    {STC1_GetName, -1, nullptr},    {STC1_GetName, INT32_MAX, nullptr},
     };
     for (const Case &k : cases) {
-        const char *pointer = k.text;
-        uint32_t length = static_cast<uint32_t>(strlen(k.text));
-        EXPECT_EQ(BSS1_Tokenize(&pointer, &length, &pointer, &length, k.delimiters), k.status);
-        if (k.token != nullptr)
-            EXPECT_EQ(std::string(pointer, length), k.token);
-        else
-            EXPECT_TRUE(pointer == nullptr && length == 0) << k.text;
+        const char *name = "untouched";
+        EXPECT_EQ(k.call(k.code, &name), k.name ? STC1_Success : STC1_NotThere) << k.code;
+        EXPECT_STREQ(name, k.name ? k.name : "untouched") << k.code;
     }
+    for (auto [call, bound] : {std::pair<Call, int32_t>{RSN1_GetName, 64}, {STC1_GetName, 11}}) {
+        const char *first = nullptr, *name = nullptr;
+        for (int32_t code = 0; code < bound; ++code) {
+            ASSERT_EQ(call(code, &name), STC1_Success);
+            first = first ? first : name;
+            size_t length = strlen(name);
+            EXPECT_TRUE(name - first == 20 * code && length > 0 && length <= 13) << code;
+            EXPECT_EQ(std::string(name + length, 20 - length), std::string(20 - length, '\0')) << code;
+        }
+    }
+    EXPECT_EQ(RSN1_GetName(0, nullptr), STC1_BadArgument);
+    EXPECT_EQ(STC1_GetName(0, nullptr), STC1_BadArgument);
 }
 
 } // namespace
