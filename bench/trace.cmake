@@ -1,0 +1,19 @@
+# A trace point disabled and enabled, beside spdlog and LTTng-UST where
+# they are installed (libspdlog-dev, liblttng-ust-dev).
+zul_add_bench(zul_bench_trace SOURCES ${CMAKE_CURRENT_LIST_DIR}/trace_bench.cpp
+  FAMILIES platform bss ras anc wnt thb)
+find_package(spdlog QUIET)
+if(spdlog_FOUND)
+  target_link_libraries(zul_bench_trace PRIVATE spdlog::spdlog)
+  target_compile_definitions(zul_bench_trace PRIVATE ZUL_BENCH_SPDLOG=1)
+endif()
+find_package(PkgConfig QUIET)
+if(PkgConfig_FOUND)
+  pkg_check_modules(LTTNG_UST QUIET IMPORTED_TARGET lttng-ust)
+endif()
+if(LTTNG_UST_FOUND)
+  target_sources(zul_bench_trace PRIVATE ${CMAKE_CURRENT_LIST_DIR}/trace_bench_tp.c)
+  target_include_directories(zul_bench_trace PRIVATE ${CMAKE_CURRENT_LIST_DIR})
+  target_link_libraries(zul_bench_trace PRIVATE PkgConfig::LTTNG_UST ${CMAKE_DL_LIBS})
+  target_compile_definitions(zul_bench_trace PRIVATE ZUL_BENCH_LTTNG=1)
+endif()
