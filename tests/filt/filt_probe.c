@@ -1,10 +1,8 @@
-/* The probe of the start tests: a traced C program that starts the trace
- * in a process of its own.  Modes:
- *   run       calls a traced function five times; reports on stderr
- *             whether its record was current afterwards, its word, and
- *             the unit name as the trace left it
- *   ownstore  registers a store of its own (lines go to stderr with a
- *             prefix) before the first traced call, then as "run" */
+/* The probe of the start tests: a traced C program that calls a traced
+ * function five times, then reports on stderr whether its record was
+ * current afterwards, its word, the default class and the unit name as the
+ * trace left it.  With "ownstore" it first registers a store of its own
+ * that writes to stderr. */
 #include <stdio.h>
 #include <string.h>
 
@@ -30,22 +28,18 @@ static int work(int i)
 static int own_write(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                      uint32_t flags)
 {
-    (void)data;
-    (void)entry;
-    (void)flags;
+    (void)data, (void)entry, (void)flags;
     fprintf(stderr, "OWN:%.*s", (int)length, text);
     return 0;
 }
 
 int main(int argc, char **argv)
 {
-    const char *mode = argc > 1 ? argv[1] : "run";
-    if (strcmp(mode, "ownstore") == 0 &&
+    if (argc > 1 && strcmp(argv[1], "ownstore") == 0 &&
         RAS1_RegisterStore("OWN", 3, NULL, own_write, RAS1_ANY) != 0)
         return 2;
     for (int i = 0; i < 5; i++)
         work(i);
-
     ZULRA_entry_t *e = last_entry;
     int current = __atomic_load_n(&e->syncValue, __ATOMIC_ACQUIRE) ==
                   __atomic_load_n(e->syncWord, __ATOMIC_ACQUIRE);

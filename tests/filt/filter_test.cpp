@@ -1,18 +1,156 @@
-// Filters through their public calls: which filter wins, reuse, suspend
-// and resume, statuses, line ranges, and the pool that keeps their texts.
-#include "filttest.h"
+// Filters and their expression language through the public calls: which
+// filter wins, reuse, suspend and resume, statuses, inclusion files, and
+// the pool that keeps the filters' texts.
+#include "log/logtest.h"
 
 #include <zul/ras1.h>
 
 #include <cstdio>
+#include <fstream>
 #include <thread>
 
-using filt::Traced;
+#include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace {
 
-constexpr uint32_t kFlow = 0xFFFFFE40u;
-constexpr uint32_t kError = 0xFFFFFE80u;
+constexpr uint32_t kError = 0xFFFFFE80u, kFlow = 0xFFFFFE40u, kDetail = 0xFFFFFE01u;
+
+// The trace started with a store of the test's own, so that ZUL_RAS1 is
+// not read and every message of the parser lands in `sink`.
+struct Traced : ::testing::Test {
+    Sink sink;
+    void SetUp() override
+    {
+        ASSERT_EQ(RAS1_RegisterStore("TEST", 4, &sink, Sink::Write, RAS1_ANY), 0);
+        Record starter("starter", "Start");
+        RAS1_Sync(&starter.entry);
+    }
+    // The class word that a record of `unit` and `function` gets now.
+    static uint32_t Word(const char *unit, const char *function, uint32_t line = 1)
+    {
+        Record r(unit, function);
+        r.entry.line = line;
+        return RAS1_Sync(&r.entry) & ~RAS1_ANY;
+    }
+    static int Interpret(std::string text)
+    {
+        return RAS1_InterpretString(text.data(), (uint32_t)text.size());
+    }
+    // The log's lines, each cut to its message if it comes from the parser.
+    std::string Messages()
+    {
+        std::string out;
+        for (const auto &line : SplitLines(AfterOpening(sink.Text()))) {
+            const std::string head = ",\"ParseExpression\") ";
+            size_t at = line.find(head);
+            bool parser = at != std::string::npos && line.find("zulrais,") < at;
+            out += (out.empty() ? "" : "\n") + (parser ? line.substr(at + head.size()) : line);
+        }
+        return out;
+    }
+};
+
+struct Probe {
+    const char *unit, *function;
+    uint32_t word;
+};
+
+struct Case {
+    const char *name, *text;
+    int status;
+    std::string message; // all the log has after its opening block
+    uint32_t defaultClass;
+    std::vector<Probe> probes;
+    const char *file = nullptr; // written first; '%' in any text stands for its name
+};
+
+const std::string kUnknown = "Class name not recognized: ";
+
+const Case kCases[] = {
+    {"Empty", "", 0, "", 0, {{"zulcr", "f", 0}}},
+    {"OnlySeparators", " \t,;./!-=+ ", 0, "", 0, {}},
+    {"UnitWithoutValueIsAClassName", "UNIT:", 1, kUnknown + "UNIT:", 0, {}},
+    {"ColonAtPlaceZero", ":FLOW", 1, kUnknown + ":FLOW", 0, {}},
+    {"ColonAtPlaceSeven", "METRICS:x", 1, kUnknown + "METRICS:x", 0, {}},
+    {"UnknownKeyword", "FLOW:x", 1, "Filter keyword not recognized: FLOW", 0, {}},
+    {"AbbreviatedKeyword", "ENT:x", 1, "Filter keyword not recognized: ENT", 0, {}},
+    // Unit values take the unit form, as do the units' own names.
+    {"KeywordsAndClassesAreCaseFree", "unit:ZulCr flow", 0, "", 0,
+     {{"zulcr", "CRF1_New", kFlow}, {"ZULCR.CPP", "f", kFlow}, {"zulss", "f", 0}}},
+    {"ClassNamesAbbreviate", "er fl", 0, "", kError | kFlow, {}},
+    {"NoneIsKnown", "NONE", 0, "", 0, {}},
+    {"UnclosedGroup", "(ERROR", 6, "Syntax error: ERROR", 0, {}},
+    {"EmptyGroup", "() FLOW", 6, "Syntax error: ) FLOW", 0, {}},
+    {"ShortParenthesesAreSeparators", "()", 0, "", 0, {}},
+    {"ShortGroupIsAClassName", "(A", 1, kUnknown + "A", 0, {}},
+    {"GroupsDoNotNest", "((UNIT:a) FLOW)", 6, "Syntax error: UNIT:a", 0, {{"a", "f", 0}}},
+    // ENTRY:CRF1_ weighs 1 + 5*5 = 26, UNIT:zulcrr 1 + 6 = 7.
+    {"HeavierFilterWinsWhateverItsAge", "(ENTRY:CRF1_ ERROR) (UNIT:zulcrr FLOW)", 0, "", 0,
+     {{"zulcrr", "CRF1_Register", kError}, {"zulcrr", "zulcr_helper", kFlow}}},
+    {"GroupBeforeTheLevelsOwnClass", "ERROR (UNIT:zulcr FLOW)", 0, "", kError,
+     {{"zulcr", "f", kFlow}, {"zulss", "f", kError}}},
+    {"TwoGroupsTwoFilters", "ERROR (UNIT:zulcr ALL) (ENTRY:RES1_Use DETAIL)", 0, "", kError,
+     {{"zulcr", "f", ~RAS1_ANY}, {"zulre", "RES1_UseCount", kDetail},
+      {"zulre", "RES1_Create", kError}}},
+    {"GroupWithoutClassTurnsTracingOff", "ERROR (UNIT:zulss)", 0, "", kError,
+     {{"zulssge", "f", 0}, {"zulcr", "f", kError}}},
+    {"ElementsOfALevelAreAnded", "UNIT:zulcr ENTRY:CRF1_ FLOW", 0, "", 0,
+     {{"zulcr", "CRF1_New", kFlow}, {"zulcr", "zulcr_help", 0}, {"zulss", "CRF1_New", 0},
+      {"zulcr", "crf1_New", 0}}}, // ENTRY values compare exactly in case
+    {"LevelAndCompElements", "(LEVEL:1 COMP:BS ERROR)", 0, "", 0, {{"x", "f", 0}}},
+    {"FailedGroupStopsTheLevel", "FLOW (BOGUS) ERROR", 1, kUnknown + "BOGUS", 0, {}},
+    {"LaterGroupReplacesAFailedOne", "(BOGUS) (DETAIL)", 0, kUnknown + "BOGUS", kDetail, {}},
+    {"AppliedGroupStaysAfterAFailure", "(UNIT:zulcr FLOW) BOGUS", 1, kUnknown + "BOGUS", 0,
+     {{"zulcr", "f", kFlow}}},
+    {"ClassNameTooLong", "SEVENTEENLETTERSX", 2, "Class name too long: SEVENTEENLETTERSX", 0, {}},
+    {"SixteenLettersIsNotTooLong", "SIXTEENLETTERSXX", 1, kUnknown + "SIXTEENLETTERSXX", 0, {}},
+    {"EighthElementIsAnError", "UNIT:a ENTRY:b LEVEL:c COMP:d UNIT:e ENTRY:f LEVEL:g COMP:h FLOW",
+     1, "Too many filter elements: COMP:h", 0, {{"a", "b", 0}}},
+    {"SevenElementsMakeAFilter", "UNIT:a ENTRY:b LEVEL:c COMP:d UNIT:e ENTRY:f LEVEL:g FLOW", 0,
+     "", 0, {}},
+    {"MissingInclusionFile", "</nonexistent/zul/filters", 5,
+     "Unable to open file: /nonexistent/zul/filters", 0, {}},
+    {"LessThanElsewhereIsPunctuation", "ERROR <FLOW", 0, "", kError | kFlow, {}},
+    // Each line of a file is a level; the lines before a failing one stay
+    // applied, the ones after it are not read.
+    {"InclusionStopsAtTheFirstFailure", "<%", 1, kUnknown + "BOGUS", kError,
+     {{"zulcr", "f", kFlow}, {"zulss", "f", kError}},
+     "ERROR\n(UNIT:zulcr FLOW)\nBOGUS\n(UNIT:zulss DETAIL)\n"},
+    // Files include files, but not forever.  A name is used as it stands,
+    // so a last line without a line end names the file itself.
+    {"InclusionNestedTooDeeply", "<%", STC1_ProtocolError, "Inclusion nested too deeply: %",
+     kError, {{"zulcr", "f", kFlow}}, "ERROR\n(UNIT:zulcr FLOW)\n<%"},
+};
+
+void PrintTo(const Case &c, std::ostream *out) { *out << '"' << c.text << '"'; }
+
+struct Expressions : Traced, ::testing::WithParamInterface<Case> {};
+
+TEST_P(Expressions, Apply)
+{
+    const Case &c = GetParam();
+    const std::string path = "/tmp/zulfilt" + std::to_string(getpid());
+    auto fill = [&](std::string t) {
+        for (size_t at; (at = t.find('%')) != std::string::npos;)
+            t.replace(at, 1, path);
+        return t;
+    };
+    if (c.file)
+        std::ofstream(path) << fill(c.file);
+    EXPECT_EQ(Interpret(fill(c.text)), c.status);
+    std::remove(path.c_str());
+    EXPECT_EQ(Messages(), fill(c.message));
+    uint32_t classes = 1;
+    RAS1_QueryClass(&classes);
+    EXPECT_EQ(classes, c.defaultClass);
+    for (const auto &p : c.probes)
+        EXPECT_EQ(Word(p.unit, p.function), p.word) << p.unit << " " << p.function;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, Expressions, ::testing::ValuesIn(kCases),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 // A filter of one element.  The text is copied first, since the unit form
 // is made in place; the pool keeps its own copy.
@@ -25,182 +163,117 @@ int Add(uint32_t *id, int type, const char *text, uint32_t classes, uint32_t low
     return RAS1_NewFilter(id, classes, &e, 1, low, high);
 }
 
-using Filters = Traced;
-
-TEST_F(Filters, HeavierFilterWinsWhateverItsAge)
+// UNIT:zulcr ENTRY:CRF1_, a filter of two elements.
+int AddTwo(uint32_t *id)
 {
-    // ENTRY:CRF1_ weighs 1 + 5*5 = 26, UNIT:zulcrr 1 + 6 = 7.
-    uint32_t heavy = 0, light = 0;
-    EXPECT_EQ(Add(&heavy, RAS1_FILTER_ENTRY, "CRF1_", RAS1_ERROR), STC1_Warning);
-    EXPECT_EQ(Add(&light, RAS1_FILTER_UNIT, "zulcrr", RAS1_FLOW), STC1_Warning);
-    EXPECT_EQ(Word("zulcrr", "CRF1_Register"), kError);
-    EXPECT_EQ(Word("zulcrr", "zulcr_helper"), kFlow);
-    EXPECT_EQ(RAS1_DestroyFilter(heavy), 0);
-    EXPECT_EQ(Word("zulcrr", "CRF1_Register"), kFlow);
+    char unit[] = "zulcr", entry[] = "CRF1_";
+    ZULRA_elem_t two[] = {{unit, 5, RAS1_FILTER_UNIT}, {entry, 5, RAS1_FILTER_ENTRY}};
+    return RAS1_NewFilter(id, RAS1_FLOW, two, 2, 0, 0);
 }
 
-TEST_F(Filters, NewerOfEqualWeightsWins)
+using Filters = Traced;
+
+TEST_F(Filters, NewerOfEqualWeightsWinsWhileNotSuspended)
 {
+    ASSERT_EQ(RAS1_SetClass(nullptr, RAS1_DETAIL), STC1_Warning);
     // UNIT:zul and COMP:x both weigh 4.
-    uint32_t older = 0, newer = 0;
+    uint32_t older = 0, newer = 0, twin = 0, c = 0;
     Add(&older, RAS1_FILTER_UNIT, "zul", RAS1_FLOW);
     Add(&newer, RAS1_FILTER_COMP, "x", RAS1_ERROR);
     EXPECT_EQ(Word("zulcrr", "f"), kError);
-    // Suspended, the newer one steps behind; resumed, it leads again.
+    // Suspended, the newer one steps behind but is still there.
     EXPECT_EQ(RAS1_SuspendFilter(newer), 0);
+    EXPECT_EQ(RAS1_SuspendFilter(newer), STC1_Warning);
     EXPECT_EQ(Word("zulcrr", "f"), kFlow);
+    EXPECT_EQ(RAS1_QueryFilter(newer, &c), 0);
+    EXPECT_EQ(c, kError);
+    // Its twin takes the same id and word and leaves it suspended.
+    Add(&twin, RAS1_FILTER_COMP, "x", RAS1_ERROR | RAS1_FLOW);
+    EXPECT_EQ(twin, newer);
+    EXPECT_EQ(Word("zulcrr", "f"), kFlow);
+    EXPECT_EQ(RAS1_SuspendFilter(older), 0);
+    EXPECT_EQ(Word("zulcrr", "f"), kDetail); // the default class
     EXPECT_EQ(RAS1_ResumeFilter(newer), 0);
-    EXPECT_EQ(Word("zulcrr", "f"), kError);
+    EXPECT_EQ(RAS1_ResumeFilter(newer), STC1_Warning);
+    EXPECT_EQ(Word("zulcrr", "f"), kError | kFlow);
 }
 
-TEST_F(Filters, SuspendedFilterSelectsNothingUntilResumed)
+TEST_F(Filters, ReusedOrSetFilterKeepsItsIdAndTakesTheNewWord)
 {
-    ASSERT_EQ(RAS1_SetClass(nullptr, RAS1_DETAIL), STC1_Warning);
-    uint32_t id = 0;
-    Add(&id, RAS1_FILTER_UNIT, "zulss", RAS1_FLOW);
-    EXPECT_EQ(Word("zulssge", "BSS1_GetEnv"), kFlow);
-
-    EXPECT_EQ(RAS1_SuspendFilter(id), 0);
-    EXPECT_EQ(RAS1_SuspendFilter(id), STC1_Warning);
-    EXPECT_EQ(Word("zulssge", "BSS1_GetEnv"), 0xFFFFFE01u); // the default class
-    uint32_t c = 0;
-    EXPECT_EQ(RAS1_QueryFilter(id, &c), 0); // still there
-    EXPECT_EQ(c, kFlow);
-
-    EXPECT_EQ(RAS1_ResumeFilter(id), 0);
-    EXPECT_EQ(RAS1_ResumeFilter(id), STC1_Warning);
-    EXPECT_EQ(Word("zulssge", "BSS1_GetEnv"), kFlow);
-}
-
-TEST_F(Filters, ReusedFilterKeepsItsIdAndTakesTheNewWord)
-{
-    uint32_t first = 0, again = 0;
+    uint32_t first = 0, again = 0, other = 0, c = 0, old = 0;
     EXPECT_EQ(Add(&first, RAS1_FILTER_UNIT, "zulcr", RAS1_FLOW), STC1_Warning);
-    EXPECT_EQ(first % 2, 1u);
     Record r("zulcr", "CRF1_New");
     EXPECT_EQ(RAS1_ReadClass(&r.entry) & ~RAS1_ANY, kFlow);
-
-    // Letter case does not make a different filter.
-    EXPECT_EQ(Add(&again, RAS1_FILTER_UNIT, "ZULCR", 0xFFFFFE80u), 0);
+    // Letter case does not make a different filter.  A complete word: 0.
+    EXPECT_EQ(Add(&again, RAS1_FILTER_UNIT, "ZULCR", kError), 0);
     EXPECT_EQ(again, first);
-    uint32_t c = 0;
     EXPECT_EQ(RAS1_QueryFilter(first, &c), 0);
     EXPECT_EQ(c, kError);
     // Records that cached the old word see the new one at their next read.
     EXPECT_EQ(RAS1_ReadClass(&r.entry) & ~RAS1_ANY, kError);
-
     // A filter that names more is another filter.
-    char unit[] = "zulcr", entry[] = "CRF1_";
-    ZULRA_elem_t two[] = {{unit, 5, RAS1_FILTER_UNIT}, {entry, 5, RAS1_FILTER_ENTRY}};
-    uint32_t other = 0;
-    EXPECT_EQ(RAS1_NewFilter(&other, RAS1_FLOW, two, 2, 0, 0), STC1_Warning);
+    EXPECT_EQ(AddTwo(&other), STC1_Warning);
     EXPECT_NE(other, first);
-}
-
-TEST_F(Filters, SuspendedTwinStaysSuspended)
-{
-    uint32_t id = 0, again = 0;
-    Add(&id, RAS1_FILTER_UNIT, "zulcr", RAS1_FLOW);
-    ASSERT_EQ(RAS1_SuspendFilter(id), 0);
-    Add(&again, RAS1_FILTER_UNIT, "zulcr", RAS1_ERROR);
-    EXPECT_EQ(again, id);
-    EXPECT_EQ(Word("zulcrr", "f"), 0u);
-    EXPECT_EQ(RAS1_ResumeFilter(id), 0);
-    EXPECT_EQ(Word("zulcrr", "f"), kError);
-}
-
-TEST_F(Filters, SetFilterChangesTheWordAndGivesTheOldOne)
-{
-    uint32_t id = 0, old = 0;
-    Add(&id, RAS1_FILTER_ENTRY, "RES1_Use", RAS1_FLOW);
-    // A value is a prefix: RES1_UseCount is selected too.
-    EXPECT_EQ(Word("zulreu", "RES1_UseCount"), kFlow);
-    EXPECT_EQ(RAS1_SetFilter(id, &old, RAS1_DETAIL), 0); // completion is not reported
-    EXPECT_EQ(old, kFlow);
-    EXPECT_EQ(Word("zulreu", "RES1_Use"), 0xFFFFFE01u);
-    EXPECT_EQ(RAS1_SetFilter(id, nullptr, 0), 0);
-    EXPECT_EQ(Word("zulreu", "RES1_Use"), 0u);
-    // ENTRY texts compare exactly in case.
-    EXPECT_EQ(RAS1_SetFilter(id, nullptr, RAS1_FLOW), 0);
-    EXPECT_EQ(Word("zulreu", "res1_Use"), 0u);
+    EXPECT_EQ(RAS1_SetFilter(first, &old, RAS1_DETAIL), 0); // completion is not reported
+    EXPECT_EQ(old, kError);
+    EXPECT_EQ(Word("zulcr", "f"), kDetail);
+    EXPECT_EQ(RAS1_SetFilter(first, nullptr, 0), 0);
+    EXPECT_EQ(Word("zulcr", "f"), 0u);
+    // Once the heavier filter is gone, the lighter one speaks again.
+    EXPECT_EQ(Word("zulcr", "CRF1_New"), kFlow);
+    EXPECT_EQ(RAS1_DestroyFilter(other), 0);
+    EXPECT_EQ(Word("zulcr", "CRF1_New"), 0u);
 }
 
 TEST_F(Filters, LineRangeIncludesBothBounds)
 {
     Add(nullptr, RAS1_FILTER_UNIT, "zulrange", RAS1_FLOW, 10, 20);
-    const struct {
-        uint32_t line;
-        uint32_t word;
-    } cases[] = {{9, 0}, {10, kFlow}, {15, kFlow}, {20, kFlow}, {21, 0}};
-    for (const auto &c : cases)
-        EXPECT_EQ(Word("zulrange", "f", c.line), c.word) << "line " << c.line;
+    for (auto [line, word] :
+         {std::pair{9u, 0u}, {10u, kFlow}, {15u, kFlow}, {20u, kFlow}, {21u, 0u}})
+        EXPECT_EQ(Word("zulrange", "f", line), word) << "line " << line;
 }
 
-TEST_F(Filters, StatusesOfBadCalls)
+TEST_F(Filters, StatusesOfBadCallsAndIdsNeverReused)
 {
-    uint32_t c = 0;
-    const uint32_t unknown = 12345;
-    EXPECT_EQ(RAS1_DestroyFilter(unknown), STC1_NotThere);
-    EXPECT_EQ(RAS1_QueryFilter(unknown, nullptr), STC1_NotThere);
-    EXPECT_EQ(RAS1_QueryFilter(unknown, &c), STC1_NotThere);
-    EXPECT_EQ(RAS1_SetFilter(unknown, &c, RAS1_FLOW), STC1_NotThere);
-    EXPECT_EQ(RAS1_SuspendFilter(unknown), STC1_NotThere);
-    EXPECT_EQ(RAS1_ResumeFilter(unknown), STC1_NotThere);
-
-    uint32_t id = 0;
+    uint32_t c = 0, id = 0, next = 0;
+    for (uint32_t unknown : {12345u, 0u}) {
+        EXPECT_EQ(RAS1_DestroyFilter(unknown), STC1_NotThere);
+        EXPECT_EQ(RAS1_QueryFilter(unknown, &c), STC1_NotThere);
+        EXPECT_EQ(RAS1_QueryFilter(unknown, nullptr), STC1_NotThere);
+        EXPECT_EQ(RAS1_SetFilter(unknown, &c, RAS1_FLOW), STC1_NotThere);
+        EXPECT_EQ(RAS1_SuspendFilter(unknown), STC1_NotThere);
+        EXPECT_EQ(RAS1_ResumeFilter(unknown), STC1_NotThere);
+    }
     ASSERT_EQ(Add(&id, RAS1_FILTER_UNIT, "zulx", 0), 0); // 0 is not completed
+    EXPECT_EQ(id % 2, 1u);
     EXPECT_EQ(RAS1_QueryFilter(id, nullptr), STC1_BadArgument);
     EXPECT_EQ(RAS1_DestroyFilter(id), 0);
     EXPECT_EQ(RAS1_DestroyFilter(id), STC1_NotThere);
+    // The same filter made again gets a new odd id; the old one stays dead.
+    EXPECT_EQ(Add(&next, RAS1_FILTER_UNIT, "zulx", 0), 0);
+    EXPECT_EQ(next % 2, 1u);
+    EXPECT_NE(next, id);
+    EXPECT_EQ(RAS1_QueryFilter(id, &c), STC1_NotThere);
 
     char text[] = "abc";
-    const struct {
-        ZULRA_elem_t element;
-        uint32_t count;
-        int status;
-    } cases[] = {
-        {{text, 3, 0}, 0, STC1_BadArgument},      // no elements
-        {{nullptr, 3, 0}, 1, STC1_BadArgument},   // length without text
-        {{text, 0, 0}, 1, STC1_BadArgument},      // text without length
-        {{text, 3, 7}, 1, STC1_BadArgument},      // no such type
-        {{text, 3, -1}, 1, STC1_BadArgument},
-        {{text, 3, 4}, 1, STC1_Warning},          // reserved type: accepted
-        {{nullptr, 0, 1}, 1, STC1_Warning},       // an element naming nothing
+    auto add = [](ZULRA_elem_t e, uint32_t count) {
+        return RAS1_NewFilter(nullptr, RAS1_FLOW, &e, count, 0, 0);
     };
-    for (const auto &k : cases) {
-        ZULRA_elem_t e = k.element;
-        EXPECT_EQ(RAS1_NewFilter(nullptr, RAS1_FLOW, &e, k.count, 0, 0), k.status)
-            << "type " << k.element.type << " length " << k.element.length;
-    }
-    // A filter that names nothing selects everything.
-    EXPECT_EQ(Word("anything", "f"), kFlow);
-}
-
-TEST_F(Filters, IdsAreOddAndNeverReused)
-{
-    std::vector<uint32_t> ids;
-    for (const char *u : {"a", "b", "c"}) {
-        uint32_t id = 0;
-        Add(&id, RAS1_FILTER_UNIT, u, RAS1_FLOW);
-        ids.push_back(id);
-    }
-    RAS1_DestroyFilter(ids[2]);
-    uint32_t next = 0;
-    Add(&next, RAS1_FILTER_UNIT, "c", RAS1_FLOW);
-    ids.push_back(next);
-    for (size_t i = 0; i < ids.size(); i++) {
-        EXPECT_EQ(ids[i] % 2, 1u);
-        for (size_t j = 0; j < i; j++)
-            EXPECT_NE(ids[i], ids[j]);
-    }
+    EXPECT_EQ(add({text, 3, 0}, 0), STC1_BadArgument);    // no elements
+    EXPECT_EQ(add({nullptr, 3, 0}, 1), STC1_BadArgument); // length without text
+    EXPECT_EQ(add({text, 0, 0}, 1), STC1_BadArgument);    // text without length
+    EXPECT_EQ(add({text, 3, 7}, 1), STC1_BadArgument);    // no such type
+    EXPECT_EQ(add({text, 3, -1}, 1), STC1_BadArgument);
+    EXPECT_EQ(add({text, 3, 4}, 1), STC1_Warning);        // reserved type: accepted
+    EXPECT_EQ(add({nullptr, 0, 1}, 1), STC1_Warning);     // an element naming nothing
+    EXPECT_EQ(Word("anything", "f"), kFlow); // a filter that names nothing selects everything
 }
 
 TEST_F(Filters, PoolKeepsOneCopyOfEachText)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    std::string big(5000, 'q'); // more than a chunk
+    const std::string texts[] = {"zulcr", "zulcrr", "ZULCR", "", std::string(5000, 'q'), "CRF1_"};
     std::vector<ZULRA_spe_t *> first;
-    const std::string texts[] = {"zulcr", "zulcrr", "ZULCR", "", big, "CRF1_"};
     for (const auto &t : texts)
         first.push_back(ZULRA_InternString(block, t.data(), (uint32_t)t.size()));
     for (size_t i = 0; i < std::size(texts); i++) {
@@ -211,12 +284,9 @@ TEST_F(Filters, PoolKeepsOneCopyOfEachText)
         for (size_t j = 0; j < i; j++)
             EXPECT_NE(first[i], first[j]);
     }
-
     // Filters that name the same unit share its record.
     Add(nullptr, RAS1_FILTER_UNIT, "zulcr", RAS1_FLOW);
-    char unit[] = "zulcr", entry[] = "CRF1_";
-    ZULRA_elem_t two[] = {{unit, 5, RAS1_FILTER_UNIT}, {entry, 5, RAS1_FILTER_ENTRY}};
-    ASSERT_EQ(RAS1_NewFilter(nullptr, RAS1_FLOW, two, 2, 0, 0), STC1_Warning);
+    ASSERT_EQ(AddTwo(nullptr), STC1_Warning);
     int sharing = 0;
     for (auto *f = (ZULRA_filter_t *)block->filters.next; f != block->filters.end; f = f->next)
         sharing += f->unitName == first[0];

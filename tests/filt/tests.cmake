@@ -11,7 +11,6 @@ set_target_properties(zul_filt_probe PROPERTIES LINKER_LANGUAGE CXX)
 zul_add_test(zul_test_filt
   SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/filter_test.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/expr_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/start_test.cpp
   FAMILIES platform bss ras anc thb wnt)
 target_link_libraries(zul_test_filt PRIVATE GTest::gtest_main)
