@@ -14,22 +14,15 @@ int main(int argc, char **argv)
 {
     for (int i = 1; i < argc; i++) {
         const char *value;
-        if (strncmp(argv[i], "@getenv:", 8) == 0) {
+        if (strncmp(argv[i], "@getenv:", 8) != 0) {
+            value = BSS1_LocateEnv(argv[i]);
+        } else {
             char name[256];
             const char *colon = strchr(argv[i] + 8, ':');
-            size_t n = colon ? (size_t)(colon - (argv[i] + 8)) : strlen(argv[i] + 8);
-            if (n >= sizeof name)
-                n = sizeof name - 1;
-            memcpy(name, argv[i] + 8, n);
-            name[n] = '\0';
+            snprintf(name, sizeof name, "%.*s", colon ? (int)(colon - argv[i] - 8) : 255, argv[i] + 8);
             value = BSS1_GetEnv(name, colon ? colon + 1 : NULL);
-        } else {
-            value = BSS1_LocateEnv(argv[i]);
         }
-        if (value)
-            printf("%s=%s\n", argv[i], value);
-        else
-            printf("%s\n", argv[i]);
+        printf(value ? "%s=%s\n" : "%s\n", argv[i], value);
     }
     return 0;
 }

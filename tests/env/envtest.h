@@ -3,15 +3,14 @@
 #ifndef ZUL_TESTS_ENV_ENVTEST_H
 #define ZUL_TESTS_ENV_ENVTEST_H
 
-#include <fcntl.h>
+#include <stdio.h>
 #include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,85 +24,46 @@ struct Dir {
     Dir()
     {
         char pattern[] = "/tmp/zulenvXXXXXX";
-        const char *made = mkdtemp(pattern);
-        path = made ? made : "/tmp";
+        path = mkdtemp(pattern) ? pattern : "/tmp";
     }
     ~Dir() { std::filesystem::remove_all(path); }
     std::string File(const std::string &name, const std::string &text) const
     {
-        std::filesystem::path p = path / name;
-        std::ofstream(p, std::ios::binary) << text;
-        return p.string();
+        std::ofstream(path / name, std::ios::binary) << text;
+        return (path / name).string();
     }
 };
 
-struct Outcome {
-    std::map<std::string, std::optional<std::string>> values;
-    int status = -1;
-    std::optional<std::string> operator[](const std::string &name) const
-    {
-        auto it = values.find(name);
-        return it == values.end() ? std::nullopt : it->second;
-    }
-};
+using Values = std::map<std::string, std::optional<std::string>>;
 
-// Runs the probe in `cwd` with exactly the variables `env` (plus PATH
-// unless `env` names it) and looks up `names`.
-inline Outcome Probe(const std::string &cwd, const std::vector<std::string> &env,
-                     const std::vector<std::string> &names)
+// Runs the probe in `cwd` with exactly the variables `env` and looks up
+// `names` (no text here holds a single quote); `status` is the wait status.
+inline Values Probe(const std::string &cwd, const std::vector<std::string> &env,
+                    const std::vector<std::string> &names, int *status = nullptr)
 {
-    std::vector<std::string> args{ZUL_ENV_PROBE};
-    args.insert(args.end(), names.begin(), names.end());
-    std::vector<char *> argv;
-    for (auto &a : args)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
-    std::vector<std::string> envCopy = env;
-    std::vector<char *> envp;
-    for (auto &e : envCopy)
-        envp.push_back(e.data());
-    envp.push_back(nullptr);
-
-    Outcome out;
-    int fds[2];
-    if (pipe(fds) != 0)
-        return out;
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], 1);
-        close(fds[0]);
-        close(fds[1]);
-        if (chdir(cwd.c_str()) != 0)
-            _exit(126);
-        execve(argv[0], argv.data(), envp.data());
-        _exit(127);
-    }
-    close(fds[1]);
+    std::string command = "cd '" + cwd + "' && exec env -i";
+    for (const auto &word : env)
+        command += " '" + word + "'";
+    command += " '" ZUL_ENV_PROBE "'";
+    for (const auto &word : names)
+        command += " '" + word + "'";
     std::string text;
+    FILE *pipe = popen(command.c_str(), "r");
     char buf[4096];
-    ssize_t n;
-    while ((n = read(fds[0], buf, sizeof buf)) > 0)
-        text.append(buf, static_cast<size_t>(n));
-    close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    out.status = status;
+    for (size_t n; pipe && (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
+        text.append(buf, n);
+    int st = pipe ? pclose(pipe) : -1;
+    if (status)
+        *status = st;
 
-    // Each line is "<name>=<value>" or "<name>" for no value; the names
-    // are known, so the split is not fooled by "=" in names or values.
-    size_t pos = 0;
-    for (const auto &name : names) {
-        size_t end = text.find('\n', pos);
-        if (end == std::string::npos)
-            break;
-        std::string line = text.substr(pos, end - pos);
-        pos = end + 1;
-        if (line.size() > name.size() && line.compare(0, name.size(), name) == 0 &&
-            line[name.size()] == '=')
-            out.values[name] = line.substr(name.size() + 1);
-        else
-            out.values[name] = std::nullopt;
-    }
+    // Line i is "<name>=<value>", or "<name>" alone for no value.
+    Values out;
+    std::istringstream lines(text);
+    std::string line;
+    for (const auto &name : names)
+        if (std::getline(lines, line))
+            out[name] = line.size() > name.size() ? std::optional(line.substr(name.size() + 1))
+                                                  : std::nullopt;
     return out;
 }
 

@@ -1,11 +1,13 @@
 // Environment files: line syntax, definitions, candidates, includes and
-// precedence, each in a fresh probe process.
+// precedence, each case in a fresh probe process; the program's short name
+// and the system table that names a program's environment file.
 #include <atomic>
 #include <thread>
 
 #include <zul/bss1.h>
 #include <zul/ras1.h>
 
+#include "bss/zulssenv.h"
 #include "envtest.h"
 
 using envtest::Dir;
@@ -16,62 +18,83 @@ using std::string;
 
 namespace {
 
-struct LineCase {
+// One prepared directory: ./ZULENV (none when null), further files and the
+// process environment; "$D" in any text stands for the directory.
+struct Case {
     const char *what;
-    string file;                                  // contents of ./ZULENV
+    const char *zulenv;
+    std::vector<std::pair<string, string>> files;
+    std::vector<string> env;
     std::vector<std::pair<string, optional<string>>> expect;
 };
+using Expect = decltype(Case::expect);
 
-// Each case is one ZULENV in the current directory; the process
-// environment holds nothing but what the probe needs.
-const std::vector<LineCase> &LineCases()
+string Sub(string text, const string &dir)
 {
-    static const std::vector<LineCase> cases = {
-        {"redefinition moves, empty value removes", "A=1\nB=2\nA=3\nB=\n",
-         {{"A", "3"}, {"B", nullopt}}},
-        {"definition after removal comes back", "A=1\nA=\nA=2\n", {{"A", "2"}}},
-        {"white space around the name and before the value", "  NAME \t =   value  \n",
-         {{"NAME", "value"}}},
-        {"only the first token is the name", "TWO WORDS=x\n", {{"TWO", "x"}, {"WORDS", nullopt}}},
-        {"carriage return is white space", "W=v\r\nX=w \r\n", {{"W", "v"}, {"X", "w"}}},
-        {"blanks stay on a last line without line feed", "A=1\nX=a  ", {{"A", "1"}, {"X", "a  "}}},
-        {"backslash on a last line without line feed stays", "X=a\\", {{"X", "a\\"}}},
-        {"one backslash joins the next line", "J=one\\\ntwo\nK=3\n", {{"J", "onetwo"}, {"K", "3"}}},
-        {"the joined line keeps its leading blanks", "J=one\\\n   two\n", {{"J", "one   two"}}},
-        {"two backslashes stay and end the line", "J=two\\\\\nK=3\n", {{"J", "two\\\\"}, {"K", "3"}}},
-        {"three backslashes keep two and join", "J=a\\\\\\\nb\n", {{"J", "a\\\\b"}}},
-        {"a backslash before blanks still joins", "J=a\\   \n  b\n", {{"J", "a  b"}}},
-        {"a joined name", "LO\\\nNG=x\n", {{"LONG", "x"}}},
-        {"continuation into end of file", "J=x\\\n", {{"J", "x"}}},
-        {"a blank line ends a continued line", "J=a\\\n\nK=1\n", {{"J", "a"}, {"K", "1"}}},
-        {"a value keeps quotes, escapes and equals signs", "Q=\"a\\tb\" = $HOME\n",
-         {{"Q", "\"a\\tb\" = $HOME"}}},
-        {"lines without = are comments", "this is a comment\nA=1\n", {{"A", "1"}}},
-        {"a comment with = defines its first word", "# note=x\n", {{"#", "x"}}},
-        {"no name before = is ignored", "=value\n  =x\nA=1\n", {{"A", "1"}}},
-        {"a one-byte line is ignored", "=\nA=1\n", {{"A", "1"}}},
-        {"names match in any mix of case", "myPath=/x\n", {{"MYPATH", "/x"}, {"mypath", "/x"}}},
-        {"names of other length never match", "AB=1\n", {{"A", nullopt}, {"ABC", nullopt}}},
-        {"an empty file defines nothing", "", {{"A", nullopt}}},
-        {"a blank value is no value", "A=1\nA=   \n", {{"A", nullopt}}},
-    };
-    return cases;
+    for (size_t at; (at = text.find("$D")) != string::npos;)
+        text.replace(at, 2, dir);
+    return text;
+}
+
+void RunCases(const std::vector<Case> &cases)
+{
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        Dir dir;
+        const string d = dir.path.string();
+        if (c.zulenv)
+            dir.File("ZULENV", Sub(c.zulenv, d));
+        for (const auto &f : c.files)
+            dir.File(f.first, Sub(f.second, d));
+        std::vector<string> env, names;
+        for (const auto &e : c.env)
+            env.push_back(Sub(e, d));
+        for (const auto &e : c.expect)
+            names.push_back(e.first);
+        int status;
+        auto out = Probe(d, env, names, &status);
+        ASSERT_EQ(status, 0);
+        for (const auto &e : c.expect)
+            EXPECT_EQ(out[e.first], e.second ? optional(Sub(*e.second, d)) : nullopt) << e.first;
+    }
 }
 
 TEST(EnvFiles, LineSyntax)
 {
-    for (const auto &c : LineCases()) {
-        SCOPED_TRACE(c.what);
-        Dir dir;
-        dir.File("ZULENV", c.file);
-        std::vector<string> names;
-        for (const auto &e : c.expect)
-            names.push_back(e.first);
-        auto out = Probe(dir.path, {}, names);
-        ASSERT_EQ(out.status, 0);
-        for (const auto &e : c.expect)
-            EXPECT_EQ(out[e.first], e.second) << e.first;
-    }
+    auto one = [](const char *what, const char *file, Expect expect) { return Case{what, file, {}, {}, expect}; };
+    RunCases({
+        one("redefinition moves, empty value removes", "A=1\nB=2\nA=3\nB=\n", {{"A", "3"}, {"B", nullopt}}),
+        one("definition after removal comes back", "A=1\nA=\nA=2\n", {{"A", "2"}}),
+        one("white space around name and value", "  NAME \t =   value  \n", {{"NAME", "value"}}),
+        one("only the first token is the name", "TWO WORDS=x\n", {{"TWO", "x"}, {"WORDS", nullopt}}),
+        one("carriage return is white space", "W=v\r\nX=w \r\n", {{"W", "v"}, {"X", "w"}}),
+        one("blanks stay on a last line without line feed", "A=1\nX=a  ", {{"A", "1"}, {"X", "a  "}}),
+        one("backslash on a last line without line feed stays", "X=a\\", {{"X", "a\\"}}),
+        one("one backslash joins the next line", "J=one\\\ntwo\nK=3\n", {{"J", "onetwo"}, {"K", "3"}}),
+        one("the joined line keeps its leading blanks", "J=one\\\n   two\n", {{"J", "one   two"}}),
+        one("two backslashes stay and end the line", "J=two\\\\\nK=3\n", {{"J", "two\\\\"}, {"K", "3"}}),
+        one("three backslashes keep two and join", "J=a\\\\\\\nb\n", {{"J", "a\\\\b"}}),
+        one("a backslash before blanks still joins", "J=a\\   \n  b\n", {{"J", "a  b"}}),
+        one("a joined name", "LO\\\nNG=x\n", {{"LONG", "x"}}),
+        one("continuation into end of file", "J=x\\\n", {{"J", "x"}}),
+        one("a blank line ends a continued line", "J=a\\\n\nK=1\n", {{"J", "a"}, {"K", "1"}}),
+        one("a value keeps quotes, escapes and =", "Q=\"a\\tb\" = $HOME\n", {{"Q", "\"a\\tb\" = $HOME"}}),
+        one("lines without = are comments", "this is a comment\nA=1\n", {{"A", "1"}}),
+        one("a comment with = defines its first word", "# note=x\n", {{"#", "x"}}),
+        one("no name before = is ignored", "=value\n  =x\n=\nA=1\n", {{"A", "1"}}),
+        one("names match in any mix of case", "myPath=/x\n", {{"MYPATH", "/x"}, {"mypath", "/x"}}),
+        one("names of other length never match", "AB=1\n", {{"A", nullopt}, {"ABC", nullopt}}),
+        one("an empty file defines nothing", "", {{"A", nullopt}}),
+        one("a blank value is no value", "A=1\nA=   \n", {{"A", nullopt}}),
+        // Alternatives: each part is cut to its first token; the first
+        // that has a value wins.
+        one("A=B alternatives", "A=1\nB=2\n",
+            {{"A=B", "1"}, {"NOPE=B", "2"}, {"A=", "1"}, {"NOPE=", nullopt}, {"", nullopt}, {"=B", "2"},
+             {"NOPE=NADA=A", "1"}, {"  A  ", "1"}, {"NOPE=  B  ", "2"}, {"==", nullopt}, {"A B=NOPE", "1"}}),
+        one("BSS1_GetEnv gives value or fallback", "SET=v\n",
+            {{"@getenv:SET:fb", "v"}, {"@getenv:UNSET:fb", "fb"}, {"@getenv:UNSET", nullopt},
+             {"@getenv:NOPE=SET:fb", "v"}}),
+    });
 }
 
 TEST(EnvFiles, LongLinesGrowTheBuffer)
@@ -91,218 +114,64 @@ TEST(EnvFiles, LongLinesGrowTheBuffer)
     }
 }
 
-TEST(EnvFiles, AlternativesSeparatedByEquals)
+TEST(EnvFiles, CandidatesAndPrecedence)
 {
-    Dir dir;
-    dir.File("ZULENV", "A=1\nB=2\n");
-    auto out = Probe(dir.path, {}, {"A=B", "NOPE=B", "A=", "NOPE=", "", "=B", "NOPE=NADA=A",
-                                    "  A  ", "NOPE=  B  ", "==", "A B=NOPE"});
-    EXPECT_EQ(out["A=B"], "1");
-    EXPECT_EQ(out["NOPE=B"], "2");
-    EXPECT_EQ(out["A="], "1");
-    EXPECT_EQ(out["NOPE="], nullopt);
-    EXPECT_EQ(out[""], nullopt);
-    EXPECT_EQ(out["=B"], "2");
-    EXPECT_EQ(out["NOPE=NADA=A"], "1");
-    EXPECT_EQ(out["  A  "], "1");
-    EXPECT_EQ(out["NOPE=  B  "], "2");
-    EXPECT_EQ(out["=="], nullopt);
-    EXPECT_EQ(out["A B=NOPE"], "1"); // a part is cut to its first token
+    const char *E = "FROM=envpath\n", *Z = "FROM=zulenv\nZULENV_ONLY=1\n", *V = "FROM=vnosdefn\nVNOSDEFN_ONLY=1\n";
+    RunCases({
+        {"ZUL_ENVPATH first, the others not looked at", Z, {{"chosen", E}, {"VNOSDEFN", V}},
+         {"ZUL_ENVPATH=$D/chosen"}, {{"FROM", "envpath"}, {"ZULENV_ONLY", nullopt}, {"VNOSDEFN_ONLY", nullopt}}},
+        {"a missing ZUL_ENVPATH falls to ZULENV, before VNOSDEFN", Z, {{"VNOSDEFN", V}},
+         {"ZUL_ENVPATH=$D/chosen"}, {{"FROM", "zulenv"}, {"VNOSDEFN_ONLY", nullopt}}},
+        {"VNOSDEFN last", nullptr, {{"VNOSDEFN", V}}, {}, {{"FROM", "vnosdefn"}}},
+        {"none at all", nullptr, {}, {}, {{"FROM", nullopt}}},
+        {"the process environment goes first", "SHARED=file\nONLYFILE=f\n", {},
+         {"SHARED=host", "ONLYHOST=h"}, {{"SHARED", "host"}, {"ONLYFILE", "f"}, {"ONLYHOST", "h"}}},
+        {"ZUL_IGNOREHOSTENVIRONMENT from any file", "SHARED=file\n",
+         {{"extra", "ZUL_IGNOREHOSTENVIRONMENT=yes\n"}},
+         {"SHARED=host", "ONLYHOST=h", "ZUL_ENVFILE=$D/extra"}, {{"SHARED", "file"}, {"ONLYHOST", nullopt}}},
+        {"ZUL_IGNOREHOSTENVIRONMENT in the process has no effect", "SHARED=file\n", {},
+         {"SHARED=host", "ZUL_IGNOREHOSTENVIRONMENT=1"}, {{"SHARED", "host"}}},
+        {"ZUL_IGNOREHOSTENVIRONMENT removed again does not count",
+         "ZUL_IGNOREHOSTENVIRONMENT=1\nZUL_IGNOREHOSTENVIRONMENT=\nSHARED=file\n", {},
+         {"SHARED=host"}, {{"SHARED", "host"}}},
+        {"further files in order, the last wins", "V=first\nA=first\n",
+         {{"envfile", "V=envfile\nB=envfile\n"}, {"serial", "V=serial\nC=serial\n"}, {"plain", "V=plain\n"}},
+         {"ZUL_ENVFILE=$D/envfile", "ZUL_ENVFILE_0100=$D/serial", "ZUL_ENVFILE_=$D/plain"},
+         {{"V", "plain"}, {"A", "first"}, {"B", "envfile"}, {"C", "serial"},
+          {"ZUL_ENVPATH", "ZULENV $D/envfile $D/serial $D/plain"}}},
+        {"ZUL_ENVPATH lists the two files read, not a missing one", "A=1\n", {{"second", "B=2\n"}},
+         {"ZUL_ENVFILE=$D/second", "ZUL_ENVFILE_=/nonexistent/x"}, {{"ZUL_ENVPATH", "ZULENV $D/second"}}},
+        {"the process's own ZUL_ENVPATH is what a lookup gives", nullptr,
+         {{"first", "A=1\n"}, {"second", "B=2\n"}}, {"ZUL_ENVPATH=$D/first", "ZUL_ENVFILE=$D/second"},
+         {{"ZUL_ENVPATH", "$D/first"}}},
+        {"a ZUL_ENVPATH line includes a file where it stands", "X=1\nZUL_ENVPATH = $D/inc\nZ=after\n",
+         {{"inc", "X=2\nY=inc\n"}}, {},
+         {{"X", "2"}, {"Y", "inc"}, {"Z", "after"}, {"ZUL_ENVPATH", "ZULENV $D/inc"}}},
+        {"definitions behind an include override it; a missing one is passed over",
+         "ZUL_ENVPATH=$D/inc\nX=3\nzul_envpath=/nonexistent/file\n", {{"inc", "X=2\n"}}, {},
+         {{"X", "3"}, {"ZUL_ENVPATH", "ZULENV $D/inc"}}},
+        // Read once at the top and once at each of the 8 levels below it.
+        {"a file that includes itself", "N=1\nZUL_ENVPATH=ZULENV\nAFTER=yes\n", {}, {},
+         {{"N", "1"}, {"AFTER", "yes"}, {"ZUL_ENVPATH", "ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV"}}},
+    });
 }
 
-TEST(EnvFiles, ProcessEnvironmentGoesFirst)
+TEST(EnvFiles, ChainOfEightIncludesAndANinthPassedOver)
 {
-    Dir dir;
-    dir.File("ZULENV", "SHARED=file\nONLYFILE=f\n");
-    auto out = Probe(dir.path, {"SHARED=host", "ONLYHOST=h"}, {"SHARED", "ONLYFILE", "ONLYHOST"});
-    EXPECT_EQ(out["SHARED"], "host");
-    EXPECT_EQ(out["ONLYFILE"], "f");
-    EXPECT_EQ(out["ONLYHOST"], "h");
-}
-
-TEST(EnvFiles, IgnoreHostEnvironmentFromAnyFile)
-{
-    Dir dir;
-    dir.File("ZULENV", "SHARED=file\n");
-    string extra = dir.File("extra", "ZUL_IGNOREHOSTENVIRONMENT=yes\n");
-    auto out = Probe(dir.path, {"SHARED=host", "ONLYHOST=h", "ZUL_ENVFILE=" + extra},
-                     {"SHARED", "ONLYHOST"});
-    EXPECT_EQ(out["SHARED"], "file");
-    EXPECT_EQ(out["ONLYHOST"], nullopt);
-}
-
-TEST(EnvFiles, IgnoreHostEnvironmentInTheProcessHasNoEffect)
-{
-    Dir dir;
-    dir.File("ZULENV", "SHARED=file\n");
-    auto out = Probe(dir.path, {"SHARED=host", "ZUL_IGNOREHOSTENVIRONMENT=1"}, {"SHARED"});
-    EXPECT_EQ(out["SHARED"], "host");
-}
-
-TEST(EnvFiles, IgnoreHostEnvironmentRemovedAgainCounts)
-{
-    // What decides is the list at the end of the reading.
-    Dir dir;
-    dir.File("ZULENV", "ZUL_IGNOREHOSTENVIRONMENT=1\nZUL_IGNOREHOSTENVIRONMENT=\nSHARED=file\n");
-    auto out = Probe(dir.path, {"SHARED=host"}, {"SHARED"});
-    EXPECT_EQ(out["SHARED"], "host");
-}
-
-TEST(EnvFiles, CandidatesFirstThatOpensOnly)
-{
-    struct Case {
-        const char *what;
-        bool envPath, envPathExists, zulenv, vnosdefn;
-        const char *expect;
-    } cases[] = {
-        {"ZUL_ENVPATH first", true, true, true, true, "envpath"},
-        {"a missing ZUL_ENVPATH falls to ZULENV", true, false, true, true, "zulenv"},
-        {"ZULENV before VNOSDEFN", false, false, true, true, "zulenv"},
-        {"VNOSDEFN last", false, false, false, true, "vnosdefn"},
-        {"none at all", false, false, false, false, nullptr},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.what);
-        Dir dir;
-        std::vector<string> env;
-        if (c.envPath) {
-            string p = (dir.path / "chosen").string();
-            if (c.envPathExists)
-                dir.File("chosen", "FROM=envpath\nENVPATH_ONLY=1\n");
-            env.push_back("ZUL_ENVPATH=" + p);
+    // ZULENV includes f1, which includes f2, ... up to f<depth>; each file
+    // defines L<i> before its include and BACK<i> behind it.
+    for (int depth : {8, 9}) {
+        Case c{"chain", "ZUL_ENVPATH=$D/f1\nTOP=t\n", {}, {}, {{"TOP", "t"}, {"ZUL_ENVPATH", "ZULENV"}}};
+        for (int i = 1; i <= depth; i++) {
+            string n = std::to_string(i), next = "ZUL_ENVPATH=$D/f" + std::to_string(i + 1) + "\n";
+            c.files.push_back({"f" + n, "L" + n + "=" + n + "\n" + (i < depth ? next : "") + "BACK" + n + "=b\n"});
+            c.expect.push_back({"L" + n, i <= 8 ? optional(n) : nullopt});
+            c.expect.push_back({"BACK" + n, i <= 8 ? optional<string>("b") : nullopt});
+            *c.expect[1].second += i <= 8 ? " $D/f" + n : "";
         }
-        if (c.zulenv)
-            dir.File("ZULENV", "FROM=zulenv\nZULENV_ONLY=1\n");
-        if (c.vnosdefn)
-            dir.File("VNOSDEFN", "FROM=vnosdefn\nVNOSDEFN_ONLY=1\n");
-        auto out = Probe(dir.path, env, {"FROM", "ZULENV_ONLY", "VNOSDEFN_ONLY"});
-        EXPECT_EQ(out["FROM"], c.expect ? optional<string>(c.expect) : nullopt);
-        // The others are not looked at.
-        if (c.expect && string(c.expect) != "zulenv")
-            EXPECT_EQ(out["ZULENV_ONLY"], nullopt);
-        if (c.expect && string(c.expect) != "vnosdefn")
-            EXPECT_EQ(out["VNOSDEFN_ONLY"], nullopt);
+        SCOPED_TRACE(depth);
+        RunCases({c});
     }
-}
-
-TEST(EnvFiles, FurtherFilesInOrderLastWins)
-{
-    Dir dir;
-    dir.File("ZULENV", "V=first\nA=first\n");
-    string f2 = dir.File("envfile", "V=envfile\nB=envfile\n");
-    string f3 = dir.File("serial", "V=serial\nC=serial\n");
-    string f4 = dir.File("plain", "V=plain\n");
-    auto out = Probe(dir.path,
-                     {"ZUL_ENVFILE=" + f2, "ZUL_ENVFILE_0100=" + f3, "ZUL_ENVFILE_=" + f4},
-                     {"V", "A", "B", "C", "ZUL_ENVPATH"});
-    EXPECT_EQ(out["V"], "plain");
-    EXPECT_EQ(out["A"], "first");
-    EXPECT_EQ(out["B"], "envfile");
-    EXPECT_EQ(out["C"], "serial");
-    EXPECT_EQ(out["ZUL_ENVPATH"], "ZULENV " + f2 + " " + f3 + " " + f4);
-}
-
-TEST(EnvFiles, EnvPathListsTheFilesRead)
-{
-    Dir dir;
-    dir.File("ZULENV", "A=1\n");
-    string second = dir.File("second", "B=2\n");
-    auto out = Probe(dir.path, {"ZUL_ENVFILE=" + second, "ZUL_ENVFILE_=/nonexistent/x"},
-                     {"ZUL_ENVPATH"});
-    EXPECT_EQ(out["ZUL_ENVPATH"], "ZULENV " + second);
-
-    // The process's own ZUL_ENVPATH is what a lookup gives.
-    string first = dir.File("first", "A=1\n");
-    out = Probe(dir.path, {"ZUL_ENVPATH=" + first, "ZUL_ENVFILE=" + second}, {"ZUL_ENVPATH"});
-    EXPECT_EQ(out["ZUL_ENVPATH"], first);
-}
-
-TEST(EnvFiles, EnvPathLineIncludesAFile)
-{
-    Dir dir;
-    string inc = dir.File("inc", "X=2\nY=inc\n");
-    dir.File("ZULENV", "X=1\nZUL_ENVPATH = " + inc + "\nZ=after\n");
-    auto out = Probe(dir.path, {}, {"X", "Y", "Z", "ZUL_ENVPATH"});
-    EXPECT_EQ(out["X"], "2"); // the include comes in where its line stands
-    EXPECT_EQ(out["Y"], "inc");
-    EXPECT_EQ(out["Z"], "after");
-    EXPECT_EQ(out["ZUL_ENVPATH"], "ZULENV " + inc);
-
-    // Definitions behind the include override it; a missing file is
-    // passed over; the include line defines nothing by itself.
-    dir.File("ZULENV", "ZUL_ENVPATH=" + inc + "\nX=3\nzul_envpath=/nonexistent/file\n");
-    out = Probe(dir.path, {}, {"X", "ZUL_ENVPATH"});
-    EXPECT_EQ(out["X"], "3");
-    EXPECT_EQ(out["ZUL_ENVPATH"], "ZULENV " + inc);
-}
-
-// ZULENV includes f1, which includes f2, ... up to f<depth>.
-static string MakeChain(const Dir &dir, int depth)
-{
-    string list = "ZULENV";
-    for (int i = depth; i >= 1; i--) {
-        string next = i < depth ? "ZUL_ENVPATH=" + (dir.path / ("f" + std::to_string(i + 1))).string() + "\n" : "";
-        string p = dir.File("f" + std::to_string(i),
-                            "L" + std::to_string(i) + "=" + std::to_string(i) + "\n" + next +
-                                "BACK" + std::to_string(i) + "=b\n");
-    }
-    for (int i = 1; i <= depth; i++)
-        list += " " + (dir.path / ("f" + std::to_string(i))).string();
-    dir.File("ZULENV", "ZUL_ENVPATH=" + (dir.path / "f1").string() + "\nTOP=t\n");
-    return list;
-}
-
-TEST(EnvFiles, ChainOfEightIncludesWorks)
-{
-    Dir dir;
-    string list = MakeChain(dir, 8);
-    auto out = Probe(dir.path, {}, {"L1", "L8", "BACK1", "BACK8", "TOP", "ZUL_ENVPATH"});
-    EXPECT_EQ(out["L1"], "1");
-    EXPECT_EQ(out["L8"], "8");
-    EXPECT_EQ(out["BACK1"], "b");
-    EXPECT_EQ(out["BACK8"], "b");
-    EXPECT_EQ(out["TOP"], "t");
-    EXPECT_EQ(out["ZUL_ENVPATH"], list);
-}
-
-TEST(EnvFiles, NinthIncludeIsPassedOverAndReadingGoesOn)
-{
-    Dir dir;
-    MakeChain(dir, 9);
-    auto out = Probe(dir.path, {}, {"L8", "L9", "BACK8", "BACK1", "TOP"});
-    ASSERT_EQ(out.status, 0);
-    EXPECT_EQ(out["L8"], "8");
-    EXPECT_EQ(out["L9"], nullopt);
-    EXPECT_EQ(out["BACK8"], "b");
-    EXPECT_EQ(out["BACK1"], "b");
-    EXPECT_EQ(out["TOP"], "t");
-}
-
-TEST(EnvFiles, FileThatIncludesItselfEndsSoundly)
-{
-    Dir dir;
-    dir.File("ZULENV", "N=1\nZUL_ENVPATH=ZULENV\nAFTER=yes\n");
-    auto out = Probe(dir.path, {}, {"N", "AFTER", "ZUL_ENVPATH"});
-    ASSERT_TRUE(WIFEXITED(out.status) && WEXITSTATUS(out.status) == 0);
-    EXPECT_EQ(out["N"], "1");
-    EXPECT_EQ(out["AFTER"], "yes");
-    // Read once at the top and once at each of the 8 levels below it.
-    string nine = "ZULENV";
-    for (int i = 0; i < 8; i++)
-        nine += " ZULENV";
-    EXPECT_EQ(out["ZUL_ENVPATH"], nine);
-}
-
-TEST(EnvFiles, GetEnvGivesValueOrFallback)
-{
-    Dir dir;
-    dir.File("ZULENV", "SET=v\n");
-    auto out = Probe(dir.path, {}, {"@getenv:SET:fb", "@getenv:UNSET:fb", "@getenv:UNSET",
-                                    "@getenv:NOPE=SET:fb"});
-    EXPECT_EQ(out["@getenv:SET:fb"], "v");
-    EXPECT_EQ(out["@getenv:UNSET:fb"], "fb");
-    EXPECT_EQ(out["@getenv:UNSET"], nullopt);
-    EXPECT_EQ(out["@getenv:NOPE=SET:fb"], "v");
 }
 
 TEST(EnvFiles, HostChangesAreSeenAtEachLookup)
@@ -315,7 +184,6 @@ TEST(EnvFiles, HostChangesAreSeenAtEachLookup)
     EXPECT_STREQ(BSS1_LocateEnv("ZUL_TEST_CHANGING"), "two");
     static const char fallback[] = "fb";
     EXPECT_EQ(BSS1_GetEnv("ZUL_TEST_NEVER_SET_ANYWHERE", fallback), fallback);
-    EXPECT_EQ(BSS1_GetEnv("ZUL_TEST_NEVER_SET_ANYWHERE", nullptr), nullptr);
     EXPECT_EQ(BSS1_LocateEnv(nullptr), nullptr);
     // A name of 128 bytes and more is looked up through the heap.
     string longName(300, 'N');
@@ -335,10 +203,8 @@ TEST(EnvFiles, ConcurrentLookupsFromTheFirstOn)
             void *batch[16];
             for (int i = 0; i < 500; i++) {
                 const char *v = BSS1_GetEnv("ZUL_TEST_SHARED", nullptr);
-                if (v == nullptr || string(v) != "s")
-                    wrong++;
-                if (BSS1_LocateEnv("ZUL_TEST_NOT_THERE=") != nullptr)
-                    wrong++;
+                wrong += v == nullptr || string(v) != "s";
+                wrong += BSS1_LocateEnv("ZUL_TEST_NOT_THERE=") != nullptr;
                 uint32_t index = 0, count = 16;
                 RAS1_EnumInfo(RAS1_LIST_UNITS, batch, &index, &count);
             }
@@ -346,6 +212,49 @@ TEST(EnvFiles, ConcurrentLookupsFromTheFirstOn)
     for (auto &t : threads)
         t.join();
     EXPECT_EQ(wrong.load(), 0);
+}
+
+TEST(EnvNames, ProgramStemCutsAtLastDotThenSeparators)
+{
+    struct Case {
+        const char *path, *stem;
+        size_t size = 256;
+    } cases[] = {
+        {"/usr/bin/server", "server"},   {"/opt/agent/bin/agent.bin", "agent"},
+        {"/opt/app.d/bin/server", "app"}, // the last "." wherever it stands
+        {"C:\\prog\\srv.exe", "srv"},    {"/mixed\\dir/name.x", "name"},
+        {"plain", "plain"},              {"trailing/", ""},
+        {"", ""},                        {"/a/.hidden", ""},
+        {"/bin/longname", "lon", 4},
+    };
+    for (const auto &c : cases) {
+        char out[256];
+        EXPECT_EQ(ZULSS_ProgramStem(c.path, out, c.size), strlen(c.stem)) << c.path;
+        EXPECT_STREQ(out, c.stem) << c.path;
+    }
+}
+
+TEST(EnvNames, SystemTableGivesOnePathPerProgram)
+{
+    envtest::Dir dir;
+    std::string table = dir.File("table", "# server = /wrong\nserver = /etc/srv.env  \n"
+                                          "AGENT=/a.env\nempty =\nlong=" + std::string(256, 'p') +
+                                          "\nnoequals\n  spaced   name = /x\nserver=/second\n");
+    struct Case {
+        const char *program, *path;
+    } cases[] = {
+        {"server", "/etc/srv.env"}, {"agent", "/a.env"}, // names compare without regard to case
+        {"empty", ""}, {"long", ""}, {"noequals", ""}, {"spaced", "/x"}, {"missing", ""}, {"", ""},
+    };
+    for (const auto &c : cases) {
+        char out[256] = "unchanged";
+        size_t n = ZULSS_SystemEnvPath(table.c_str(), c.program, out, sizeof out);
+        EXPECT_EQ(n, strlen(c.path)) << c.program;
+        if (n)
+            EXPECT_STREQ(out, c.path) << c.program;
+    }
+    char out[256];
+    EXPECT_EQ(ZULSS_SystemEnvPath((dir.path / "none").c_str(), "server", out, sizeof out), 0u);
 }
 
 } // namespace
