@@ -54,25 +54,13 @@ TEST(LogClass, QueryClassValueReadsNamesAndAbbreviations)
         int status;
         uint32_t classes;
     } cases[] = {
-        {"ERROR", 0, RAS1_ERROR},
-        {"er", 0, RAS1_ERROR},
-        {"ST", 0, RAS1_STATE},           // STATE stands before STORAGE
-        {"STO", 0, RAS1_STORAGE},
-        {"Stat", 0, RAS1_STATE},
+        {"ERROR", 0, RAS1_ERROR}, {"er", 0, RAS1_ERROR}, {"Stat", 0, RAS1_STATE},
+        {"ST", 0, RAS1_STATE}, {"STO", 0, RAS1_STORAGE}, // STATE stands before STORAGE
         {"PRI PRE PRO", 0, RAS1_PRIVATE | RAS1_PRESENTATION | RAS1_PROBE},
-        {"EVERYT", 0, RAS1_EVERYTRACE},
-        {"everyunit", 0, RAS1_EVERYUNIT},
-        {"ALL", 0, 0xFFFFFFFFu},
-        {"ANY", 0, RAS1_ANY},
-        {"ERROR:FLOW_detail,,(metrics)", 0, 0xC3u},
-        {"  ", 0, 0},
-        {"PR", 1, 0},                    // PRIVATE, PRESENTATION, PROBE need three
-        {"E", 1, 0},
-        {"AL", 1, 0},
-        {"AN", 1, 0},
-        {"EVERY", 1, 0},                 // too short for the combinations
-        {"ERRORS", 1, 0},                // longer than the name
-        {"NONE", 1, 0},                  // not known here
+        {"EVERYT", 0, RAS1_EVERYTRACE}, {"everyunit", 0, RAS1_EVERYUNIT}, {"ALL", 0, 0xFFFFFFFFu},
+        {"ANY", 0, RAS1_ANY}, {"ERROR:FLOW_detail,,(metrics)", 0, 0xC3u}, {"  ", 0, 0},
+        {"PR", 1, 0}, {"E", 1, 0}, {"AL", 1, 0}, {"AN", 1, 0}, // too short to choose
+        {"EVERY", 1, 0}, {"ERRORS", 1, 0}, {"NONE", 1, 0},
         {"FLOW ERRORERRORERRORER", 1, RAS1_FLOW}, // 17 letters; what came before stays
         {"FLOW bogus DETAIL", 1, RAS1_FLOW},
     };
@@ -95,12 +83,8 @@ TEST(LogClass, QueryClassNameWritesShortFormsThatReadBack)
         uint32_t classes;
         const char *text;
     } cases[] = {
-        {0xFFFFFE80u, "EVERYE EVERYU ER"},
-        {0xFFFFFFFFu, "ALL"},
-        {0x20000280u, "ER PU LI"},
-        {0x60008200u, "PU SU LI PRO"},
-        {RAS1_OUTPUT | RAS1_ANY, "OUT ANY"},
-        {0, ""},
+        {0xFFFFFE80u, "EVERYE EVERYU ER"}, {0xFFFFFFFFu, "ALL"}, {0x20000280u, "ER PU LI"},
+        {0x60008200u, "PU SU LI PRO"},     {RAS1_OUTPUT | RAS1_ANY, "OUT ANY"}, {0, ""},
     };
     for (const Case &c : cases) {
         char buffer[64];

@@ -18,6 +18,14 @@ std::string Hex(uint32_t v)
     return b;
 }
 
+// One store of every class and a record to write through.
+struct Log : testing::Test {
+    Sink s;
+    Record r{"u", "f"};
+    void SetUp() override { ASSERT_EQ(RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY), STC1_Success); }
+    std::vector<std::string> Lines() { return SplitLines(AfterOpening(s.Text())); }
+};
+
 int WriteA(void *, ZULSS_format_t *f) { return BSS1_PrintFormat(f, "A:"); }
 int WriteB(void *user, ZULSS_format_t *f) { return BSS1_PrintFormat(f, "%s", (const char *)user); }
 
@@ -37,17 +45,14 @@ void ExpectHead(const std::string &line, const ZULSS_time_t &before, const ZULSS
     EXPECT_EQ(m[4].str(), rest);
 }
 
-TEST(LogHead, ExactHeadWithAndWithoutEnvironmentRoutines)
+TEST_F(Log, ExactHeadWithAndWithoutEnvironmentRoutines)
 {
-    Sink sink;
-    ASSERT_EQ(RAS1_RegisterStore("s", 1, &sink, Sink::Write, RAS1_ANY), STC1_Success);
-    Record r("zulssge", "BSS1_GetEnv");
+    Record g("zulssge", "BSS1_GetEnv");
     ZULSS_time_t before, after;
-
     BSS1_GetTime(&before);
-    EXPECT_EQ(RAS1_Printf(&r.entry, 47, "ZUL_RAS1=\"%s\" (default)\n", "ERROR"), STC1_Success);
+    EXPECT_EQ(RAS1_Printf(&g.entry, 47, "ZUL_RAS1=\"%s\" (default)\n", "ERROR"), STC1_Success);
     BSS1_GetTime(&after);
-    auto lines = SplitLines(AfterOpening(sink.Text()));
+    auto lines = Lines();
     ASSERT_EQ(lines.size(), 1u);
     ExpectHead(lines[0], before, after, "zulssge,47,\"BSS1_GetEnv\") ZUL_RAS1=\"ERROR\" (default)");
 
@@ -56,27 +61,19 @@ TEST(LogHead, ExactHeadWithAndWithoutEnvironmentRoutines)
     ASSERT_EQ(RAS1_RegisterEnvironment(nullptr, WriteA), STC1_Success);
     ASSERT_EQ(RAS1_RegisterEnvironment(b, WriteB), STC1_Success);
     EXPECT_EQ(RAS1_RegisterEnvironment(nullptr, nullptr), STC1_BadArgument);
-    sink.text.clear();
+    s.text.clear();
     BSS1_GetTime(&before);
-    RAS1_Printf(&r.entry, -3, "x\n");
+    RAS1_Printf(&g.entry, -3, "x\n");
     BSS1_GetTime(&after);
-    lines = SplitLines(sink.Text());
-    ASSERT_EQ(lines.size(), 1u);
-    ExpectHead(lines[0], before, after, "B:A:zulssge,-3,\"BSS1_GetEnv\") x");
-}
-
-TEST(LogHead, MessageWithoutLineEndStillEndsItsLine)
-{
-    Sink sink;
-    RAS1_RegisterStore("s", 1, &sink, Sink::Write, RAS1_ANY);
-    Record r("u", "f");
+    // A message without a line end still ends its line.
     RAS1_Printf(&r.entry, 1, "abc");
     RAS1_Printf(&r.entry, 2, "%s", "def");
-    auto lines = SplitLines(AfterOpening(sink.Text()));
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_NE(lines[0].find("u,1,\"f\") abc"), std::string::npos);
-    EXPECT_NE(lines[1].find("u,2,\"f\") def"), std::string::npos);
-    EXPECT_EQ(sink.Text().back(), '\n');
+    lines = SplitLines(s.Text());
+    ASSERT_EQ(lines.size(), 3u);
+    ExpectHead(lines[0], before, after, "B:A:zulssge,-3,\"BSS1_GetEnv\") x");
+    EXPECT_NE(lines[1].find(":u,1,\"f\") abc"), std::string::npos);
+    EXPECT_NE(lines[2].find(":u,2,\"f\") def"), std::string::npos);
+    EXPECT_EQ(s.Text().back(), '\n');
 }
 
 TEST(LogStore, OpeningBlockOncePerStoreBeforeItsFirstLine)
@@ -108,41 +105,33 @@ TEST(LogStore, OpeningBlockOncePerStoreBeforeItsFirstLine)
     EXPECT_NE(lines[0].find(") third"), std::string::npos);
 }
 
-TEST(LogStore, NamesAndBadRegistrations)
+TEST_F(Log, NamesRegistrationsAndCompletion)
 {
-    Sink s;
-    EXPECT_EQ(RAS1_RegisterStore("abc", 3, &s, Sink::Write, 0), STC1_Success);
     struct Case {
         const char *name;
         uint32_t length;
         ZULRA_write_t write;
+        uint32_t classes;
         int status;
     } cases[] = {
-        {"ABC", 3, Sink::Write, STC1_Duplicate}, // same name in other case
-        {"aBc     ", 3, Sink::Write, STC1_Duplicate},
-        {"x", 0, Sink::Write, STC1_BadArgument},
-        {"ninechars", 9, Sink::Write, STC1_BadArgument},
-        {nullptr, 3, Sink::Write, STC1_BadArgument},
-        {"new", 3, nullptr, STC1_BadArgument},
-        {"abcdefgh", 8, Sink::Write, STC1_Success},
+        {"S", 1, Sink::Write, 0, STC1_Duplicate}, // same name in other case
+        {"s       ", 1, Sink::Write, 0, STC1_Duplicate},
+        {"x", 0, Sink::Write, 0, STC1_BadArgument},
+        {"ninechars", 9, Sink::Write, 0, STC1_BadArgument},
+        {nullptr, 3, Sink::Write, 0, STC1_BadArgument},
+        {"new", 3, nullptr, 0, STC1_BadArgument},
+        {"abcdefgh", 8, Sink::Write, RAS1_ERROR, STC1_Warning}, // completed
+        {"b", 1, Sink::Write, 0x20000280u, STC1_Success},
     };
     for (const Case &c : cases)
-        EXPECT_EQ(RAS1_RegisterStore(c.name, c.length, &s, c.write, 0), c.status) << c.name;
-}
-
-TEST(LogStore, RegistrationCompletesClassesAndFirstStoreSetsDefaultClass)
-{
-    Sink s;
-    EXPECT_EQ(RAS1_RegisterStore("a", 1, &s, Sink::Write, RAS1_ERROR), STC1_Warning);
+        EXPECT_EQ(RAS1_RegisterStore(c.name, c.length, &s, c.write, c.classes), c.status) << c.name;
     uint32_t c = 0;
-    EXPECT_EQ(RAS1_QueryStoreClass("A", 1, &c), STC1_Success);
+    EXPECT_EQ(RAS1_QueryStoreClass("ABCDEFGH", 8, &c), STC1_Success);
     EXPECT_EQ(c, 0xFFFFFE80u);
+    // The first store, a default store of no class, set none; later ones
+    // leave the default class alone.
     RAS1_QueryClass(&c);
-    EXPECT_EQ(c, 0xFFFFFE80u);
-    // A later store leaves the default class alone.
-    EXPECT_EQ(RAS1_RegisterStore("b", 1, &s, Sink::Write, 0x20000280u), STC1_Success);
-    RAS1_QueryClass(&c);
-    EXPECT_EQ(c, 0xFFFFFE80u);
+    EXPECT_EQ(c, 0u);
 }
 
 std::vector<uint32_t> Weights()
@@ -227,11 +216,10 @@ TEST(LogStore, NoStoreSuspendedAndBadArguments)
 {
     Record r("u", "f");
     ZULSS_format_t *f;
-    EXPECT_EQ(RAS1_BeginFormat(&r.entry, 1, 0, &f), STC1_Authority);
+    EXPECT_EQ(RAS1_BeginFormat(&r.entry, 1, 0, &f), STC1_Authority); // no store yet
     EXPECT_EQ(RAS1_BeginFormat(nullptr, 1, 0, &f), STC1_BadArgument);
     EXPECT_EQ(RAS1_BeginFormat(&r.entry, 1, 0, nullptr), STC1_BadArgument);
     EXPECT_EQ(RAS1_Trace(), STC1_SystemError);
-
     Sink s;
     RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
     RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND);
@@ -242,40 +230,27 @@ TEST(LogStore, NoStoreSuspendedAndBadArguments)
     EXPECT_NE(s.Text().find(") kept\n"), std::string::npos);
 }
 
-TEST(LogStore, FlagsTellWhereTheLineCameFrom)
+TEST_F(Log, DumpWritesAddressLengthMessageAndBytesWithItsFlags)
 {
-    Sink s;
-    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
-    Record r("u", "f");
     RAS1_Printf(&r.entry, 1, "x\n");
     EXPECT_EQ(s.flags, RAS1_WRITE_FORMAT | RAS1_WRITE_UNCONFIGURED);
+    s.text.clear();
+    static const char bytes[] = "ABCDEFGHIJKLMNOP";
+    RAS1_Dump(&r.entry, 9, bytes, 16, "%d bytes", 16);
+    EXPECT_EQ(s.flags, RAS1_WRITE_DUMP | RAS1_WRITE_UNCONFIGURED);
+    auto lines = SplitLines(s.Text());
+    ASSERT_EQ(lines.size(), 2u);
+    char expect[64];
+    std::snprintf(expect, sizeof expect, "u,9,\"f\") <0x%lX,0x10> 16 bytes", (unsigned long)(uintptr_t)bytes);
+    EXPECT_NE(lines[0].find(expect), std::string::npos) << lines[0];
+    EXPECT_EQ(lines[1], "    00000000   41424344 45464748  494A4B4C 4D4E4F50   ABCDEFGHIJKLMNOP");
     RAS1_SetClass(nullptr, RAS1_ERROR);
-    unsigned char bytes[4] = {1, 2, 3, 4};
     RAS1_Dump(&r.entry, 1, bytes, 4, nullptr);
     EXPECT_EQ(s.flags, RAS1_WRITE_DUMP);
 }
 
-TEST(LogStore, DumpWritesAddressLengthMessageAndBytes)
+TEST_F(Log, LongLineTakesThreeSlotsAndReachesTheStoreAsOneLine)
 {
-    Sink s;
-    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
-    Record r("u", "f");
-    static const char bytes[] = "ABCDEFGHIJKLMNOP";
-    RAS1_Dump(&r.entry, 9, bytes, 16, "%d bytes", 16);
-    auto lines = SplitLines(AfterOpening(s.Text()));
-    ASSERT_EQ(lines.size(), 2u);
-    char expect[64];
-    std::snprintf(expect, sizeof expect, "u,9,\"f\") <0x%lX,0x10> 16 bytes",
-                  (unsigned long)(uintptr_t)bytes);
-    EXPECT_NE(lines[0].find(expect), std::string::npos) << lines[0];
-    EXPECT_EQ(lines[1], "    00000000   41424344 45464748  494A4B4C 4D4E4F50   ABCDEFGHIJKLMNOP");
-}
-
-TEST(LogRing, LongLineTakesThreeSlotsAndReachesTheStoreAsOneLine)
-{
-    Sink s;
-    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
-    Record r("u", "f");
     RAS1_Printf(&r.entry, 1, "\n");
     size_t head = AfterOpening(s.Text()).size() - 1; // the head alone
     s.text.clear();
@@ -300,11 +275,8 @@ TEST(LogRing, LongLineTakesThreeSlotsAndReachesTheStoreAsOneLine)
     EXPECT_EQ(ZULRA_Pcb()->capture->length, 0u);
 }
 
-TEST(LogRing, FlushOfEmptyContinuedRecordsWritesNothingAndContextsAreReused)
+TEST_F(Log, FlushOfEmptyContinuedRecordsWritesNothingAndContextsAreReused)
 {
-    Sink s;
-    RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
-    Record r("u", "f");
     RAS1_Printf(&r.entry, 1, "x\n");
     ZULRA_fctx_t *context = ZULRA_Pcb()->freeContexts;
     ASSERT_NE(context, nullptr);
@@ -328,6 +300,9 @@ TEST(LogThreads, LinesArriveWholeInTheirStoresWhileTheDefaultClassChanges)
     Sink one, two;
     ASSERT_EQ(RAS1_RegisterStore("one", 3, &one, Sink::Write, RAS1_ERROR), STC1_Warning);
     ASSERT_EQ(RAS1_RegisterStore("two", 3, &two, Sink::Write, RAS1_FLOW), STC1_Warning);
+    uint32_t first = 0;
+    RAS1_QueryClass(&first);
+    EXPECT_EQ(first, 0xFFFFFE80u); // the first store set the default class
 
     constexpr int kWriters = 4, kLines = 300;
     std::atomic<bool> stop{false};
