@@ -1,17 +1,11 @@
-// Registration of units and entries, the exit routines that hear of it,
-// and the enumeration lists.
+// Registration of units and entries, and the exit routines that hear of it.
 #include "rastest.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <mutex>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -20,25 +14,32 @@ struct Call {
     uint32_t events;
     ZULRA_unit_t *unit;
     ZULRA_entry_t *entry;
+    bool operator==(const Call &) const = default;
 };
-
 std::mutex callsLock;
 std::vector<Call> calls;
 
-int Record(int routine, uint32_t events, void **user, ZULRA_notice_t *n)
+void *UserWord(int v) { return reinterpret_cast<void *>(static_cast<uintptr_t>(v)); }
+
+// Routine n is registered with user word n and notes each call.
+template <int n> int Note(uint32_t events, void **user, ZULRA_notice_t *notice)
 {
-    EXPECT_EQ(n->size, sizeof(ZULRA_notice_t));
-    EXPECT_EQ(n->elements, nullptr);
-    EXPECT_EQ(n->elementCount, 0u);
-    EXPECT_EQ(*user, reinterpret_cast<void *>(static_cast<uintptr_t>(routine)));
+    EXPECT_EQ(notice->size, sizeof(ZULRA_notice_t));
+    EXPECT_EQ(notice->elements, nullptr);
+    EXPECT_EQ(notice->elementCount, 0u);
+    EXPECT_EQ(*user, UserWord(n));
     std::lock_guard<std::mutex> g(callsLock);
-    calls.push_back({routine, events, n->unit, n->entry});
+    calls.push_back({n, events, notice->unit, notice->entry});
     return 0;
 }
-int RoutineOne(uint32_t e, void **u, ZULRA_notice_t *n) { return Record(1, e, u, n); }
-int RoutineTwo(uint32_t e, void **u, ZULRA_notice_t *n) { return Record(2, e, u, n); }
 
-void *UserWord(int v) { return reinterpret_cast<void *>(static_cast<uintptr_t>(v)); }
+std::atomic<int> unitEvents{0}, entryEvents{0};
+int CountEvents(uint32_t events, void **, ZULRA_notice_t *)
+{
+    unitEvents.fetch_add((events & RAS1_EXIT_UNIT) ? 1 : 0);
+    entryEvents.fetch_add((events & RAS1_EXIT_ENTRY) ? 1 : 0);
+    return 0;
+}
 
 } // namespace
 
@@ -47,39 +48,40 @@ TEST(RasExit, RoutinesHearEachUnitAndEntryOnceNewestFirst)
     static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
     static ZULRA_entry_t first = MakeEntry(&unit, RAS1_PUBLIC, "first");
     static ZULRA_entry_t second = MakeEntry(&unit, RAS1_PRIVATE, "second");
-    ASSERT_EQ(RAS1_RegisterExit(UserWord(1), RoutineOne), STC1_Success);
-    ASSERT_EQ(RAS1_RegisterExit(UserWord(2), RoutineTwo), STC1_Success);
-
+    ASSERT_EQ(RAS1_RegisterExit(UserWord(1), Note<1>), STC1_Success);
+    ASSERT_EQ(RAS1_RegisterExit(UserWord(2), Note<2>), STC1_Success);
     RAS1_Sync(&first);
     Configure(0, false); // stale again: no longer new
     RAS1_Sync(&first);
     RAS1_Sync(&second);
-
-    ASSERT_EQ(calls.size(), 4u);
-    const Call expected[] = {{2, 3, &unit, &first},
-                             {1, 3, &unit, &first},
-                             {2, 2, &unit, &second},
-                             {1, 2, &unit, &second}};
-    for (size_t i = 0; i < 4; i++) {
-        EXPECT_EQ(calls[i].routine, expected[i].routine) << i;
-        EXPECT_EQ(calls[i].events, expected[i].events) << i;
-        EXPECT_EQ(calls[i].unit, expected[i].unit) << i;
-        EXPECT_EQ(calls[i].entry, expected[i].entry) << i;
-    }
+    const std::vector<Call> expected = {
+        {2, 3, &unit, &first}, {1, 3, &unit, &first}, {2, 2, &unit, &second}, {1, 2, &unit, &second}};
+    EXPECT_TRUE(calls == expected) << calls.size() << " calls";
     EXPECT_EQ(unit.registered, 1u);
     EXPECT_EQ(ListCount(ZULRA_LIST_UNITS), 1u);
     EXPECT_EQ(ListCount(ZULRA_LIST_ENTRIES), 2u);
     EXPECT_EQ(ZULRA_Pcb()->lists[ZULRA_LIST_ENTRIES]->top[0], &second);
 }
 
-TEST(RasExit, SuspendedSyncRegistersNothingAndCallsNoRoutine)
+// Suspends are counted: the sync word moves at the first suspend and the
+// last resume only, a resume with nothing suspended changes nothing, and
+// while suspended a sync works out nothing, registers nothing and calls no
+// exit routine.
+TEST(RasSuspend, CountedSuspendKeepsSyncsFromRegisteringAnything)
 {
-    static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
-    static ZULRA_entry_t entry = MakeEntry(&unit, RAS1_PUBLIC);
-    ASSERT_EQ(RAS1_RegisterExit(UserWord(1), RoutineOne), STC1_Success);
+    RAS_TEST_RECORD(unit, entry);
+    ASSERT_EQ(RAS1_RegisterExit(UserWord(1), Note<1>), STC1_Success);
     Configure(0xFFFFFFFF, true);
-    RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND);
+    const uint32_t before = SyncWord();
+    EXPECT_EQ(RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME), STC1_Success);
+    EXPECT_EQ(SyncWord(), before);
+    EXPECT_EQ(ZULRA_Pcb()->suspended, 0u);
 
+    RAS1_Event(&entry, 1, RAS1_EVENT_SUSPEND);
+    RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND);
+    EXPECT_EQ(SyncWord(), before + 1);
+    RAS1_Event(&entry, 1, RAS1_EVENT_RESUME);
+    EXPECT_EQ(SyncWord(), before + 1);
     EXPECT_EQ(RAS1_Sync(&entry), 0u);
     EXPECT_EQ(RAS1_ReadClass(&entry), 0u);
     EXPECT_FALSE(IsCurrent(entry));
@@ -89,19 +91,11 @@ TEST(RasExit, SuspendedSyncRegistersNothingAndCallsNoRoutine)
     EXPECT_EQ(ListCount(ZULRA_LIST_ENTRIES), 0u);
 
     RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
+    EXPECT_EQ(SyncWord(), before + 2);
     EXPECT_EQ(RAS1_ReadClass(&entry), 0xFFFFFFFFu);
+    EXPECT_TRUE(IsCurrent(entry));
     EXPECT_EQ(calls.size(), 1u);
     EXPECT_EQ(unit.registered, 1u);
-}
-
-static std::atomic<int> unitEvents{0}, entryEvents{0};
-static int CountEvents(uint32_t events, void **, ZULRA_notice_t *)
-{
-    if (events & RAS1_EXIT_UNIT)
-        unitEvents.fetch_add(1);
-    if (events & RAS1_EXIT_ENTRY)
-        entryEvents.fetch_add(1);
-    return 0;
 }
 
 // A routine that holds up until another thread has taken both locks of
@@ -115,8 +109,8 @@ static int TakeLocksElsewhere(uint32_t, void **, ZULRA_notice_t *)
     if (probed.exchange(true))
         return 0;
     auto done = std::async(std::launch::async, [] {
-        RAS1_Sync(&otherEntry);                    // anchor lock, block lock
-        RAS1_RegisterExit(nullptr, CountEvents);   // block lock
+        RAS1_Sync(&otherEntry);                     // anchor lock, block lock
+        RAS1_RegisterExit(nullptr, CountEvents);    // block lock
         RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND); // block lock
         RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
     });
@@ -129,8 +123,7 @@ static int TakeLocksElsewhere(uint32_t, void **, ZULRA_notice_t *)
 
 TEST(RasExit, RoutinesRunWithNoLockHeld)
 {
-    static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
-    static ZULRA_entry_t entry = MakeEntry(&unit, RAS1_PUBLIC);
+    RAS_TEST_RECORD(unit, entry);
     ASSERT_EQ(RAS1_RegisterExit(nullptr, TakeLocksElsewhere), STC1_Success);
     RAS1_Sync(&entry);
     EXPECT_TRUE(probed.load());
@@ -139,30 +132,16 @@ TEST(RasExit, RoutinesRunWithNoLockHeld)
 
 TEST(RasSync, ManyThreadsSyncingOneRecordRegisterItOnce)
 {
-    static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
-    static ZULRA_entry_t entry = MakeEntry(&unit, RAS1_PUBLIC);
+    RAS_TEST_RECORD(unit, entry);
     ASSERT_EQ(RAS1_RegisterExit(nullptr, CountEvents), STC1_Success);
     Configure(0xFFFFFFC0, true);
-
-    const int n = 8;
-    std::atomic<int> ready{0};
-    std::vector<uint32_t> words(n);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < n; t++)
-        threads.emplace_back([&, t] {
-            ready.fetch_add(1);
-            while (ready.load() < n) {
-            }
-            words[t] = RAS1_Sync(&entry);
-        });
-    for (auto &t : threads)
-        t.join();
-
-    for (int t = 0; t < n; t++)
-        EXPECT_EQ(words[t], 0xFFFFFFC0u) << t;
+    uint32_t words[8];
+    RunTogether(8, [&](int t) { words[t] = RAS1_Sync(&entry); });
+    for (uint32_t w : words)
+        EXPECT_EQ(w, 0xFFFFFFC0u);
     EXPECT_EQ(unitEvents.load(), 1);
     EXPECT_EQ(entryEvents.load(), 1);
-    EXPECT_EQ(ListCount(ZULRA_LIST_ENTRIES), 1u);
     EXPECT_EQ(ListCount(ZULRA_LIST_UNITS), 1u);
+    EXPECT_EQ(ListCount(ZULRA_LIST_ENTRIES), 1u);
     EXPECT_TRUE(IsCurrent(entry));
 }
