@@ -6,54 +6,34 @@
 
 namespace {
 
-uint32_t SyncWord()
+// In turn: the word given, the word set, the status, and whether records
+// must resynchronize (only when the word changed).
+TEST(LogClass, SetClassCompletesPartialWordsAndMovesTheSyncWordOnAChange)
 {
-    return __atomic_load_n(&ZULRA_Pcb()->anchor->syncWord, __ATOMIC_ACQUIRE);
-}
-
-TEST(LogClass, SetClassCompletesPartialWords)
-{
-    struct Case {
-        uint32_t given, set;
-        int status;
-    } cases[] = {
-        {RAS1_ERROR, 0xFFFFFE80u, STC1_Warning},
-        {RAS1_LIBRARY, 0x20001EFFu, STC1_Warning},
-        {RAS1_ANY, 0xFFFFFFFFu, STC1_Warning},
-        {RAS1_PUBLIC, 0xFFFFE2FFu, STC1_Warning},
-        {RAS1_ERROR | RAS1_PUBLIC | RAS1_LIBRARY, 0x20000280u, STC1_Success},
-        {RAS1_ERROR | RAS1_ANY | RAS1_LIBRARY, 0x20001F80u, STC1_Warning}, // ANY counts in no test
-        {0, 0, STC1_Success},
+    struct Case { uint32_t given, set; int status; uint32_t moved; } cases[] = {
+        {RAS1_ERROR, 0xFFFFFE80u, STC1_Warning, 1},
+        {RAS1_ERROR, 0xFFFFFE80u, STC1_Warning, 0}, // same word: completed still
+        {0xFFFFFE80u, 0xFFFFFE80u, STC1_Success, 0},
+        {RAS1_LIBRARY, 0x20001EFFu, STC1_Warning, 1},
+        {RAS1_ANY, 0xFFFFFFFFu, STC1_Warning, 1},
+        {RAS1_PUBLIC, 0xFFFFE2FFu, STC1_Warning, 1},
+        {RAS1_ERROR | RAS1_PUBLIC | RAS1_LIBRARY, 0x20000280u, STC1_Success, 1},
+        {RAS1_ERROR | RAS1_ANY | RAS1_LIBRARY, 0x20001F80u, STC1_Warning, 1}, // ANY counts in no test
+        {0, 0, STC1_Success, 1},
+        {0, 0, STC1_Success, 0},
     };
     for (const Case &c : cases) {
-        uint32_t old = 12345, now = 0;
-        RAS1_QueryClass(&now);
+        uint32_t before = DefaultClass(), word = SyncWord(), old = 12345;
         EXPECT_EQ(RAS1_SetClass(&old, c.given), c.status) << std::hex << c.given;
-        EXPECT_EQ(old, now);
-        RAS1_QueryClass(&now);
-        EXPECT_EQ(now, c.set) << std::hex << c.given;
+        EXPECT_EQ(old, before);
+        EXPECT_EQ(DefaultClass(), c.set) << std::hex << c.given;
+        EXPECT_EQ(SyncWord(), word + c.moved) << std::hex << c.given;
     }
-}
-
-TEST(LogClass, SetClassMovesTheSyncWordOnlyOnAChange)
-{
-    uint32_t w = SyncWord();
-    EXPECT_EQ(RAS1_SetClass(nullptr, RAS1_ERROR), STC1_Warning);
-    EXPECT_EQ(SyncWord(), w + 1);
-    EXPECT_EQ(RAS1_SetClass(nullptr, RAS1_ERROR), STC1_Warning); // same word: completed still
-    EXPECT_EQ(RAS1_SetClass(nullptr, 0xFFFFFE80u), STC1_Success);
-    EXPECT_EQ(SyncWord(), w + 1);
-    EXPECT_EQ(RAS1_SetClass(nullptr, 0), STC1_Success);
-    EXPECT_EQ(SyncWord(), w + 2);
 }
 
 TEST(LogClass, QueryClassValueReadsNamesAndAbbreviations)
 {
-    struct Case {
-        const char *text;
-        int status;
-        uint32_t classes;
-    } cases[] = {
+    struct Case { const char *text; int status; uint32_t classes; } cases[] = {
         {"ERROR", 0, RAS1_ERROR}, {"er", 0, RAS1_ERROR}, {"Stat", 0, RAS1_STATE},
         {"ST", 0, RAS1_STATE}, {"STO", 0, RAS1_STORAGE}, // STATE stands before STORAGE
         {"PRI PRE PRO", 0, RAS1_PRIVATE | RAS1_PRESENTATION | RAS1_PROBE},
@@ -77,54 +57,38 @@ TEST(LogClass, QueryClassValueReadsNamesAndAbbreviations)
     EXPECT_EQ(RAS1_QueryClassValue(&v, nullptr, 4), STC1_BadArgument);
 }
 
-TEST(LogClass, QueryClassNameWritesShortFormsThatReadBack)
+// Short forms that read back to the same word, and what fits when the
+// room is short: never a byte behind the NUL.
+TEST(LogClass, QueryClassNameWritesShortFormsWithinItsRoom)
 {
-    struct Case {
-        uint32_t classes;
-        const char *text;
-    } cases[] = {
-        {0xFFFFFE80u, "EVERYE EVERYU ER"}, {0xFFFFFFFFu, "ALL"}, {0x20000280u, "ER PU LI"},
-        {0x60008200u, "PU SU LI PRO"},     {RAS1_OUTPUT | RAS1_ANY, "OUT ANY"}, {0, ""},
-    };
-    for (const Case &c : cases) {
-        char buffer[64];
-        uint32_t length = sizeof buffer;
-        EXPECT_EQ(RAS1_QueryClassName(c.classes, buffer, &length), STC1_Success);
-        EXPECT_STREQ(buffer, c.text);
-        EXPECT_EQ(length, std::strlen(c.text));
-        uint32_t back = 0;
-        EXPECT_EQ(RAS1_QueryClassValue(&back, buffer, length), STC1_Success) << buffer;
-        EXPECT_EQ(back, c.classes) << buffer;
-    }
-}
-
-TEST(LogClass, QueryClassNameWithLittleRoom)
-{
-    struct Case {
-        uint32_t classes, size;
-        int status;
-        const char *text;
-    } cases[] = {
-        {0xFFFFFE80u, 0, STC1_Shortage, ""},  // no room; the NUL still goes in
-        {0, 0, STC1_Success, ""},             // nothing to write
+    struct Case { uint32_t classes, size; int status; const char *text; } cases[] = {
+        {0xFFFFFE80u, 64, STC1_Success, "EVERYE EVERYU ER"}, {0xFFFFFFFFu, 64, STC1_Success, "ALL"},
+        {0x20000280u, 64, STC1_Success, "ER PU LI"}, {0x60008200u, 64, STC1_Success, "PU SU LI PRO"},
+        {RAS1_OUTPUT | RAS1_ANY, 64, STC1_Success, "OUT ANY"}, {0, 64, STC1_Success, ""},
+        {0xFFFFFE80u, 0, STC1_Shortage, ""}, {0, 0, STC1_Success, ""}, // no room: the NUL still goes in
         {0xFFFFFE80u, 7, STC1_Shortage, "EVERYE"}, // 6 fit, the NUL takes the 7th
         {0xFFFFFE80u, 8, STC1_Shortage, "EVERYE"}, // no room for blank and name
-        {0xFFFFFE80u, 17, STC1_Success, "EVERYE EVERYU ER"},
-        {0xFFFFFE80u, 16, STC1_Shortage, "EVERYE EVERYU"},
+        {0xFFFFFE80u, 17, STC1_Success, "EVERYE EVERYU ER"}, {0xFFFFFE80u, 16, STC1_Shortage, "EVERYE EVERYU"},
     };
     for (const Case &c : cases) {
-        char buffer[32];
+        char buffer[80];
         std::memset(buffer, 'z', sizeof buffer);
-        uint32_t length = c.size;
-        EXPECT_EQ(RAS1_QueryClassName(c.classes, buffer, &length), c.status) << c.size;
+        uint32_t length = c.size, back = 0;
+        EXPECT_EQ(RAS1_QueryClassName(c.classes, buffer, &length), c.status) << c.text;
         EXPECT_STREQ(buffer, c.text);
         EXPECT_EQ(length, std::strlen(c.text));
-        EXPECT_EQ(buffer[std::strlen(c.text) + 1], 'z'); // nothing behind the NUL
+        EXPECT_EQ(buffer[std::strlen(c.text) + 1], 'z') << c.text;
+        if (c.status == STC1_Success) {
+            EXPECT_EQ(RAS1_QueryClassValue(&back, buffer, length), STC1_Success) << buffer;
+            EXPECT_EQ(back, c.classes) << buffer;
+        }
     }
     uint32_t length = 4;
     EXPECT_EQ(RAS1_QueryClassName(1, nullptr, &length), STC1_BadArgument);
 }
 
+// Each step sets a store's class, then reads `read`'s class back (when
+// named) and the first letter of the default store's name (0: none).
 TEST(LogClass, StoreClassQueriesAndChanges)
 {
     Sink s;
@@ -133,43 +97,28 @@ TEST(LogClass, StoreClassQueriesAndChanges)
     uint32_t c = 1;
     EXPECT_EQ(RAS1_QueryStoreClass("DEF", 3, &c), STC1_Success);
     EXPECT_EQ(c, 0u); // the default store keeps no class
-    EXPECT_EQ(ZULRA_Pcb()->defaultStore->storeName[0], 'D');
-
-    struct Case {
-        const char *name;
-        uint32_t length, classes;
-        int status;
-        uint32_t stored; // read back from `other`
-    } cases[] = {
-        {"other", 0, 0, STC1_BadArgument, 0}, // length 0 without a default store
-        {"", 9, RAS1_ERROR, STC1_BadArgument, 0},
-        {"nope", 4, RAS1_ERROR, STC1_NotThere, 0},
-        {"Other", 5, RAS1_FLOW, STC1_Warning, 0xFFFFFE40u},
-        {"OTHER", 5, 0x20000240u, STC1_Success, 0x20000240u},
+    struct Case { const char *name; uint32_t length, classes; int status;
+                  const char *read; uint32_t stored; char def; } cases[] = {
+        {nullptr, 0, RAS1_ERROR, STC1_Warning, "def", 0xFFFFFE80u, 'D'}, // length 0: the default store
+        {"def", 3, 0, STC1_Success, nullptr, 0, 0}, {"def", 3, 0, STC1_Success, nullptr, 0, 0}, // none now
+        {"other", 0, 0, STC1_BadArgument, nullptr, 0, 0}, // length 0 without a default store
+        {"", 9, RAS1_ERROR, STC1_BadArgument, nullptr, 0, 0},
+        {"nope", 4, RAS1_ERROR, STC1_NotThere, nullptr, 0, 0},
+        {"Other", 5, RAS1_FLOW, STC1_Warning, "other", 0xFFFFFE40u, 0},
+        {"OTHER", 5, 0x20000240u, STC1_Success, "other", 0x20000240u, 0},
+        {"other", 5, RAS1_ANY, STC1_Success, "other", 0, 'O'}, // a new default store
     };
-    // While "def" is the default store, length 0 acts on it.
-    uint32_t w = SyncWord();
-    EXPECT_EQ(RAS1_SetStoreClass(nullptr, 0, RAS1_ERROR), STC1_Warning);
-    EXPECT_EQ(SyncWord(), w + 1);
-    RAS1_QueryStoreClass("def", 3, &c);
-    EXPECT_EQ(c, 0xFFFFFE80u);
-    // Class 0 on the default store: the process has none any more.
-    EXPECT_EQ(RAS1_SetStoreClass("def", 3, 0), STC1_Success);
-    EXPECT_EQ(RAS1_SetStoreClass("def", 3, 0), STC1_Success);
-    EXPECT_EQ(ZULRA_Pcb()->defaultStore, nullptr);
     for (const Case &k : cases) {
+        uint32_t word = SyncWord();
         EXPECT_EQ(RAS1_SetStoreClass(k.name, k.length, k.classes), k.status) << k.name;
-        if (k.status <= STC1_Warning && k.stored != 0) {
-            RAS1_QueryStoreClass("other", 5, &c);
-            EXPECT_EQ(c, k.stored);
+        if (k.read) {
+            EXPECT_EQ(RAS1_QueryStoreClass(k.read, uint32_t(std::strlen(k.read)), &c), STC1_Success);
+            EXPECT_EQ(c, k.stored) << k.name;
+            EXPECT_NE(SyncWord(), word) << k.name;
         }
+        ZULRA_store_t *def = (ZULRA_store_t *)ZULRA_Pcb()->defaultStore;
+        EXPECT_EQ(def ? def->storeName[0] : 0, k.def) << k.name;
     }
-    // 256 names a new default store.
-    EXPECT_EQ(RAS1_SetStoreClass("other", 5, RAS1_ANY), STC1_Success);
-    RAS1_QueryStoreClass("other", 5, &c);
-    EXPECT_EQ(c, 0u);
-    EXPECT_EQ(ZULRA_Pcb()->defaultStore->storeName[0], 'O');
-
     EXPECT_EQ(RAS1_QueryStoreClass("x", 0, &c), STC1_BadArgument);
     EXPECT_EQ(RAS1_QueryStoreClass("abcdefghi", 9, &c), STC1_BadArgument);
     EXPECT_EQ(RAS1_QueryStoreClass("nope", 4, &c), STC1_NotThere);
@@ -182,12 +131,10 @@ TEST(LogClass, SyncPicksAStoreAndWritesTheClassLineUnderDetail)
     RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY);
     RAS1_SetClass(nullptr, RAS1_DETAIL | RAS1_ERROR);
     Record r("zulxx", "fn");
-    uint32_t c = RAS1_Sync(&r.entry);
-    EXPECT_EQ(c, 0xFFFFFF81u);
+    EXPECT_EQ(RAS1_Sync(&r.entry), 0xFFFFFF81u);
     std::string text = AfterOpening(s.Text());
     EXPECT_NE(text.find("zulxx,1,\"fn\") Compiled: x x\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("zulxx,1,\"fn\") Active RAS1 Classes: EVERYE EVERYU ER DE\n"),
-              std::string::npos)
+    EXPECT_NE(text.find("zulxx,1,\"fn\") Active RAS1 Classes: EVERYE EVERYU ER DE\n"), std::string::npos)
         << text;
 }
 

@@ -1,5 +1,5 @@
 // Helpers of the log tests: a store that keeps what it is given, records
-// laid down by hand, and a reader of the capture ring.
+// laid down by hand, and readers of what a store got.
 #ifndef ZUL_TESTS_LOG_LOGTEST_H
 #define ZUL_TESTS_LOG_LOGTEST_H
 
@@ -34,16 +34,16 @@ struct Sink {
     }
 };
 
-// The rule that closes a store's opening block.
-inline const std::string kRule = std::string(80, '=') + "\n";
 inline const std::string kTitle =
     "========================>  Torvel QX/RAS1 Service Log  <========================\n";
 
-// What a store got after its opening block (the whole text if it has none).
+// What a store got after its opening block, which a rule of 80 '=' closes
+// (the whole text if it has none).
 inline std::string AfterOpening(const std::string &text)
 {
-    size_t at = text.find(kRule);
-    return at == std::string::npos ? text : text.substr(at + kRule.size());
+    const std::string rule = std::string(80, '=') + "\n";
+    size_t at = text.find(rule);
+    return at == std::string::npos ? text : text.substr(at + rule.size());
 }
 
 inline std::vector<std::string> SplitLines(const std::string &text)
@@ -85,28 +85,13 @@ struct Record {
     }
 };
 
-struct Slot {
-    uint32_t length;
-    std::string text;
-};
+inline uint32_t SyncWord() { return __atomic_load_n(&ZULRA_Pcb()->anchor->syncWord, __ATOMIC_ACQUIRE); }
 
-// The ring from the oldest slot to the newest, read after the writers
-// have stopped; `size` is how many slots the circle has.
-inline std::vector<Slot> ReadRing(size_t *size = nullptr)
+inline uint32_t DefaultClass()
 {
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-    ZULRA_capture_t *at = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
-    std::vector<Slot> slots;
-    size_t n = 0;
-    for (ZULRA_capture_t *s = at->next; n < 1000; s = s->next) {
-        n++;
-        if (s == at)
-            break;
-        slots.push_back({s->length, std::string(s->text, s->length <= 128 ? s->length : 0)});
-    }
-    if (size)
-        *size = n;
-    return slots;
+    uint32_t c = 0xDEAD;
+    RAS1_QueryClass(&c);
+    return c;
 }
 
 #endif
