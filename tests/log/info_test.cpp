@@ -53,7 +53,6 @@ TEST(Info, ItemsDescribeThisMachineAndProcess)
     EXPECT_EQ(item(BSS1_INFO_TASK), "zul_test_log"); // no name given to BSS1_Main
     EXPECT_EQ(item(BSS1_INFO_SYSTEMTYPE), item(BSS1_INFO_OSNAME) + ";" + item(BSS1_INFO_OSVERSION));
     EXPECT_EQ(item(BSS1_INFO_OSNAME), "Linux");
-    EXPECT_EQ(item(BSS1_INFO_MACROENV), "0x4C64");
     EXPECT_EQ(item(BSS1_INFO_PAGESIZE), std::to_string((sysconf(_SC_PAGESIZE) + 1023) / 1024) + "K");
     EXPECT_EQ(item(BSS1_INFO_CPUCOUNT), std::to_string(sysconf(_SC_NPROCESSORS_ONLN)));
     EXPECT_EQ(item(BSS1_INFO_VIRTMEMORY), "134217728M");
