@@ -53,7 +53,10 @@ execute_process(
   COMMAND ${CMAKE_COMMAND} -DZUL_BR_DEFINITION=${WORK}/bad.def -DZUL_BR_ROUTINE=x
     -DZUL_BR_SOURCE=${WORK}/x.c -DZUL_BR_HEADER=${WORK}/x.h -P ${GENERATOR}
   RESULT_VARIABLE rc ERROR_VARIABLE err)
-if(rc EQUAL 0 OR NOT err MATCHES "bad.def:2: unknown key" OR NOT err MATCHES "sreial")
+# CMake wraps a long error at word boundaries, and where it wraps depends on
+# the length of the build path; compare with the whitespace folded.
+string(REGEX REPLACE "[ \t\n]+" " " err "${err}")
+if(rc EQUAL 0 OR NOT err MATCHES "bad.def:2: unknown key 'sreial'")
   message(FATAL_ERROR "an unknown key was not reported: ${rc} ${err}")
 endif()
 file(REMOVE_RECURSE "${WORK}")
