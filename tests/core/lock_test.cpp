@@ -56,6 +56,34 @@ TEST(Lock, ThreadsRacingOnAZeroLockShareOneMutex)
     }
 }
 
+TEST(Lock, ManyShortHoldsLoseNoIncrementAndNoWakeUp)
+{
+    // Short holds are taken mostly by spinning, and every so often a longer
+    // one sends the waiters to sleep, so both ways in meet the release.  A
+    // plain counter shows a hole in the exclusion (and the thread checker
+    // sees it); a lost wake-up hangs the test.
+    static ZULSS_lock_t lock;
+    static long counter;
+    constexpr int kThreads = 4, kRounds = 20000;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([t] {
+            for (int i = 0; i < kRounds; ++i) {
+                BSS1_GetLock(&lock);
+                BSS1_GetLock(&lock);
+                counter++;
+                if (i % 1000 == t)
+                    std::this_thread::sleep_for(std::chrono::microseconds(300));
+                BSS1_ReleaseLock(&lock);
+                counter++;
+                BSS1_ReleaseLock(&lock);
+            }
+        });
+    for (auto &thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 2L * kThreads * kRounds);
+}
+
 TEST(Lock, DestroyReturnsTheLockToZeroAndItCanBeUsedAgain)
 {
     ZULSS_lock_t lock = {0, nullptr};
