@@ -1,1 +1,1 @@
-zul_add_bench(zul_bench_fmt SOURCES ${CMAKE_CURRENT_LIST_DIR}/fmt_bench.cpp FAMILIES platform bss ras anc thb)
+zul_add_bench(zul_bench_fmt SOURCES ${CMAKE_CURRENT_LIST_DIR}/fmt_bench.cpp FAMILIES bss)

@@ -1,1 +1,1 @@
-zul_add_bench(zul_bench_log SOURCES ${CMAKE_CURRENT_LIST_DIR}/log_bench.cpp FAMILIES platform bss ras anc wnt thb)
+zul_add_bench(zul_bench_log SOURCES ${CMAKE_CURRENT_LIST_DIR}/log_bench.cpp FAMILIES ras)

@@ -1,1 +1,1 @@
-zul_add_bench(zul_bench_ras SOURCES ${CMAKE_CURRENT_LIST_DIR}/ras_bench.cpp FAMILIES platform bss ras thb)
+zul_add_bench(zul_bench_ras SOURCES ${CMAKE_CURRENT_LIST_DIR}/ras_bench.cpp FAMILIES ras)

@@ -1,7 +1,7 @@
 # A trace point disabled and enabled, beside spdlog and LTTng-UST where
 # they are installed (libspdlog-dev, liblttng-ust-dev).
 zul_add_bench(zul_bench_trace SOURCES ${CMAKE_CURRENT_LIST_DIR}/trace_bench.cpp
-  FAMILIES platform bss ras anc wnt thb)
+  FAMILIES ras)
 find_package(spdlog QUIET)
 if(spdlog_FOUND)
   target_link_libraries(zul_bench_trace PRIVATE spdlog::spdlog)

@@ -1,31 +1,29 @@
-/*
- * bss/zulss.h - private records of the basic system services.
- */
+// bss/zulss.h - private records of the basic system services.
 #ifndef ZUL_SRC_BSS_ZULSS_H
 #define ZUL_SRC_BSS_ZULSS_H
 
 #include <zul/bss1.h>
 
-/* The process block of the BSS1 family. */
+// The process block of the BSS1 family.
 typedef struct ZULSS_pcb {
-    ZULSS_lock_t configLock; /* guards configList; comes into being at first use */
-    ZULSS_lock_t keyLock;    /* guards keyCount */
-    void *configList;        /* configuration variables */
-    uint32_t keyCount;       /* highest thread key handed out */
-    uint32_t tlsIndex;       /* thread-local slot holding each thread's table */
-    uint32_t lineLimit;      /* longest line record of a format object: 127 */
+    ZULSS_lock_t configLock; // guards configList; comes into being at first use
+    ZULSS_lock_t keyLock;    // guards keyCount
+    void *configList;        // configuration variables
+    uint32_t keyCount;       // highest thread key handed out
+    uint32_t tlsIndex;       // thread-local slot holding each thread's table
+    uint32_t lineLimit;      // longest line record of a format object: 127
 } ZULSS_pcb_t;
 
-/* One pool slot: a lock that serves one construction at a time. */
+// One pool slot: a lock that serves one construction at a time.
 typedef struct ZULSS_slot {
     ZULSS_lock_t lock;
-    uint32_t owner;   /* thread running a constructor under this slot, or 0 */
-    const char *file; /* that thread's caller, for the recursion message */
+    uint32_t owner;   // thread running a constructor under this slot, or 0
+    const char *file; // that thread's caller, for the recursion message
     int32_t line;
-    int32_t next;     /* next slot in the free list */
+    int32_t next;     // next slot in the free list
 } ZULSS_slot_t;
 
-/* Work postponed until no construction runs in the process. */
+// Work postponed until no construction runs in the process.
 typedef struct ZULSS_epilog {
     struct ZULSS_epilog *next;
     ZULSS_constructor_t function;
@@ -33,52 +31,52 @@ typedef struct ZULSS_epilog {
 } ZULSS_epilog_t;
 
 #define ZULSS_POOL_SLOTS 64
-#define ZULSS_POOL_LIMIT 63 /* slot 0 is the master slot, never handed out */
+#define ZULSS_POOL_LIMIT 63 // slot 0 is the master slot, never handed out
 
 typedef struct ZULSS_pool {
     ZULSS_slot_t slots[ZULSS_POOL_SLOTS];
-    ZULSS_epilog_t *epilogs; /* last registered first */
-    int32_t active;          /* constructions begun and not yet ended */
-    int32_t free;            /* head of the returned slots; 0: empty */
-    int32_t highest;         /* highest slot number ever handed out */
+    ZULSS_epilog_t *epilogs; // last registered first
+    int32_t active;          // constructions begun and not yet ended
+    int32_t free;            // head of the returned slots; 0: empty
+    int32_t highest;         // highest slot number ever handed out
 } ZULSS_pool_t;
 
 extern ZULSS_pool_t ZULSS_pool;
 
-/* One thread block of one thread; the block follows the header. */
+// One thread block of one thread; the block follows the header.
 typedef struct alignas(16) ZULSS_tentry {
-    struct ZULSS_tentry *next;      /* older entry */
-    uintptr_t block;                /* the block's address, or a word block's value */
-    ZULSS_descriptor_t *descriptor; /* where the destructor is found */
+    struct ZULSS_tentry *next;      // older entry
+    uintptr_t block;                // the block's address, or a word block's value
+    ZULSS_descriptor_t *descriptor; // where the destructor is found
 } ZULSS_tentry_t;
 
-/* A thread's table of blocks, indexed by key - 1; the array follows. */
+// A thread's table of blocks, indexed by key - 1; the array follows.
 typedef struct ZULSS_ttable {
     uint32_t capacity;
     ZULSS_tentry_t **slots;
-    ZULSS_tentry_t *chain; /* newest first */
+    ZULSS_tentry_t *chain; // newest first
 } ZULSS_ttable_t;
 
-/* The calling thread's table, or null. */
+// The calling thread's table, or null.
 ZULSS_ttable_t *ZULSS_ThreadTable(void);
 
-/* The texts recorded by BSS1_Main; each may be null. */
+// The texts recorded by BSS1_Main; each may be null.
 const char *ZULSS_ProgramArg0(void);
 const char *ZULSS_CommandLine(void);
 const char *ZULSS_ProgramName(void);
 
-/* The public, forwarding descriptor of the BSS1 process block (a word block
- * whose constructor resolves the real one). */
+// The public, forwarding descriptor of the BSS1 process block (a word block
+// whose constructor resolves the real one).
 extern ZULSS_descriptor_t ZULSS_pcbDescriptor;
 
-/* The BSS1 process block, built on first use. */
+// The BSS1 process block, built on first use.
 static inline ZULSS_pcb_t *ZULSS_Pcb(void)
 {
     return (ZULSS_pcb_t *)ZULSS_PROCESS_BLOCK(&ZULSS_pcbDescriptor);
 }
 
-/* Runs at the end of the BSS1 block's construction to register the
- * family's console command; empty until the console exists. */
+// Runs at the end of the BSS1 block's construction to register the
+// family's console command; empty until the console exists.
 void ZULSS_RegisterCommand(void *pcb);
 
 #endif

@@ -1,12 +1,10 @@
-/*
- * zulssde - BSS1_DisplayEnvironment: the header of every log.
- *
- * Short items (1 to 20 characters) are laid out two to a line, longer ones
- * follow one to a line, and the two settings that shape the log close it.
- */
+// zulssde - BSS1_DisplayEnvironment: the header of every log.
+//
+// Short items (1 to 20 characters) are laid out two to a line, longer ones
+// follow one to a line, and the two settings that shape the log close it.
 #include "bss/zulssfmt.h"
 
-/* The labels of the items; items without one are not shown on their own. */
+// The labels of the items; items without one are not shown on their own.
 static const char *const labels[BSS1_INFO_COUNT] = {
     "System Name", nullptr,        nullptr,          "Process ID",     "Program Name",
     "User Name",   "Job Name",     "Task Name",      "System Type",    "Command Line",
@@ -14,7 +12,7 @@ static const char *const labels[BSS1_INFO_COUNT] = {
     "Phys Memory", "Virt Memory",  "Page Space",
 };
 
-/* Items up to this length are paired. */
+// Items up to this length are paired.
 #define SHORT_ITEM 20u
 
 int BSS1_DisplayEnvironment(ZULSS_format_t *object)
@@ -28,7 +26,7 @@ int BSS1_DisplayEnvironment(ZULSS_format_t *object)
         ras1 = "<not specified>";
 
     char text[255];
-    int first = 1; /* the next short item opens a line */
+    int first = 1; // the next short item opens a line
     for (uint32_t item = 0; item < BSS1_INFO_COUNT; item++) {
         if (labels[item] == nullptr)
             continue;

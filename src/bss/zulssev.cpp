@@ -1,11 +1,9 @@
-/*
- * zulssev - the environment block: its construction, the reading of
- * environment files, and the definition of variables.
- *
- * The block is built at the first lookup, under once-only construction,
- * so this code runs alone and takes no lock.  Once it has ended the list
- * never changes again: lookups may hand out pointers into it for good.
- */
+// zulssev - the environment block: its construction, the reading of
+// environment files, and the definition of variables.
+//
+// The block is built at the first lookup, under once-only construction,
+// so this code runs alone and takes no lock.  Once it has ended the list
+// never changes again: lookups may hand out pointers into it for good.
 #include "bss/zulssenv.h"
 
 #include <ctype.h>
@@ -13,18 +11,18 @@
 #include <string.h>
 
 #include "platform/zulplat.h"
-#include "ras/zulra.h"
+#include "internal/zulunits.h"
 
-/* Depth of included files now being read.  Touched only by the
- * constructor, which runs once per process. */
+// Depth of included files now being read.  Touched only by the
+// constructor, which runs once per process.
 static constinit int nesting = 0;
 
 static const char envPathName[] = "ZUL_ENVPATH";
 static const uint32_t envPathLength = sizeof envPathName - 1;
 
-/* ------------------------------------------------------------------ */
-/* The list                                                            */
-/* ------------------------------------------------------------------ */
+// ------------------------------------------------------------------
+// The list
+// ------------------------------------------------------------------
 
 static ZULSS_envvar_t *sentinel(ZULSS_env_t *env)
 {
@@ -39,9 +37,9 @@ static inline unsigned char fold(char c)
 
 ZULSS_envvar_t *ZULSS_FindEnvVar(ZULSS_env_t *env, const char *name, uint32_t length)
 {
-    /* Lengths first, then the last byte: names of one family share their
-     * beginnings and tend to differ at the end, so most candidates are
-     * turned away before the full comparison. */
+    // Lengths first, then the last byte: names of one family share their
+    // beginnings and tend to differ at the end, so most candidates are
+    // turned away before the full comparison.
     for (ZULSS_envvar_t *v = env->first; v != env->end; v = v->next)
         if (v->nameLength == length &&
             (length == 0 || fold(v->name[length - 1]) == fold(name[length - 1])) &&
@@ -57,10 +55,10 @@ static void unlink_var(ZULSS_envvar_t *v)
     free(v);
 }
 
-/* Defines `name` with `value`.  A redefinition goes to the end of the
- * list; an empty value removes the variable.  Without memory the new
- * definition is lost, and so is an older one of the same name: what the
- * files said last must not be silently replaced by what they said before. */
+// Defines `name` with `value`.  A redefinition goes to the end of the
+// list; an empty value removes the variable.  Without memory the new
+// definition is lost, and so is an older one of the same name: what the
+// files said last must not be silently replaced by what they said before.
 static void define(ZULSS_env_t *env, const char *name, uint32_t nameLength, const char *value,
                    uint32_t valueLength)
 {
@@ -86,9 +84,9 @@ static void define(ZULSS_env_t *env, const char *name, uint32_t nameLength, cons
         unlink_var(old);
 }
 
-/* Adds `path` to the list of files read, kept as ZUL_ENVPATH: the old
- * value, one blank and the path; the path alone if there was none or the
- * joined text finds no memory. */
+// Adds `path` to the list of files read, kept as ZUL_ENVPATH: the old
+// value, one blank and the path; the path alone if there was none or the
+// joined text finds no memory.
 static void record_path(ZULSS_env_t *env, const char *path)
 {
     uint32_t pathLength = static_cast<uint32_t>(strlen(path));
@@ -108,13 +106,13 @@ static void record_path(ZULSS_env_t *env, const char *path)
     define(env, envPathName, envPathLength, path, pathLength);
 }
 
-/* ------------------------------------------------------------------ */
-/* Files                                                               */
-/* ------------------------------------------------------------------ */
+// ------------------------------------------------------------------
+// Files
+// ------------------------------------------------------------------
 
 static int read_file(ZULSS_env_t *env, const char *path);
 
-/* One logical line of `length` bytes in the buffer. */
+// One logical line of `length` bytes in the buffer.
 static void process_line(ZULSS_env_t *env, uint32_t length)
 {
     if (length < 2)
@@ -139,11 +137,11 @@ static void process_line(ZULSS_env_t *env, uint32_t length)
 
     if (valueLength != 0 && nameLength == envPathLength &&
         BSS1_Match(name, envPathName, envPathLength) == 0) {
-        /* An include.  The path lies in the shared buffer, which the
-         * included file overwrites; it is used up (opened and recorded)
-         * before the first line of that file is read.  Beyond the deepest
-         * level the include is passed over, so a file that includes
-         * itself is read a bounded number of times. */
+        // An include.  The path lies in the shared buffer, which the
+        // included file overwrites; it is used up (opened and recorded)
+        // before the first line of that file is read.  Beyond the deepest
+        // level the include is passed over, so a file that includes
+        // itself is read a bounded number of times.
         if (nesting >= ZULSS_ENV_NESTING)
             return;
         line[length] = '\0';
@@ -155,8 +153,8 @@ static void process_line(ZULSS_env_t *env, uint32_t length)
     define(env, name, nameLength, value, valueLength);
 }
 
-/* Makes at least ZULSS_ENV_STEP bytes free behind `length`.  There is no
- * sane way on without a line buffer: the process ends. */
+// Makes at least ZULSS_ENV_STEP bytes free behind `length`.  There is no
+// sane way on without a line buffer: the process ends.
 static void make_room(ZULSS_env_t *env, uint32_t length)
 {
     while (env->capacity - length < ZULSS_ENV_STEP) {
@@ -168,7 +166,7 @@ static void make_room(ZULSS_env_t *env, uint32_t length)
     }
 }
 
-/* Assembles the logical lines of an open file and processes each. */
+// Assembles the logical lines of an open file and processes each.
 static void read_lines(ZULSS_env_t *env, FILE *file)
 {
     uint32_t length = 0;
@@ -182,21 +180,21 @@ static void read_lines(ZULSS_env_t *env, FILE *file)
         length += static_cast<uint32_t>(strlen(free_space));
         if (length == 0 || env->buffer[length - 1] != '\n') {
             if (length + 1 == env->capacity)
-                continue; /* the buffer filled up: the line goes on */
-            /* A last line without a line feed is taken as it stands,
-             * trailing blanks and backslashes included. */
+                continue; // the buffer filled up: the line goes on
+            // A last line without a line feed is taken as it stands,
+            // trailing blanks and backslashes included.
             process_line(env, length);
             length = 0;
             continue;
         }
-        length--; /* the line feed */
+        length--; // the line feed
         while (length > 0 && isspace(static_cast<unsigned char>(env->buffer[length - 1])))
             length--;
         uint32_t backslashes = 0;
         while (backslashes < length && env->buffer[length - 1 - backslashes] == '\\')
             backslashes++;
         if (backslashes % 2 == 1) {
-            length--; /* the next physical line follows directly */
+            length--; // the next physical line follows directly
             continue;
         }
         if (length == 0)
@@ -206,7 +204,7 @@ static void read_lines(ZULSS_env_t *env, FILE *file)
     }
 }
 
-/* Reads one file; returns 1 if it opened.  A null path does not open. */
+// Reads one file; returns 1 if it opened.  A null path does not open.
 static int read_file(ZULSS_env_t *env, const char *path)
 {
     if (path == nullptr)
@@ -220,9 +218,9 @@ static int read_file(ZULSS_env_t *env, const char *path)
     return 1;
 }
 
-/* ------------------------------------------------------------------ */
-/* Program name and the system table                                   */
-/* ------------------------------------------------------------------ */
+// ------------------------------------------------------------------
+// Program name and the system table
+// ------------------------------------------------------------------
 
 size_t ZULSS_ProgramStem(const char *path, char *out, size_t size)
 {
@@ -260,7 +258,7 @@ size_t ZULSS_SystemEnvPath(const char *table, const char *program, char *out, si
     while (found == 0 && fgets(line, sizeof line, file) != nullptr) {
         size_t n = strlen(line);
         if (n + 1 == sizeof line && line[n - 1] != '\n') {
-            /* Longer than any entry we take: skip the rest of it. */
+            // Longer than any entry we take: skip the rest of it.
             int c;
             while ((c = fgetc(file)) != EOF && c != '\n') {
             }
@@ -292,22 +290,12 @@ size_t ZULSS_SystemEnvPath(const char *table, const char *program, char *out, si
     return found;
 }
 
-/* ------------------------------------------------------------------ */
-/* Construction                                                        */
-/* ------------------------------------------------------------------ */
+// ------------------------------------------------------------------
+// Construction
+// ------------------------------------------------------------------
 
-/* Value `index` of the library's build record, "" where it has none. */
-static const char *build_value(uint32_t index)
-{
-    ZULRA_build_t *build = nullptr;
-    ZULRA_BuildInfo(&build);
-    if (build == nullptr || index >= build->valueCount || build->values[index] == nullptr)
-        return "";
-    return build->values[index];
-}
-
-/* Reads the file named by the process environment variable
- * "ZUL_ENVFILE_" + `suffix`. */
+// Reads the file named by the process environment variable
+// "ZUL_ENVFILE_" + `suffix`.
 static void read_named_by(ZULSS_env_t *env, const char *suffix)
 {
     static const char prefix[] = "ZUL_ENVFILE_";
@@ -325,7 +313,7 @@ static void construct_env(void *block)
 {
     ZULSS_env_t *env = static_cast<ZULSS_env_t *>(block);
 
-    /* The program's name and its entry in the system table. */
+    // The program's name and its entry in the system table.
     char path[256];
     char program[256];
     char systemPath[256];
@@ -340,14 +328,16 @@ static void construct_env(void *block)
     env->first = env->last = sentinel(env);
     env->end = env;
 
-    /* The first candidate that opens is the only one read. */
+    // The first candidate that opens is the only one read.
     if (!read_file(env, first) && !(systemPath[0] != '\0' && read_file(env, systemPath)) &&
         !read_file(env, ZULSS_ENV_DEFAULT1))
         read_file(env, ZULSS_ENV_DEFAULT2);
 
     read_file(env, getenv("ZUL_ENVFILE"));
-    read_named_by(env, build_value(16)); /* the build serial number */
-    read_named_by(env, build_value(3));  /* the environment filename */
+    ZULRA_build_t *build = nullptr;
+    ZULRA_BuildInfo(&build);
+    read_named_by(env, ZULRA_BuildValue(build, ZULRA_BUILD_SERIAL));
+    read_named_by(env, ZULRA_BuildValue(build, ZULRA_BUILD_ENVIRONMENT_FILE));
 
     static const char ignore[] = "ZUL_IGNOREHOSTENVIRONMENT";
     if (ZULSS_FindEnvVar(env, ignore, sizeof ignore - 1) == nullptr)

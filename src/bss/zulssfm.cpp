@@ -3,7 +3,7 @@
 
 #include <stdlib.h>
 
-int BSS1_FreeMem(size_t /*size: not needed by free*/, void *memory, int *reason)
+int BSS1_FreeMem(size_t /* size: free needs none */, void *memory, int *reason)
 {
     free(memory);
     *reason = RSN1_NoReason;

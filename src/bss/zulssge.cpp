@@ -1,12 +1,10 @@
-/*
- * zulssge - BSS1_GetEnv: the value of a setting, or the caller's fallback.
- *
- * Traced: a value found is worth a line whenever tracing is configured at
- * all (ANY); a fallback used is detail; a setting that is absent with no
- * fallback shows only under STATE and DETAIL together.
- */
+// zulssge - BSS1_GetEnv: the value of a setting, or the caller's fallback.
+//
+// Traced: a value found is worth a line whenever tracing is configured at
+// all (ANY); a fallback used is detail; a setting that is absent with no
+// fallback shows only under STATE and DETAIL together.
 #include "bss/zulssenv.h"
-#include "ras/zulra.h"
+#include "internal/zulunits.h"
 
 ZULRA_BSS1_UNIT("zulssge");
 

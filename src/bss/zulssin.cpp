@@ -1,7 +1,5 @@
-/*
- * zulssin - BSS1_Info: facts about the process and the machine as short
- * texts, worked out once in a process block of their own.
- */
+// zulssin - BSS1_Info: facts about the process and the machine as short
+// texts, worked out once in a process block of their own.
 #include "bss/zulss.h"
 #include "platform/zulplat.h"
 #include "platform/zulplsi.h"
@@ -11,23 +9,23 @@
 #include <string.h>
 #include <time.h>
 
-/* The build environment value shown as item 10: 'L' for Linux in the high
- * byte, and 0x64 for the 64-bit build. */
+// The build environment value shown as item 10: 'L' for Linux in the high
+// byte, and 0x64 for the 64-bit build.
 #define ZULSS_MAC1_ENV 0x4C64u
 
-/* A text is worked out in a local buffer of this size; texts recorded by
- * BSS1_Main must be shorter to be shown. */
+// A text is worked out in a local buffer of this size; texts recorded by
+// BSS1_Main must be shorter to be shown.
 #define ITEM_BUFFER 1024
 
 typedef struct ZULSS_item {
-    char *text; /* heap memory with a NUL behind `length` bytes; null if no value */
+    char *text; // heap memory with a NUL behind `length` bytes; null if no value
     uint32_t length;
 } ZULSS_item_t;
 
-/* The information block.  Sizes in `memory` are megabytes, rounded up;
- * `pageSize` is in kilobytes, rounded up. */
+// The information block.  Sizes in `memory` are megabytes, rounded up;
+// `pageSize` is in kilobytes, rounded up.
 typedef struct ZULSS_info {
-    time_t now; /* when the block was built */
+    time_t now; // when the block was built
     ZULSS_item_t items[BSS1_INFO_COUNT];
     struct {
         char machine[256];
@@ -48,7 +46,7 @@ static uint64_t megabytes(uint64_t bytes)
     return (bytes + 1048575u) >> 20;
 }
 
-/* The file name of a path without its directory and extension. */
+// The file name of a path without its directory and extension.
 static size_t program_name(const char *path, char *out, size_t size)
 {
     const char *base = strrchr(path, '/');
@@ -69,8 +67,8 @@ static int put(char *out, const char *format, unsigned long long value)
     return snprintf(out, ITEM_BUFFER, format, value);
 }
 
-/* Works item `item` out into `out` (ITEM_BUFFER bytes); returns its length,
- * 0 where it has no value. */
+// Works item `item` out into `out` (ITEM_BUFFER bytes); returns its length,
+// 0 where it has no value.
 static size_t work_out(const ZULSS_info_t *info, uint32_t item, char *out)
 {
     int n = 0;
@@ -168,8 +166,8 @@ static void construct_info(void *argument)
     info->memory.totalVirtual = megabytes(facts.virtTotal);
     info->memory.availVirtual = megabytes(facts.virtAvail);
 
-    /* Each text once to learn its length, then again into memory of its
-     * own; an item whose memory cannot be had has no value. */
+    // Each text once to learn its length, then again into memory of its
+    // own; an item whose memory cannot be had has no value.
     char local[ITEM_BUFFER];
     for (uint32_t item = 0; item < BSS1_INFO_COUNT; item++) {
         size_t length = work_out(info, item, local);

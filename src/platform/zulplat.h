@@ -1,10 +1,8 @@
-/*
- * platform/zulplat.h - the operating-system layer.
- *
- * Everything the library needs of the host goes through these few calls,
- * so that the families above speak only of locks, slots, ticks and
- * threads.  This is the Linux (glibc) implementation.
- */
+// platform/zulplat.h - the operating-system layer.
+//
+// Everything the library needs of the host goes through these few calls,
+// so that the families above speak only of locks, slots, ticks and
+// threads.  This is the Linux (glibc) implementation.
 #ifndef ZUL_SRC_PLATFORM_ZULPLAT_H
 #define ZUL_SRC_PLATFORM_ZULPLAT_H
 
@@ -15,39 +13,39 @@
 extern "C" {
 #endif
 
-/* A recursive mutex with an unlimited wait.  Create returns null if the
- * system has no memory or no mutex to give. */
+// A recursive mutex with an unlimited wait.  Create returns null if the
+// system has no memory or no mutex to give.
 void *ZULPL_MutexCreate(void);
 void ZULPL_MutexLock(void *mutex);
 void ZULPL_MutexUnlock(void *mutex);
 void ZULPL_MutexDestroy(void *mutex);
 
-/* One thread-local slot.  `atThreadEnd` is called with the slot's value
- * when a thread whose value is not null ends; it plays the loader's
- * thread-detach call.  Returns 0 on success. */
+// One thread-local slot.  `atThreadEnd` is called with the slot's value
+// when a thread whose value is not null ends; it plays the loader's
+// thread-detach call.  Returns 0 on success.
 int ZULPL_TlsAlloc(uint32_t *index, void (*atThreadEnd)(void *value));
 void *ZULPL_TlsGet(uint32_t index);
 void ZULPL_TlsSet(uint32_t index, void *value);
 
-/* The kernel's ID of the calling thread; never 0. */
+// The kernel's ID of the calling thread; never 0.
 uint32_t ZULPL_ThreadId(void);
 
-/* Ends the calling thread with the given exit code. */
+// Ends the calling thread with the given exit code.
 void ZULPL_ExitThread(int code) __attribute__((noreturn));
 
-/* Suspends the calling thread for `milliseconds`, resuming after signals. */
+// Suspends the calling thread for `milliseconds`, resuming after signals.
 void ZULPL_Sleep(uint32_t milliseconds);
 
-/* Milliseconds since the system started, as an unsigned 32-bit counter
- * that wraps every 49.7 days. */
+// Milliseconds since the system started, as an unsigned 32-bit counter
+// that wraps every 49.7 days.
 uint32_t ZULPL_Ticks(void);
 
-/* Replaces the tick counter, so that tests can drive the clock across the
- * wrap without waiting for it; null restores the system's counter. */
+// Replaces the tick counter, so that tests can drive the clock across the
+// wrap without waiting for it; null restores the system's counter.
 void ZULPL_SetTickSource(uint32_t (*source)(void));
 
-/* The full path of the running executable into `buffer` (NUL-terminated,
- * cut to fit).  Returns its length, 0 if it cannot be found. */
+// The full path of the running executable into `buffer` (NUL-terminated,
+// cut to fit).  Returns its length, 0 if it cannot be found.
 size_t ZULPL_ProgramPath(char *buffer, size_t size);
 
 #ifdef __cplusplus

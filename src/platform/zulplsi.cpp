@@ -1,6 +1,4 @@
-/*
- * zulplsi - facts about the machine, the system and the process.
- */
+// zulplsi - facts about the machine, the system and the process.
 #include "platform/zulplsi.h"
 
 #include <pwd.h>
@@ -10,8 +8,8 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-/* The user part of the address space of an x86-64 process with four-level
- * page tables: 47 bits. */
+// The user part of the address space of an x86-64 process with four-level
+// page tables: 47 bits.
 #define USER_ADDRESS_SPACE (UINT64_C(1) << 47)
 
 static void copy_cut(char *to, size_t size, const char *from)
@@ -23,7 +21,7 @@ static void copy_cut(char *to, size_t size, const char *from)
     to[n] = '\0';
 }
 
-/* Bytes of address space the process has mapped, from /proc/self/statm. */
+// Bytes of address space the process has mapped, from /proc/self/statm.
 static uint64_t mapped_bytes(uint64_t pageSize)
 {
     FILE *f = fopen("/proc/self/statm", "r");

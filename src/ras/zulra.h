@@ -1,7 +1,5 @@
-/*
- * ras/zulra.h - private records of the trace: the anchor, the process
- * block, the enumeration lists and the exit routines.
- */
+// ras/zulra.h - private records of the trace: the anchor, the process
+// block, the enumeration lists and the exit routines.
 #ifndef ZUL_SRC_RAS_ZULRA_H
 #define ZUL_SRC_RAS_ZULRA_H
 
@@ -10,47 +8,49 @@
 #include <zul/bss1.h>
 #include <zul/ras1.h>
 
-/* The process-wide sync word and the lock that guards registration.  It
- * lives outside the process block so that entry records can point
- * straight at the sync word from their first sync on.
- *
- * The anchor's lock guards `unit.registered`, `entry.syncWord` and the
- * writing of the enumeration lists.  It is never held together with the
- * block lock. */
+#include "internal/zulunits.h"
+
+// The process-wide sync word and the lock that guards registration.  It
+// lives outside the process block so that entry records can point
+// straight at the sync word from their first sync on.
+//
+// The anchor's lock guards `unit.registered`, `entry.syncWord` and the
+// writing of the enumeration lists.  It is never held together with the
+// block lock.
 typedef struct ZULRA_anchor {
     ZULSS_lock_t lock;
-    uint32_t syncWord; /* starts at 0; only ever incremented by 1, under the block lock */
-    int32_t once;      /* guards the initialization of `lock` */
+    uint32_t syncWord; // starts at 0; only ever incremented by 1, under the block lock
+    int32_t once;      // guards the initialization of `lock`
 } ZULRA_anchor_t;
 
 extern ZULRA_anchor_t ZULRA_anchor;
 
-/* A list head of stores or filters.  Both records begin with `next` and
- * `prev`, so the head itself serves as the list's sentinel node: an empty
- * list has `next` and `prev` at the head, and a walk stops when it comes
- * back to `end`, which is the head's address. */
+// A list head of stores or filters.  Both records begin with `next` and
+// `prev`, so the head itself serves as the list's sentinel node: an empty
+// list has `next` and `prev` at the head, and a walk stops when it comes
+// back to `end`, which is the head's address.
 typedef struct ZULRA_list {
     void *next;
     void *prev;
     void *end;
 } ZULRA_list_t;
 
-/* Rows of the class table, stores, environment routines, format contexts
- * and filters; each is told with the part of the trace that owns it. */
+// Rows of the class table, stores, environment routines, format contexts
+// and filters; each is told with the part of the trace that owns it.
 struct ZULRA_class;
 struct ZULRA_store;
 struct ZULRA_envr;
 struct ZULRA_fctx;
 
-/* An exit routine as registered; nodes are pushed at the head and never
- * removed, so a walk without a lock is safe. */
+// An exit routine as registered; nodes are pushed at the head and never
+// removed, so a walk without a lock is safe.
 typedef struct ZULRA_exit {
     struct ZULRA_exit *next;
     ZULRA_exitroutine_t routine;
     void *user;
 } ZULRA_exit_t;
 
-/* One slot of the capture ring: the newest lines of the log. */
+// One slot of the capture ring: the newest lines of the log.
 typedef struct ZULRA_capture {
     struct ZULRA_capture *next;
     uint32_t length;
@@ -59,57 +59,57 @@ typedef struct ZULRA_capture {
 
 #define ZULRA_CAPTURE_SLOTS 256
 
-/* One chunk of an enumeration list: `chunkBytes` of malloc'd memory whose
- * record pointers fill it downwards from its end.  `top[0]` is the newest
- * pointer; `top` starts one past the end.
- *
- * Writers (under the anchor's lock) store the pointer into its slot first
- * and then publish `count` with a release store; a new chunk is filled in
- * before the list head is published with a release store.  A reader that
- * loads the head and `count` with acquire loads may therefore take the
- * `count` pointers just below the chunk's end without a lock, and never
- * sees a slot that is not written yet.  Chunks are never freed. */
+// One chunk of an enumeration list: `chunkBytes` of malloc'd memory whose
+// record pointers fill it downwards from its end.  `top[0]` is the newest
+// pointer; `top` starts one past the end.
+//
+// Writers (under the anchor's lock) store the pointer into its slot first
+// and then publish `count` with a release store; a new chunk is filled in
+// before the list head is published with a release store.  A reader that
+// loads the head and `count` with acquire loads may therefore take the
+// `count` pointers just below the chunk's end without a lock, and never
+// sees a slot that is not written yet.  Chunks are never freed.
 typedef struct ZULRA_chunk {
-    struct ZULRA_chunk *next; /* older chunk */
-    uint32_t count;           /* record pointers held */
-    void **top;               /* the newest pointer held */
+    struct ZULRA_chunk *next; // older chunk
+    uint32_t count;           // record pointers held
+    void **top;               // the newest pointer held
 } ZULRA_chunk_t;
 
-/* The enumeration lists. */
+// The enumeration lists.
 enum { ZULRA_LIST_UNITS = 0, ZULRA_LIST_ENTRIES = 1, ZULRA_LIST_BUILDS = 2 };
 
-/* A chunk holds 1021 pointers behind its three header words.  The design
- * figures are 4096 bytes at 4 bytes a word; with 8-byte words the same
- * 1021 slots take 8192 bytes. */
+// A chunk holds 1021 pointers behind its three header words.  The design
+// figures are 4096 bytes at 4 bytes a word; with 8-byte words the same
+// 1021 slots take 8192 bytes.
 #define ZULRA_CHUNK_SLOTS 1021u
 #define ZULRA_CHUNK_BYTES ((uint32_t)(sizeof(ZULRA_chunk_t) + ZULRA_CHUNK_SLOTS * sizeof(void *)))
 
-/* The string pool's index: a tree handle of the tree family (a pointer
- * and the four characters of its eye-catcher). */
+// The string pool's index: a tree handle of the tree family (a pointer
+// and the four characters of its eye-catcher).
 typedef struct ZULRA_pooltree {
     void *root;
     char eye[4];
 } ZULRA_pooltree_t;
 
-/* The process block of the trace.  Zeroed memory, built once; all code of
- * the family reaches it through ZULRA_Pcb(). */
+// The process block of the trace.  Zeroed memory, built once; all code of
+// the family reaches it through ZULRA_Pcb().
 typedef struct ZULRA_pcb {
     ZULRA_anchor_t *anchor;
     const struct ZULRA_class *classTable;
-    struct ZULRA_store *defaultStore; /* null until one is named */
+    struct ZULRA_store *defaultStore; // null until one is named
     struct ZULRA_envr *environments;
-    ZULRA_exit_t *exits;              /* newest first; read without a lock */
-    ZULRA_list_t stores;              /* sorted */
-    ZULRA_list_t filters;             /* highest weight first */
+    ZULRA_exit_t *exits;              // newest first; read without a lock
+    ZULRA_list_t stores;              // sorted
+    ZULRA_list_t filters;             // highest weight first
     char *poolNext;
-    ZULSS_lock_t lock;                /* the block lock */
-    ZULSS_lock_t poolLock;            /* taken inside the block lock, never the reverse */
+    ZULSS_lock_t lock;                // the block lock
+    ZULSS_lock_t poolLock;            // taken inside the block lock, never the reverse
     ZULRA_pooltree_t poolTree;
-    uint32_t defaultClass;            /* written under the block lock; may be read without */
+    uint32_t defaultClass;            // written under the block lock; may be read without
     uint32_t storeCount;
-    uint32_t suspended;               /* tracing is off while not 0 */
+    uint32_t suspended;               // tracing is off while not 0
     uint32_t poolLeft;
-    int32_t once;                     /* guards the start of the service */
+    int32_t once;                     // guards the start of the service
     ZULRA_capture_t *capture;
     ZULRA_chunk_t *lists[3];
     uint32_t chunkBytes;
@@ -119,8 +119,8 @@ typedef struct ZULRA_pcb {
     uint32_t nextFilter;
 } ZULRA_pcb_t;
 
-/* The family's public descriptor: a word block whose constructor resolves
- * the real descriptor and stores the block's address. */
+// The family's public descriptor: a word block whose constructor resolves
+// the real descriptor and stores the block's address.
 extern ZULSS_descriptor_t ZULRA_pcbDescriptor;
 
 static inline ZULRA_pcb_t *ZULRA_Pcb(void)
@@ -128,17 +128,17 @@ static inline ZULRA_pcb_t *ZULRA_Pcb(void)
     return (ZULRA_pcb_t *)ZULSS_PROCESS_BLOCK(&ZULRA_pcbDescriptor);
 }
 
-/* The constructor of the real descriptor. */
+// The constructor of the real descriptor.
 void ZULRA_ConstructPCB(void *block);
 
-/* Adds `record` to enumeration list `list` of the block.  The caller holds
- * the anchor's lock.  Without memory the record is silently left out. */
+// Adds `record` to enumeration list `list` of the block.  The caller holds
+// the anchor's lock.  Without memory the record is silently left out.
 void ZULRA_Remember(ZULRA_pcb_t *block, int list, void *record);
 
-/* The class match: does the selecting word `c` match `want` (a unit's
- * class ORed with an entry's)?  With bit ANY in either word, any common
- * bit will do; otherwise every bit of `want` must be in `c`.  So `want`
- * 0 matches every `c` without ANY and none with it. */
+// The class match: does the selecting word `c` match `want` (a unit's
+// class ORed with an entry's)?  With bit ANY in either word, any common
+// bit will do; otherwise every bit of `want` must be in `c`.  So `want`
+// 0 matches every `c` without ANY and none with it.
 static inline int ZULRA_ClassMatch(uint32_t want, uint32_t c)
 {
     if ((want | c) & RAS1_ANY)
@@ -146,152 +146,118 @@ static inline int ZULRA_ClassMatch(uint32_t want, uint32_t c)
     return (want & c) == want;
 }
 
-/* Adds 1 to the sync word, making every record stale.  The caller holds
- * the block lock. */
+// Adds 1 to the sync word, making every record stale.  The caller holds
+// the block lock.
 static inline void ZULRA_MoveSyncWord(ZULRA_pcb_t *block)
 {
     __atomic_fetch_add(&block->anchor->syncWord, 1u, __ATOMIC_RELEASE);
 }
 
-/* True while no tracing is configured: no default class and no filter.
- * The caller holds the block lock. */
+// True while no tracing is configured: no default class and no filter.
+// The caller holds the block lock.
 static inline int ZULRA_NothingConfigured(ZULRA_pcb_t *block)
 {
     return __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED) == 0 &&
            block->filters.next == block->filters.end;
 }
 
-/* ------------------------------------------------------------------ */
-/* The library's own traced units                                      */
-/* ------------------------------------------------------------------ */
+// ------------------------------------------------------------------
+// Filters and the string pool
+// ------------------------------------------------------------------
 
-/* Unit kinds and component names of the library's families. */
-#define ZULRA_KINDS_BSS1 RAS1_LIBRARY
-#define ZULRA_KINDS_CRF1 (RAS1_SUBSYSTEM | RAS1_LIBRARY | RAS1_PROBE)
-#define ZULRA_KINDS_PFM1 (RAS1_LIBRARY | RAS1_TOOLKIT)
-#define ZULRA_KINDS_SIG1 (RAS1_LIBRARY | RAS1_TOOLKIT)
-#define ZULRA_KINDS_RES1 (RAS1_KERNEL | RAS1_OBJECT)
-
-/* The revision level that the library's units carry. */
-#define ZULRA_UNIT_LEVEL "1"
-
-/* The library's build record routine; every unit of the library names it.
- * It is made with the record, from src/ras/zulbuild.def, in C. */
-ZUL_BEGIN_DECLS
-void ZULRA_BuildInfo(ZULRA_build_t **build);
-ZUL_END_DECLS
-
-/* One line per source unit of the library.  `file` is the unit's name as
- * the log and the UNIT filter see it, e.g. "zulssge". */
-#define ZULRA_BSS1_UNIT(file) RAS1_DECLARE_UNIT_EX(file, ZULRA_KINDS_BSS1, ZULRA_UNIT_LEVEL, "BSS1", ZULRA_BuildInfo)
-#define ZULRA_CRF1_UNIT(file) RAS1_DECLARE_UNIT_EX(file, ZULRA_KINDS_CRF1, ZULRA_UNIT_LEVEL, "*", ZULRA_BuildInfo)
-#define ZULRA_PFM1_UNIT(file) RAS1_DECLARE_UNIT_EX(file, ZULRA_KINDS_PFM1, ZULRA_UNIT_LEVEL, "PFM1", ZULRA_BuildInfo)
-#define ZULRA_SIG1_UNIT(file) RAS1_DECLARE_UNIT_EX(file, ZULRA_KINDS_SIG1, ZULRA_UNIT_LEVEL, "SIG1", ZULRA_BuildInfo)
-#define ZULRA_RES1_UNIT(file) RAS1_DECLARE_UNIT_EX(file, ZULRA_KINDS_RES1, ZULRA_UNIT_LEVEL, "RES1", ZULRA_BuildInfo)
-/* The expression parser's unit. */
-#define ZULRA_PARSER_UNIT(file) RAS1_DECLARE_UNIT_EX(file, 0, ZULRA_UNIT_LEVEL, "RAS1C", ZULRA_BuildInfo)
-/* The unit of the trace's start and build banner: its name is "RAS1". */
-#define ZULRA_START_UNIT() RAS1_DECLARE_UNIT_EX("RAS1", 0, ZULRA_UNIT_LEVEL, "ZUL", ZULRA_BuildInfo)
-/* The failure report's unit. */
-#define ZULRA_REPORT_UNIT(file) RAS1_DECLARE_UNIT_EX(file, 0, ZULRA_UNIT_LEVEL, "*", ZULRA_BuildInfo)
-
-/* ------------------------------------------------------------------ */
-/* Filters and the string pool                                         */
-/* ------------------------------------------------------------------ */
-
-/* An interned text: one copy of each text in the pool, never freed. */
+// An interned text: one copy of each text in the pool, never freed.
 typedef struct ZULRA_spe {
     const char *text;
     uint32_t length;
 } ZULRA_spe_t;
 
-/* A filter: a zeroed block from malloc.  `next` and `prev` come first, so
- * that the list head serves as the sentinel. */
+// A filter: a zeroed block from malloc.  `next` and `prev` come first, so
+// that the list head serves as the sentinel.
 typedef struct ZULRA_filter {
     struct ZULRA_filter *next, *prev;
-    ZULRA_spe_t *unitName;  /* prefix of unit.file, or null */
-    ZULRA_spe_t *entryName; /* prefix of entry.name, or null */
-    ZULRA_spe_t *levelName; /* prefix of unit.level, or null */
-    ZULRA_spe_t *compName;  /* prefix of unit.comp, or null */
-    uint32_t classes;       /* completed; 0 turns tracing off */
+    ZULRA_spe_t *unitName;  // prefix of unit.file, or null
+    ZULRA_spe_t *entryName; // prefix of entry.name, or null
+    ZULRA_spe_t *levelName; // prefix of unit.level, or null
+    ZULRA_spe_t *compName;  // prefix of unit.comp, or null
+    uint32_t classes;       // completed; 0 turns tracing off
     uint32_t lineLow, lineHigh;
-    uint32_t savedWeight;   /* never changes */
-    uint32_t weight;        /* savedWeight while active, 0 while suspended */
-    uint32_t id;            /* odd, never reused */
+    uint32_t savedWeight;   // never changes
+    uint32_t weight;        // savedWeight while active, 0 while suspended
+    uint32_t id;            // odd, never reused
 } ZULRA_filter_t;
 
-/* The record that stands in for a text the pool had no memory for. */
+// The record that stands in for a text the pool had no memory for.
 extern ZULRA_spe_t ZULRA_noSpe;
 
-/* Orders pool records by length, then by their bytes. */
+// Orders pool records by length, then by their bytes.
 int ZULRA_CompareSpe(const void *a, const void *b);
 
-/* The pool's one record of `text`, made on first use; the fallback record
- * without memory.  Takes the pool lock. */
+// The pool's one record of `text`, made on first use; the fallback record
+// without memory.  Takes the pool lock.
 ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t length);
 
-/* Links `filter` into the list by its `weight`: behind every heavier
- * filter and in front of the others, so the newest of equal weight comes
- * first.  Moves the sync word.  The caller holds the block lock. */
+// Links `filter` into the list by its `weight`: behind every heavier
+// filter and in front of the others, so the newest of equal weight comes
+// first.  Moves the sync word.  The caller holds the block lock.
 void ZULRA_InsertFilter(ZULRA_pcb_t *block, ZULRA_filter_t *filter);
 
-/* Unlinks `filter` from the list.  The caller holds the block lock. */
+// Unlinks `filter` from the list.  The caller holds the block lock.
 void ZULRA_UnlinkFilter(ZULRA_filter_t *filter);
 
-/* The filter of that id, or null.  The caller holds the block lock. */
+// The filter of that id, or null.  The caller holds the block lock.
 ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id);
 
-/* The default store on standard output (or the file that ZUL_RAS1 names)
- * and the reading of ZUL_RAS1. */
+// The default store on standard output (or the file that ZUL_RAS1 names)
+// and the reading of ZUL_RAS1.
 void ZULRA_LoadSettings(void);
 
-/* The exit routine that keeps unit names, and the first UNIT element of
- * a new filter, in one form; and the form itself: the last path
- * component, without trailing white space, in lower case, in place. */
+// The exit routine that keeps unit names, and the first UNIT element of
+// a new filter, in one form; and the form itself: the last path
+// component, without trailing white space, in lower case, in place.
 int ZULRA_NormalizeExit(uint32_t events, void **user, ZULRA_notice_t *notice);
 void ZULRA_NormalizeName(char **text, uint32_t *length);
 
-/* ------------------------------------------------------------------ */
-/* Calls between the parts of the trace                                */
-/* ------------------------------------------------------------------ */
+// ------------------------------------------------------------------
+// Calls between the parts of the trace
+// ------------------------------------------------------------------
 
-/* The class table (zulracl), the store walk (zulrast), the class names
- * (zulraqn) and the writing of a line (zulrafo) belong to the log; the
- * start (zulrain), the pool (zulrasp), the filter walk (zulrafl) and the
- * banner (zulrasb) to the filters and the start.  The console command
- * waits in zulrasm until the console exists. */
+// The class table (zulracl), the store walk (zulrast), the class names
+// (zulraqn) and the writing of a line (zulrafo) belong to the log; the
+// start (zulrain), the pool (zulrasp), the filter walk (zulrafl) and the
+// banner (zulrasb) to the filters and the start.  The console command
+// waits in zulrasm until the console exists.
 
-/* The start of the service: runs once per process, under once-only
- * construction, at the first sync that is not suspended. */
+// The start of the service: runs once per process, under once-only
+// construction, at the first sync that is not suspended.
 void InitializeRAS1(void *block);
 
-/* Registers the ras1 console command; runs as the block's epilog. */
+// Registers the ras1 console command; runs as the block's epilog.
 void ZULRA_RegisterCommand(void *block);
 
-/* The first row of the static class table. */
+// The first row of the static class table.
 const struct ZULRA_class *ZULRA_ClassTable(void);
 
-/* Creates the string pool's index tree in the block. */
+// Creates the string pool's index tree in the block.
 void ZULRA_CreatePool(ZULRA_pcb_t *block);
 
-/* Walks the filter list for the first active filter that matches the
- * entry; stores its class word in *classes and returns 1, or returns 0
- * when none matches.  The caller holds the block lock. */
+// Walks the filter list for the first active filter that matches the
+// entry; stores its class word in *classes and returns 1, or returns 0
+// when none matches.  The caller holds the block lock.
 int ZULRA_MatchFilters(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t *classes);
 
-/* The first store of the store list whose class matches `want`, or null.
- * The caller holds the block lock. */
+// The first store of the store list whose class matches `want`, or null.
+// The caller holds the block lock.
 struct ZULRA_store *ZULRA_MatchStore(ZULRA_pcb_t *block, uint32_t want);
 
-/* Writes the build banner of a newly met build record. */
+// Writes the build banner of a newly met build record.
 void ZULRA_ShowBuild(ZULRA_build_t *build);
 
-/* The names of `classes` into `buffer` (NUL-terminated, at most `size`
- * bytes with the NUL); returns the text's length. */
+// The names of `classes` into `buffer` (NUL-terminated, at most `size`
+// bytes with the NUL); returns the text's length.
 uint32_t ZULRA_ClassNames(uint32_t classes, char *buffer, uint32_t size);
 
-/* Writes one line for `entry` under `line` from `format` and `args`;
- * returns the status of the write. */
+// Writes one line for `entry` under `line` from `format` and `args`;
+// returns the status of the write.
 int ZULRA_FormatEvent(ZULRA_entry_t *entry, int line, const char *format, va_list args);
 
 #endif

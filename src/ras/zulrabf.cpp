@@ -1,20 +1,18 @@
-/*
- * zulrabf - RAS1_BeginFormat: open one line of the log.
- *
- * Picks the store by the record's cached class word, takes a context,
- * opens a format object whose output goes through ZULRA_FormatHandler,
- * writes the store's opening block if this is the store's first line,
- * and writes the line head:
- *
- *     (seconds.nanoseconds-thread:<environment>unit,line,"function") text
- */
+// zulrabf - RAS1_BeginFormat: open one line of the log.
+//
+// Picks the store by the record's cached class word, takes a context,
+// opens a format object whose output goes through ZULRA_FormatHandler,
+// writes the store's opening block if this is the store's first line,
+// and writes the line head:
+//
+//     (seconds.nanoseconds-thread:<environment>unit,line,"function") text
 #include "ras/zulralg.h"
-#include "bss/zulssfmt.h"
+#include "internal/zulprint.h"
 
 #include <stdlib.h>
 
-/* Writes the opening block of a store: the title, the header of the
- * process and a rule. */
+// Writes the opening block of a store: the title, the header of the
+// process and a rule.
 static void open_store(ZULSS_format_t *format)
 {
     ZULSS_Print(format, "========================>  Torvel QX/RAS1 Service Log  "
@@ -82,9 +80,9 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     ZULSS_time_t now;
     BSS1_GetTime(&now);
 
-    /* Only the thread that finds the store unopened writes the block; the
-     * count is read without the lock first so that later lines pay one
-     * load. */
+    // Only the thread that finds the store unopened writes the block; the
+    // count is read without the lock first so that later lines pay one
+    // load.
     if (__atomic_load_n(&store->opened, __ATOMIC_ACQUIRE) == 0) {
         BSS1_GetLock(&store->lock);
         uint32_t old = __atomic_fetch_add(&store->opened, 1u, __ATOMIC_ACQ_REL);

@@ -1,11 +1,9 @@
-/*
- * zulracl - the class table: the names of the bits of a class word.
- *
- * The order of the rows decides both which name an abbreviation reaches
- * (the first row that accepts it) and how a word is printed (the first
- * rows that cover its bits), so the combinations come first and STATE
- * stands before STORAGE.
- */
+// zulracl - the class table: the names of the bits of a class word.
+//
+// The order of the rows decides both which name an abbreviation reaches
+// (the first row that accepts it) and how a word is printed (the first
+// rows that cover its bits), so the combinations come first and STATE
+// stands before STORAGE.
 #include "ras/zulralg.h"
 
 static constinit const ZULRA_class_t class_table[] = {

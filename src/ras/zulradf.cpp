@@ -1,7 +1,5 @@
-/*
- * zulradf - RAS1_DestroyFilter: remove a filter.  Its texts stay in the
- * pool, where other filters may share them.
- */
+// zulradf - RAS1_DestroyFilter: remove a filter.  Its texts stay in the
+// pool, where other filters may share them.
 #include "ras/zulra.h"
 
 #include <stdlib.h>

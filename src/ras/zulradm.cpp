@@ -1,8 +1,6 @@
-/*
- * zulradm - RAS1_Dump: a message and a hexadecimal dump of memory.
- */
+// zulradm - RAS1_Dump: a message and a hexadecimal dump of memory.
 #include "ras/zulralg.h"
-#include "bss/zulssfmt.h"
+#include "internal/zulprint.h"
 
 int RAS1_Dump(ZULRA_entry_t *entry, int line, const void *address, uint32_t length,
               const char *text, ...)

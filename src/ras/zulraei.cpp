@@ -1,7 +1,5 @@
-/*
- * zulraei - RAS1_EnumInfo: read the lists of units, entries and build
- * records that the trace has met, a batch at a time.
- */
+// zulraei - RAS1_EnumInfo: read the lists of units, entries and build
+// records that the trace has met, a batch at a time.
 #include "ras/zulra.h"
 
 int RAS1_EnumInfo(uint32_t list, void **records, uint32_t *index, uint32_t *count)
@@ -19,11 +17,11 @@ int RAS1_EnumInfo(uint32_t list, void **records, uint32_t *index, uint32_t *coun
 
     BSS1_GetLock(&block->lock);
 
-    /* Writers add under the anchor's lock, which is not ours: each chunk's
-     * count is read once, and the pointers taken are the `n` just below the
-     * chunk's end, which a writer has filled in before it published `n`.
-     * A pointer that arrives meanwhile lands below them and is left for
-     * the next call, where it counts as position 0. */
+    // Writers add under the anchor's lock, which is not ours: each chunk's
+    // count is read once, and the pointers taken are the `n` just below the
+    // chunk's end, which a writer has filled in before it published `n`.
+    // A pointer that arrives meanwhile lands below them and is left for
+    // the next call, where it counts as position 0.
     ZULRA_chunk_t *chunk = __atomic_load_n(&block->lists[list], __ATOMIC_ACQUIRE);
     uint32_t n = chunk ? __atomic_load_n(&chunk->count, __ATOMIC_ACQUIRE) : 0;
     uint32_t offset = *index;

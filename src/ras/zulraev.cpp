@@ -1,10 +1,8 @@
-/*
- * zulraev - RAS1_Event: the fixed lines of the protocol, and the suspend
- * count.
- */
+// zulraev - RAS1_Event: the fixed lines of the protocol, and the suspend
+// count.
 #include "ras/zulra.h"
 
-/* The lines of codes 0 to 4, by code. */
+// The lines of codes 0 to 4, by code.
 static const char *const event_formats[] = {
     "Entry\n",
     "Exit: 0x%X\n",
@@ -13,9 +11,9 @@ static const char *const event_formats[] = {
     "Active RAS1 Classes: %*.*s\n",
 };
 
-/* Codes 5 and 6.  Only the edges of the count move the sync word: the
- * first suspend makes every record stale so that each finds the
- * suspension, and the last resume so that each works its word out anew. */
+// Codes 5 and 6.  Only the edges of the count move the sync word: the
+// first suspend makes every record stale so that each finds the
+// suspension, and the last resume so that each works its word out anew.
 static void suspend(int by)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
@@ -54,7 +52,7 @@ int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)
     if (entry == nullptr)
         return STC1_BadArgument;
 
-    /* No test of a class here: the caller has made it. */
+    // No test of a class here: the caller has made it.
     va_list args;
     va_start(args, event);
     int status = ZULRA_FormatEvent(entry, line, event_formats[event], args);

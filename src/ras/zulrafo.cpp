@@ -1,7 +1,5 @@
-/*
- * zulrafo - RAS1_Format: one message to the log, from a format and an
- * argument list; and the writing of the fixed lines of RAS1_Event.
- */
+// zulrafo - RAS1_Format: one message to the log, from a format and an
+// argument list; and the writing of the fixed lines of RAS1_Event.
 #include "ras/zulralg.h"
 
 int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
@@ -12,7 +10,7 @@ int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
         return status;
     if (text != nullptr)
         BSS1_ProcessFormat(format, text, args);
-    /* A message without a final line feed is ended as a finished line. */
+    // A message without a final line feed is ended as a finished line.
     BSS1_EndFormat(format);
     return STC1_Success;
 }

@@ -1,32 +1,30 @@
-/*
- * zulrain - InitializeRAS1 and ZULRA_LoadSettings: the start of the trace.
- *
- * Nothing calls a start function: the first sync that is not suspended
- * runs InitializeRAS1 once.  It gives the process its default store on
- * standard output (or the file that ZUL_RAS1 names), reads ZUL_RAS1,
- * installs the exit routine that keeps unit names in one form, checks the
- * byte order and writes the library's build banner.
- *
- * All of it runs under once-only construction, so nothing here may sync
- * a record on this thread: it would find its own construction and abort.
- */
+// zulrain - InitializeRAS1 and ZULRA_LoadSettings: the start of the trace.
+//
+// Nothing calls a start function: the first sync that is not suspended
+// runs InitializeRAS1 once.  It gives the process its default store on
+// standard output (or the file that ZUL_RAS1 names), reads ZUL_RAS1,
+// installs the exit routine that keeps unit names in one form, checks the
+// byte order and writes the library's build banner.
+//
+// All of it runs under once-only construction, so nothing here may sync
+// a record on this thread: it would find its own construction and abort.
 #include "ras/zulralg.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-/* The default store's stream; standard output until ZUL_RAS1 names a
- * file, which then stays open to the end of the process. */
+// The default store's stream; standard output until ZUL_RAS1 names a
+// file, which then stays open to the end of the process.
 static constinit FILE *stream_word = nullptr;
 
-/* The longest log file name that ZUL_RAS1 may give. */
+// The longest log file name that ZUL_RAS1 may give.
 #define LONGEST_PATH 511u
 
-/* Opens the log file named by the text behind the last ">".  The file
- * is truncated: each start of the process begins a new log.  On any
- * failure the log stays on standard output, without a message, since
- * there is no log yet to say it in. */
+// Opens the log file named by the text behind the last ">".  The file
+// is truncated: each start of the process begins a new log.  On any
+// failure the log stays on standard output, without a message, since
+// there is no log yet to say it in.
 static void open_log_file(const char *text, uint32_t length)
 {
     const char *token = nullptr;
@@ -59,8 +57,8 @@ void ZULRA_LoadSettings(void)
         open_log_file(arrow + 1, length - expression - 1);
     }
 
-    /* The expression is read from a copy: the parser writes into its text
-     * and the value belongs to the environment. */
+    // The expression is read from a copy: the parser writes into its text
+    // and the value belongs to the environment.
     char *copy = (char *)malloc(expression + 1);
     if (copy == nullptr)
         return;
@@ -70,8 +68,8 @@ void ZULRA_LoadSettings(void)
     free(copy);
 }
 
-/* A static word that holds 1: its first byte in memory is 1 on a
- * little-endian machine, the order that the records were laid out for. */
+// A static word that holds 1: its first byte in memory is 1 on a
+// little-endian machine, the order that the records were laid out for.
 static const uint32_t one = 1;
 
 void InitializeRAS1(void *argument)
@@ -83,8 +81,8 @@ void InitializeRAS1(void *argument)
     BSS1_GetLock(&block->lock);
     uint32_t stores = block->storeCount;
     BSS1_ReleaseLock(&block->lock);
-    /* A process that registered a store of its own before its first
-     * traced call has chosen its log itself. */
+    // A process that registered a store of its own before its first
+    // traced call has chosen its log itself.
     if (stores == 0)
         ZULRA_LoadSettings();
 
@@ -96,8 +94,8 @@ void InitializeRAS1(void *argument)
         abort();
     }
 
-    /* The library's own build record is known from the start, whether
-     * or not one of its units is ever traced. */
+    // The library's own build record is known from the start, whether
+    // or not one of its units is ever traced.
     ZULRA_build_t *build = nullptr;
     ZULRA_BuildInfo(&build);
     if (build != nullptr) {

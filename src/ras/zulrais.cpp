@@ -1,20 +1,18 @@
-/*
- * zulrais - RAS1_InterpretString and ParseExpression: the filter
- * expression language.
- *
- * An expression is read in levels.  The whole text is one level, each
- * group in parentheses is a level of its own, and each line of an
- * included file is one too.  A level collects class names and filter
- * elements and applies them once, at its end: with elements they make
- * one filter, without they set the default class.  A group is applied as
- * soon as it is read, so in "ERROR (UNIT:zulcr FLOW)" the filter comes
- * first and the default class after it.
- *
- * This code runs inside the start of the trace, where nothing may sync a
- * record, so it reads its own class word with the quick read and writes
- * its messages without testing it: they reach the log whenever a store
- * exists.
- */
+// zulrais - RAS1_InterpretString and ParseExpression: the filter
+// expression language.
+//
+// An expression is read in levels.  The whole text is one level, each
+// group in parentheses is a level of its own, and each line of an
+// included file is one too.  A level collects class names and filter
+// elements and applies them once, at its end: with elements they make
+// one filter, without they set the default class.  A group is applied as
+// soon as it is read, so in "ERROR (UNIT:zulcr FLOW)" the filter comes
+// first and the default class after it.
+//
+// This code runs inside the start of the trace, where nothing may sync a
+// record, so it reads its own class word with the quick read and writes
+// its messages without testing it: they reach the log whenever a store
+// exists.
 #include "ras/zulralg.h"
 
 #include <stdio.h>
@@ -23,17 +21,17 @@
 ZULRA_PARSER_UNIT("zulrais");
 RAS1_DECLARE_ENTRY(parse_entry, "ParseExpression", 0);
 
-/* Elements of one level.  Expressions name at most a unit, a function, a
- * level and a component, so seven leave room for repeats. */
+// Elements of one level.  Expressions name at most a unit, a function, a
+// level and a component, so seven leave room for repeats.
 #define MAX_ELEMENTS 7
-/* The longest class name, and the longest line of an included file. */
+// The longest class name, and the longest line of an included file.
 #define LONGEST_NAME 16u
 #define LONGEST_LINE 255u
-/* Included files may include others; a file that includes itself must
- * not exhaust the stack. */
+// Included files may include others; a file that includes itself must
+// not exhaust the stack.
 #define DEEPEST_INCLUSION 8
 
-/* Character classes of the C locale, whatever locale the program set. */
+// Character classes of the C locale, whatever locale the program set.
 static int is_space(unsigned char c)
 {
     return c == ' ' || (c >= '\t' && c <= '\r');
@@ -52,8 +50,8 @@ static char upper(char c)
 
 static int parse_level(char *text, uint32_t length, int depth);
 
-/* A level that names a file: each line of the file is a level.  The name
- * is used as it stands, blanks and line ends included. */
+// A level that names a file: each line of the file is a level.  The name
+// is used as it stands, blanks and line ends included.
 static int include_file(const char *name, uint32_t length, int depth)
 {
     char path[LONGEST_LINE + 1];
@@ -76,7 +74,7 @@ static int include_file(const char *name, uint32_t length, int depth)
     return status;
 }
 
-/* The element type of an upper-case keyword, or -1. */
+// The element type of an upper-case keyword, or -1.
 static int keyword_type(const char *word, uint32_t length)
 {
     static const struct {
@@ -92,7 +90,7 @@ static int keyword_type(const char *word, uint32_t length)
     return -1;
 }
 
-/* The value of one class name (full or abbreviated); NONE counts. */
+// The value of one class name (full or abbreviated); NONE counts.
 static int class_value(const char *token, uint32_t n, uint32_t *value)
 {
     if (n > LONGEST_NAME) {
@@ -111,7 +109,7 @@ static int class_value(const char *token, uint32_t n, uint32_t *value)
     return STC1_BadArgument;
 }
 
-/* One level: ParseExpression. */
+// One level: ParseExpression.
 static int parse_level(char *text, uint32_t length, int depth)
 {
     if (length >= 2 && length <= LONGEST_LINE && text[0] == '<')
@@ -127,7 +125,7 @@ static int parse_level(char *text, uint32_t length, int depth)
     while (at < length) {
         unsigned char c = (unsigned char)text[at];
 
-        /* A group: parsed and applied at once, as a level of its own. */
+        // A group: parsed and applied at once, as a level of its own.
         if (c == '(' && length - at >= 3) {
             uint32_t close = at + 1;
             while (close < length && text[close] != ')')
@@ -147,7 +145,7 @@ static int parse_level(char *text, uint32_t length, int depth)
             continue;
         }
 
-        /* A token; a failed group ends the level here. */
+        // A token; a failed group ends the level here.
         if (groupStatus != STC1_Success)
             return groupStatus;
         uint32_t start = at;
@@ -213,7 +211,7 @@ int RAS1_InterpretString(char *text, uint32_t length)
 {
     if (text == nullptr)
         return length == 0 ? STC1_Success : STC1_BadArgument;
-    /* Nothing here may sync a record: this runs inside the trace's start. */
+    // Nothing here may sync a record: this runs inside the trace's start.
     (void)RAS1_PeekClass(&parse_entry);
     return parse_level(text, length, 0);
 }

@@ -1,17 +1,15 @@
-/*
- * ras/zulralg.h - private records of the log: the class table, stores,
- * environment routines and format contexts, and the functions that the
- * units of the log share.
- */
+// ras/zulralg.h - private records of the log: the class table, stores,
+// environment routines and format contexts, and the functions that the
+// units of the log share.
 #ifndef ZUL_SRC_RAS_ZULRALG_H
 #define ZUL_SRC_RAS_ZULRALG_H
 
 #include "ras/zulra.h"
 
-/* One row of the class table.  `minLength` is the shortest accepted
- * abbreviation and the length in which the name is printed; `maxLength`
- * is the name's full length.  The table ends with a row of zeros, after
- * NONE, the one named row whose value is 0. */
+// One row of the class table.  `minLength` is the shortest accepted
+// abbreviation and the length in which the name is printed; `maxLength`
+// is the name's full length.  The table ends with a row of zeros, after
+// NONE, the one named row whose value is 0.
 typedef struct ZULRA_class {
     uint32_t value;
     uint32_t minLength;
@@ -19,29 +17,29 @@ typedef struct ZULRA_class {
     const char *text;
 } ZULRA_class_t;
 
-/* A store: a block from malloc, zeroed, never freed.  `next` and `prev`
- * come first, so that the list head serves as the list's sentinel. */
+// A store: a block from malloc, zeroed, never freed.  `next` and `prev`
+// come first, so that the list head serves as the list's sentinel.
 typedef struct ZULRA_store {
     struct ZULRA_store *next, *prev;
     ZULRA_write_t write;
-    uint32_t classes;   /* 0: takes only lines whose class word is 0 */
-    void *data;         /* the caller's word, handed to `write` */
-    char storeName[8];  /* upper case, blank-padded, no NUL; unique */
-    uint32_t weight;    /* sort key: narrow stores first */
-    ZULSS_lock_t lock;  /* serializes everything written to the store */
-    uint32_t opened;    /* 0 until the first line; counts first writers */
+    uint32_t classes;   // 0: takes only lines whose class word is 0
+    void *data;         // the caller's word, handed to `write`
+    char storeName[8];  // upper case, blank-padded, no NUL; unique
+    uint32_t weight;    // sort key: narrow stores first
+    ZULSS_lock_t lock;  // serializes everything written to the store
+    uint32_t opened;    // 0 until the first line; counts first writers
 } ZULRA_store_t;
 
-/* An environment routine as registered; pushed at the head, never
- * removed. */
+// An environment routine as registered; pushed at the head, never
+// removed.
 typedef struct ZULRA_envr {
     struct ZULRA_envr *next;
     ZULRA_envroutine_t routine;
     void *user;
 } ZULRA_envr_t;
 
-/* The context of one message: what the format handler needs to know.
- * Recycled through `freeContexts`, never freed. */
+// The context of one message: what the format handler needs to know.
+// Recycled through `freeContexts`, never freed.
 typedef struct ZULRA_fctx {
     struct ZULRA_fctx *next;
     ZULSS_format_t *format;
@@ -50,8 +48,8 @@ typedef struct ZULRA_fctx {
     uint32_t flags;
 } ZULRA_fctx_t;
 
-/* The class word `v` with its empty fields filled: no unit kind selects
- * every unit kind, and so on.  0 stays 0; ANY counts in no test. */
+// The class word `v` with its empty fields filled: no unit kind selects
+// every unit kind, and so on.  0 stays 0; ANY counts in no test.
 static inline uint32_t ZULRA_Complete(uint32_t v)
 {
     if (v == 0)
@@ -66,31 +64,31 @@ static inline uint32_t ZULRA_Complete(uint32_t v)
     return c;
 }
 
-/* The first store of the list, or the list's end. */
+// The first store of the list, or the list's end.
 static inline ZULRA_store_t *ZULRA_StoreEnd(ZULRA_pcb_t *block)
 {
     return (ZULRA_store_t *)block->stores.end;
 }
 
-/* Copies a store name of 1 to 8 bytes to an 8-byte field of blanks, in
- * upper case.  Returns 0, or 1 for a bad length or a null name. */
+// Copies a store name of 1 to 8 bytes to an 8-byte field of blanks, in
+// upper case.  Returns 0, or 1 for a bad length or a null name.
 int ZULRA_StoreName(char field[8], const char *name, uint32_t length);
 
-/* The store of that prepared name, or null.  The caller holds the block
- * lock. */
+// The store of that prepared name, or null.  The caller holds the block
+// lock.
 ZULRA_store_t *ZULRA_FindStore(ZULRA_pcb_t *block, const char field[8]);
 
-/* Weighs `store` by its class word and links it into the store list: a
- * narrow store before a broad one, ANY after all stores without it, a
- * class-less store last.  Moves the sync word.  The caller holds the block
- * lock. */
+// Weighs `store` by its class word and links it into the store list: a
+// narrow store before a broad one, ANY after all stores without it, a
+// class-less store last.  Moves the sync word.  The caller holds the block
+// lock.
 void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
 
-/* The output routine of every log format object. */
+// The output routine of every log format object.
 int ZULRA_FormatHandler(void *context, char *records, uint32_t count);
 
-/* The default store's write routine: `data` is the address of a FILE *
- * word.  Writes with fwrite and flushes at a line end.  Always 0. */
+// The default store's write routine: `data` is the address of a FILE *
+// word.  Writes with fwrite and flushes at a line end.  Always 0.
 int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                       uint32_t flags);
 

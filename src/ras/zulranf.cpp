@@ -1,18 +1,16 @@
-/*
- * zulranf - RAS1_NewFilter: add a filter, or change the one that names
- * the same texts.
- */
+// zulranf - RAS1_NewFilter: add a filter, or change the one that names
+// the same texts.
 #include "ras/zulralg.h"
 
 #include <stdlib.h>
 #include <string.h>
 
-/* Weight of one character of each element type: a function name says
- * more than a level, a level more than a component, a component more than
- * a unit name. */
+// Weight of one character of each element type: a function name says
+// more than a level, a level more than a component, a component more than
+// a unit name.
 static const uint32_t type_weight[4] = {1, 5, 4, 3};
 
-/* The field of `filter` that an element of `type` (0 to 3) fills. */
+// The field of `filter` that an element of `type` (0 to 3) fills.
 static ZULRA_spe_t **field_of(ZULRA_filter_t *filter, int32_t type)
 {
     switch (type) {
@@ -23,10 +21,10 @@ static ZULRA_spe_t **field_of(ZULRA_filter_t *filter, int32_t type)
     }
 }
 
-/* Is `filter` the one that `elements` describe?  Each element must find
- * its field filled with a text of its length that matches it without
- * case; an element that names nothing, or of a reserved type, finds no
- * twin at all, so such filters are always new. */
+// Is `filter` the one that `elements` describe?  Each element must find
+// its field filled with a text of its length that matches it without
+// case; an element that names nothing, or of a reserved type, finds no
+// twin at all, so such filters are always new.
 static int same_filter(ZULRA_filter_t *filter, uint32_t weight, const ZULRA_elem_t *elements,
                        uint32_t count)
 {
@@ -59,9 +57,9 @@ int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint3
 
     ZULRA_pcb_t *block = ZULRA_Pcb();
 
-    /* The exit routines see the elements before they are weighed, with no
-     * lock held: the name normalizer puts the first UNIT text in the form
-     * of unit names here. */
+    // The exit routines see the elements before they are weighed, with no
+    // lock held: the name normalizer puts the first UNIT text in the form
+    // of unit names here.
     ZULRA_notice_t notice;
     memset(&notice, 0, sizeof notice);
     notice.size = sizeof notice;
@@ -96,15 +94,15 @@ int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint3
             const ZULRA_elem_t *e = &elements[i];
             if (e->length == 0 || e->type > RAS1_FILTER_COMP)
                 continue;
-            /* A later element of a type replaces an earlier one. */
+            // A later element of a type replaces an earlier one.
             *field_of(filter, e->type) = ZULRA_InternString(block, e->text, e->length);
         }
     }
 
     uint32_t word = ZULRA_Complete(classes);
-    /* A reused filter that now says something else makes every record
-     * stale, as RAS1_SetFilter does; a new one has moved the sync word by
-     * its insertion. */
+    // A reused filter that now says something else makes every record
+    // stale, as RAS1_SetFilter does; a new one has moved the sync word by
+    // its insertion.
     if (!fresh && (filter->classes != word || filter->lineLow != lineLow ||
                    filter->lineHigh != lineHigh))
         ZULRA_MoveSyncWord(block);

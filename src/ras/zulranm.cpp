@@ -1,12 +1,10 @@
-/*
- * zulranm - ZULRA_NormalizeName and ZULRA_NormalizeExit: one form for
- * unit names.
- *
- * A unit is named after its source file, and compilers hand that name
- * over with whatever path and case the build used.  Filters compare unit
- * names exactly, so both sides are put in one form first: the last path
- * component, without trailing blanks, in lower case.
- */
+// zulranm - ZULRA_NormalizeName and ZULRA_NormalizeExit: one form for
+// unit names.
+//
+// A unit is named after its source file, and compilers hand that name
+// over with whatever path and case the build used.  Filters compare unit
+// names exactly, so both sides are put in one form first: the last path
+// component, without trailing blanks, in lower case.
 #include "ras/zulra.h"
 
 #include <string.h>
@@ -23,8 +21,8 @@ void ZULRA_NormalizeName(char **text, uint32_t *length)
     if (t == nullptr)
         return;
 
-    /* Cut up to each "/", then each "\", but keep a separator that ends
-     * the name: "a/b/" stays "b/". */
+    // Cut up to each "/", then each "\", but keep a separator that ends
+    // the name: "a/b/" stays "b/".
     for (;;) {
         char *cut = (char *)memchr(t, '/', n);
         if (cut == nullptr)
@@ -49,7 +47,7 @@ int ZULRA_NormalizeExit(uint32_t events, void **user, ZULRA_notice_t *notice)
     if ((events & RAS1_EXIT_UNIT) && notice->unit != nullptr)
         ZULRA_NormalizeName(&notice->unit->file, &notice->unit->fileLen);
     if ((events & RAS1_EXIT_FILTER) && notice->elements != nullptr) {
-        /* Only the first UNIT element: that is the one expressions make. */
+        // Only the first UNIT element: that is the one expressions make.
         for (uint32_t i = 0; i < notice->elementCount; i++) {
             ZULRA_elem_t *e = &notice->elements[i];
             if (e->type == RAS1_FILTER_UNIT) {

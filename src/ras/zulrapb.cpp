@@ -1,7 +1,5 @@
-/*
- * zulrapb - the anchor, the two descriptors of the process block, and
- * ZULRA_ConstructPCB.
- */
+// zulrapb - the anchor, the two descriptors of the process block, and
+// ZULRA_ConstructPCB.
 #include "ras/zulra.h"
 
 #include <stdlib.h>
@@ -13,9 +11,9 @@ constinit ZULRA_anchor_t ZULRA_anchor = {};
 
 static void forward_pcb(void *word);
 
-/* The real descriptor builds the block; the public one is a word block
- * whose constructor resolves the real one, so that the family reads the
- * block through one inline test of the public `result`. */
+// The real descriptor builds the block; the public one is a word block
+// whose constructor resolves the real one, so that the family reads the
+// block through one inline test of the public `result`.
 static constinit ZULSS_descriptor_t real_descriptor = {
     sizeof(ZULRA_pcb_t), ZULRA_ConstructPCB, nullptr, 0, 0};
 
@@ -38,8 +36,8 @@ static void make_empty(ZULRA_list_t *list)
     list->end = list;
 }
 
-/* Links up to 256 capture slots in a circle.  A slot that cannot be had
- * just makes the ring shorter; with none, nothing is captured. */
+// Links up to 256 capture slots in a circle.  A slot that cannot be had
+// just makes the ring shorter; with none, nothing is captured.
 static ZULRA_capture_t *make_ring(void)
 {
     ZULRA_capture_t *first = nullptr, *last = nullptr;
@@ -81,7 +79,7 @@ void ZULRA_ConstructPCB(void *argument)
 
     block->capture = make_ring();
 
-    /* The console command needs services that must not be built inside a
-     * construction; it is registered when the outermost one has ended. */
+    // The console command needs services that must not be built inside a
+    // construction; it is registered when the outermost one has ended.
     BSS1_InitializeEpilog(ZULRA_RegisterCommand, block);
 }

@@ -1,6 +1,4 @@
-/*
- * zulrapf - RAS1_Printf: one message to the log, with its values.
- */
+// zulrapf - RAS1_Printf: one message to the log, with its values.
 #include "ras/zulralg.h"
 
 int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...)

@@ -1,6 +1,4 @@
-/*
- * zulraqf - RAS1_QueryFilter: the class word of a filter.
- */
+// zulraqf - RAS1_QueryFilter: the class word of a filter.
 #include "ras/zulra.h"
 
 int RAS1_QueryFilter(uint32_t id, uint32_t *classes)

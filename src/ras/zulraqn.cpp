@@ -1,18 +1,16 @@
-/*
- * zulraqn - RAS1_QueryClassName: the names of a class word.
- *
- * The rows of the class table are taken in order, and each row whose bits
- * are all still present gives its name in short form and takes its bits
- * away, so that 0xFFFFFE80 reads "EVERYE EVERYU ER".  Every short form is
- * accepted back by RAS1_QueryClassValue.  Bits that no row names are left
- * out.
- */
+// zulraqn - RAS1_QueryClassName: the names of a class word.
+//
+// The rows of the class table are taken in order, and each row whose bits
+// are all still present gives its name in short form and takes its bits
+// away, so that 0xFFFFFE80 reads "EVERYE EVERYU ER".  Every short form is
+// accepted back by RAS1_QueryClassValue.  Bits that no row names are left
+// out.
 #include "ras/zulralg.h"
 
 #include <string.h>
 
-/* Writes the names into `buffer`, which has room for `room` characters
- * and a NUL behind them.  Stores the text's length in *used. */
+// Writes the names into `buffer`, which has room for `room` characters
+// and a NUL behind them.  Stores the text's length in *used.
 static int write_names(uint32_t classes, char *buffer, uint32_t room, uint32_t *used)
 {
     const ZULRA_class_t *row = ZULRA_ClassTable();
@@ -41,8 +39,8 @@ int RAS1_QueryClassName(uint32_t classes, char *buffer, uint32_t *length)
 {
     if (buffer == nullptr || length == nullptr)
         return STC1_BadArgument;
-    /* One byte of the buffer is kept for the NUL; a size of 0 has no room
-     * for a name, and the NUL still goes to the first byte. */
+    // One byte of the buffer is kept for the NUL; a size of 0 has no room
+    // for a name, and the NUL still goes to the first byte.
     uint32_t room = *length != 0 ? *length - 1 : 0;
     return write_names(classes, buffer, room, length);
 }

@@ -1,6 +1,4 @@
-/*
- * zulraqs - RAS1_QueryStoreClass: the class word of a store.
- */
+// zulraqs - RAS1_QueryStoreClass: the class word of a store.
 #include "ras/zulralg.h"
 
 int RAS1_QueryStoreClass(const char *name, uint32_t length, uint32_t *classes)

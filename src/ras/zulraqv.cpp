@@ -1,18 +1,16 @@
-/*
- * zulraqv - RAS1_QueryClassValue: read class names into a class word.
- *
- * Names are separated by white space or punctuation (":" and "_" too),
- * compare without case, and may be cut down to the row's shortest form;
- * the first row that takes a token wins, so "ST" is STATE and "STO" is
- * STORAGE.  NONE is not known here.
- */
+// zulraqv - RAS1_QueryClassValue: read class names into a class word.
+//
+// Names are separated by white space or punctuation (":" and "_" too),
+// compare without case, and may be cut down to the row's shortest form;
+// the first row that takes a token wins, so "ST" is STATE and "STO" is
+// STORAGE.  NONE is not known here.
 #include "ras/zulralg.h"
 
 #include <string.h>
 
 #define LONGEST_NAME 16u
 
-/* White space and punctuation of the C locale, whatever the program's. */
+// White space and punctuation of the C locale, whatever the program's.
 static int separator(unsigned char c)
 {
     return c == ' ' || (c >= '\t' && c <= '\r') || (c >= 0x21 && c <= 0x2F) ||

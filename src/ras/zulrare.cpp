@@ -1,7 +1,5 @@
-/*
- * zulrare - RAS1_RegisterExit: add a routine that hears of new units,
- * entries and filters.
- */
+// zulrare - RAS1_RegisterExit: add a routine that hears of new units,
+// entries and filters.
 #include "ras/zulra.h"
 
 #include <stdlib.h>
@@ -16,8 +14,8 @@ int RAS1_RegisterExit(void *user, ZULRA_exitroutine_t routine)
     node->routine = routine;
     node->user = user;
 
-    /* Pushed at the head, never removed: the walk in RAS1_Sync reads the
-     * head without a lock and sees either the old list or the new one. */
+    // Pushed at the head, never removed: the walk in RAS1_Sync reads the
+    // head without a lock and sees either the old list or the new one.
     ZULRA_pcb_t *block = ZULRA_Pcb();
     BSS1_GetLock(&block->lock);
     node->next = block->exits;

@@ -1,6 +1,4 @@
-/*
- * zulrarm - ZULRA_Remember: add a record to an enumeration list.
- */
+// zulrarm - ZULRA_Remember: add a record to an enumeration list.
 #include "ras/zulra.h"
 
 #include <stdlib.h>
@@ -13,11 +11,11 @@ void ZULRA_Remember(ZULRA_pcb_t *block, int list, void *record)
     if (chunk == nullptr || chunk->count >= block->chunkSlots) {
         ZULRA_chunk_t *fresh = (ZULRA_chunk_t *)malloc(block->chunkBytes);
         if (fresh == nullptr)
-            return; /* the enumerations will lack this record; nothing else does */
+            return; // the enumerations will lack this record; nothing else does
         fresh->count = 0;
         fresh->top = (void **)((char *)fresh + block->chunkBytes);
         fresh->next = chunk;
-        /* Readers take the head without a lock: fill the chunk in first. */
+        // Readers take the head without a lock: fill the chunk in first.
         __atomic_store_n(&block->lists[list], fresh, __ATOMIC_RELEASE);
         chunk = fresh;
     }

@@ -1,6 +1,4 @@
-/*
- * zulrars - RAS1_RegisterStore: add a named sink for lines.
- */
+// zulrars - RAS1_RegisterStore: add a named sink for lines.
 #include "ras/zulralg.h"
 
 #include <stdlib.h>
@@ -31,8 +29,8 @@ int RAS1_RegisterStore(const char *name, uint32_t length, void *data, ZULRA_writ
     store->write = write;
     BSS1_InitializeLock(&store->lock);
 
-    /* ANY alone names the default store, which keeps no class of its own
-     * and takes what no other store takes. */
+    // ANY alone names the default store, which keeps no class of its own
+    // and takes what no other store takes.
     if (classes == RAS1_ANY) {
         if (block->defaultStore == nullptr)
             block->defaultStore = store;
@@ -42,7 +40,7 @@ int RAS1_RegisterStore(const char *name, uint32_t length, void *data, ZULRA_writ
             status = STC1_Warning;
     }
 
-    /* The first store sets the default class, if nobody has. */
+    // The first store sets the default class, if nobody has.
     if (block->storeCount++ == 0 && __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED) == 0)
         __atomic_store_n(&block->defaultClass, store->classes, __ATOMIC_RELAXED);
 

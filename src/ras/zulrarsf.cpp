@@ -1,7 +1,5 @@
-/*
- * zulrarsf - RAS1_ResumeFilter: put a suspended filter back in use, in
- * front of the active filters of its weight.
- */
+// zulrarsf - RAS1_ResumeFilter: put a suspended filter back in use, in
+// front of the active filters of its weight.
 #include "ras/zulra.h"
 
 int RAS1_ResumeFilter(uint32_t id)

@@ -1,7 +1,5 @@
-/*
- * zulrarv - RAS1_RegisterEnvironment: add a routine that writes into
- * every line head.
- */
+// zulrarv - RAS1_RegisterEnvironment: add a routine that writes into
+// every line head.
 #include "ras/zulralg.h"
 
 #include <stdlib.h>
@@ -16,8 +14,8 @@ int RAS1_RegisterEnvironment(void *user, ZULRA_envroutine_t routine)
     node->routine = routine;
     node->user = user;
 
-    /* Pushed at the head, never removed: writers walk the list with no
-     * lock from the head they noted. */
+    // Pushed at the head, never removed: writers walk the list with no
+    // lock from the head they noted.
     ZULRA_pcb_t *block = ZULRA_Pcb();
     BSS1_GetLock(&block->lock);
     node->next = block->environments;

@@ -1,12 +1,10 @@
-/*
- * zulrasp - the string pool: one copy of every text that filters name.
- *
- * Filters are made rarely and live long, and many of them name the same
- * unit or function.  So their texts are kept once each, in chunks that
- * are never freed, and indexed by a tree of the tree family keyed on the
- * records themselves.  Records grow upwards from the start of a chunk and
- * texts downwards from its end; the chunk is full when they meet.
- */
+// zulrasp - the string pool: one copy of every text that filters name.
+//
+// Filters are made rarely and live long, and many of them name the same
+// unit or function.  So their texts are kept once each, in chunks that
+// are never freed, and indexed by a tree of the tree family keyed on the
+// records themselves.  Records grow upwards from the start of a chunk and
+// texts downwards from its end; the chunk is full when they meet.
 #include "ras/zulra.h"
 
 #include <zul/thb1.h>
@@ -21,8 +19,8 @@ static_assert(sizeof(ZULRA_pooltree_t) == sizeof(THB1_Tree),
 
 static char no_memory_text[] = "Unable to create ZULRA_spe_t";
 
-/* Stands in for a text the pool had no room for.  A filter that holds it
- * selects nothing real, which is the safest way to fail quietly. */
+// Stands in for a text the pool had no room for.  A filter that holds it
+// selects nothing real, which is the safest way to fail quietly.
 ZULRA_spe_t ZULRA_noSpe = {no_memory_text, sizeof no_memory_text - 1};
 
 static THB1_Tree *pool_tree(ZULRA_pcb_t *block)
@@ -39,7 +37,7 @@ int ZULRA_CompareSpe(const void *a, const void *b)
     return memcmp(x->text, y->text, x->length);
 }
 
-/* The records are their own keys. */
+// The records are their own keys.
 static const void *spe_key(void *data)
 {
     return data;
@@ -47,8 +45,8 @@ static const void *spe_key(void *data)
 
 void ZULRA_CreatePool(ZULRA_pcb_t *block)
 {
-    /* Without memory the tree stays all zero: texts are then still kept,
-     * only not shared. */
+    // Without memory the tree stays all zero: texts are then still kept,
+    // only not shared.
     (void)THB1_Create(pool_tree(block), ZULRA_CompareSpe, spe_key, nullptr);
 }
 
@@ -63,8 +61,8 @@ ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t l
         return found;
     }
 
-    /* A record and its text; a chunk too small for them is abandoned, so
-     * a chunk wastes at most the room of one record and text. */
+    // A record and its text; a chunk too small for them is abandoned, so
+    // a chunk wastes at most the room of one record and text.
     uint32_t need = length + (uint32_t)sizeof(ZULRA_spe_t);
     if (need > block->poolLeft) {
         uint32_t size = (need + POOL_CHUNK - 1) / POOL_CHUNK * POOL_CHUNK;

@@ -1,7 +1,5 @@
-/*
- * zulrass - RAS1_SetStoreClass: change the class word of a store, which
- * sorts it anew.
- */
+// zulrass - RAS1_SetStoreClass: change the class word of a store, which
+// sorts it anew.
 #include "ras/zulralg.h"
 
 #include <string.h>
@@ -14,7 +12,7 @@ int RAS1_SetStoreClass(const char *name, uint32_t length, uint32_t classes)
 
     BSS1_GetLock(&block->lock);
 
-    /* A length of 0 names the default store, if there is one. */
+    // A length of 0 names the default store, if there is one.
     if (length == 0 && block->defaultStore != nullptr) {
         memcpy(field, block->defaultStore->storeName, 8);
     } else if (ZULRA_StoreName(field, name, length) != 0) {

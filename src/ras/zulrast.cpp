@@ -1,7 +1,5 @@
-/*
- * zulrast - the store list: names, lookup, weighing and insertion, and the
- * walk that picks the store for a class word.
- */
+// zulrast - the store list: names, lookup, weighing and insertion, and the
+// walk that picks the store for a class word.
 #include "ras/zulralg.h"
 
 #include <string.h>
@@ -34,10 +32,10 @@ void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store)
         bits <<= 8;
     store->weight = bits != 0 ? bits : 0xFFFFFFFFu;
 
-    /* From the tail towards the head, past every heavier store; the new
-     * store goes behind the one where the walk stops, so after stores of
-     * equal weight.  A walk that runs off the head links it at the tail:
-     * the head keeps the store that was there first. */
+    // From the tail towards the head, past every heavier store; the new
+    // store goes behind the one where the walk stops, so after stores of
+    // equal weight.  A walk that runs off the head links it at the tail:
+    // the head keeps the store that was there first.
     ZULRA_store_t *end = ZULRA_StoreEnd(block);
     ZULRA_store_t *at = (ZULRA_store_t *)block->stores.prev;
     while (at != end && at->weight > store->weight)

@@ -1,9 +1,7 @@
-/*
- * zulrasu - RAS1_SuspendFilter: take a filter out of use and keep it.
- *
- * A suspended filter weighs 0, so it sorts behind every active filter,
- * where the walk of RAS1_Sync stops before reaching it.
- */
+// zulrasu - RAS1_SuspendFilter: take a filter out of use and keep it.
+//
+// A suspended filter weighs 0, so it sorts behind every active filter,
+// where the walk of RAS1_Sync stops before reaching it.
 #include "ras/zulra.h"
 
 int RAS1_SuspendFilter(uint32_t id)

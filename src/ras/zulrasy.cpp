@@ -1,38 +1,29 @@
-/*
- * zulrasy - RAS1_Sync: work out the class word of an entry record again.
- *
- * The slow path of every traced call whose record is stale.  It registers
- * a record the first time it sees it (and its unit and build record, the
- * first time it sees those), tells the exit routines, applies the filters
- * and the default class, checks that some store would take the lines, and
- * caches the answer in the record.
- */
+// zulrasy - RAS1_Sync: work out the class word of an entry record again.
+//
+// The slow path of every traced call whose record is stale.  It registers
+// a record the first time it sees it (and its unit and build record, the
+// first time it sees those), tells the exit routines, applies the filters
+// and the default class, checks that some store would take the lines, and
+// caches the answer in the record.
 #include "ras/zulra.h"
 
 #include <string.h>
 
-/* Value `index` of a build record, "" where the record has fewer. */
-static const char *build_value(const ZULRA_build_t *build, uint32_t index)
-{
-    if (index >= build->valueCount || build->values == nullptr || build->values[index] == nullptr)
-        return "";
-    return build->values[index];
-}
-
-/* Two records describe the same build when they are one record, or when
- * component code, driver name and build serial number all agree. */
+// Two records describe the same build when they are one record, or when
+// component code, driver name and build serial number all agree.
 static int same_build(const ZULRA_build_t *a, const ZULRA_build_t *b)
 {
     if (a == b)
         return 1;
-    static const uint32_t identity[] = {15, 17, 16};
+    static const uint32_t identity[] = {ZULRA_BUILD_COMPONENT, ZULRA_BUILD_DRIVER,
+                                       ZULRA_BUILD_SERIAL};
     for (uint32_t index : identity)
-        if (strcmp(build_value(a, index), build_value(b, index)) != 0)
+        if (strcmp(ZULRA_BuildValue(a, index), ZULRA_BuildValue(b, index)) != 0)
             return 0;
     return 1;
 }
 
-/* Under the anchor's lock: is `build` already in list 2? */
+// Under the anchor's lock: is `build` already in list 2?
 static int build_known(ZULRA_pcb_t *block, const ZULRA_build_t *build)
 {
     for (ZULRA_chunk_t *chunk = block->lists[ZULRA_LIST_BUILDS]; chunk; chunk = chunk->next)
@@ -42,8 +33,8 @@ static int build_known(ZULRA_pcb_t *block, const ZULRA_build_t *build)
     return 0;
 }
 
-/* Registers a record met for the first time; returns the event flags for
- * the exit routines and stores in *build a build record that is new. */
+// Registers a record met for the first time; returns the event flags for
+// the exit routines and stores in *build a build record that is new.
 static uint32_t register_entry(ZULRA_pcb_t *block, ZULRA_entry_t *entry, ZULRA_build_t **build)
 {
     uint32_t events = 0;
@@ -75,8 +66,8 @@ static uint32_t register_entry(ZULRA_pcb_t *block, ZULRA_entry_t *entry, ZULRA_b
     return events;
 }
 
-/* Calls every exit routine, newest first, with no lock held.  Nodes are
- * only pushed at the head and never removed, so the walk needs none. */
+// Calls every exit routine, newest first, with no lock held.  Nodes are
+// only pushed at the head and never removed, so the walk needs none.
 static void call_exits(ZULRA_pcb_t *block, uint32_t events, ZULRA_entry_t *entry)
 {
     ZULRA_notice_t notice;
@@ -89,8 +80,8 @@ static void call_exits(ZULRA_pcb_t *block, uint32_t events, ZULRA_entry_t *entry
         node->routine(events, &node->user, &notice);
 }
 
-/* Under the block lock: the class word that follows from the filters,
- * the default class and the stores. */
+// Under the block lock: the class word that follows from the filters,
+// the default class and the stores.
 static uint32_t select_classes(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t want)
 {
     uint32_t c;
@@ -99,17 +90,17 @@ static uint32_t select_classes(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_
     if (!ZULRA_ClassMatch(want, c))
         c = 0;
 
-    /* Some store must be able to take the lines; the store that a line
-     * goes to is chosen again when it is written. */
+    // Some store must be able to take the lines; the store that a line
+    // goes to is chosen again when it is written.
     struct ZULRA_store *store = c != 0 ? ZULRA_MatchStore(block, want) : nullptr;
     if (store == nullptr)
         store = block->defaultStore;
     if (store == nullptr)
         return 0;
 
-    /* Once any tracing is configured, every record carries ANY, also one
-     * that nothing selected: lines "worth writing whenever anything is
-     * traced" test that bit. */
+    // Once any tracing is configured, every record carries ANY, also one
+    // that nothing selected: lines "worth writing whenever anything is
+    // traced" test that bit.
     if (ZULRA_NothingConfigured(block))
         c &= ~RAS1_ANY;
     else
@@ -125,8 +116,8 @@ uint32_t RAS1_Sync(ZULRA_entry_t *entry)
     ZULRA_pcb_t *block = ZULRA_Pcb();
     uint32_t c = 0;
 
-    /* While suspended the record stays stale and unregistered, so every
-     * traced call comes back here until the suspension ends.  No lock. */
+    // While suspended the record stays stale and unregistered, so every
+    // traced call comes back here until the suspension ends.  No lock.
     if (__atomic_load_n(&block->suspended, __ATOMIC_ACQUIRE) != 0) {
         __atomic_store_n(&entry->active, 0u, __ATOMIC_RELAXED);
         return 0;
@@ -143,10 +134,10 @@ uint32_t RAS1_Sync(ZULRA_entry_t *entry)
     if (events != 0)
         call_exits(block, events, entry);
 
-    /* The sync word moves only under the block lock, so the value read
-     * here is the one that the computed word answers to: a change made
-     * after it leaves the record stale rather than current and wrong.  A
-     * suspension that came in meanwhile leaves it stale too. */
+    // The sync word moves only under the block lock, so the value read
+    // here is the one that the computed word answers to: a change made
+    // after it leaves the record stale rather than current and wrong.  A
+    // suspension that came in meanwhile leaves it stale too.
     BSS1_GetLock(&block->lock);
     int suspended = __atomic_load_n(&block->suspended, __ATOMIC_RELAXED) != 0;
     c = suspended ? 0 : select_classes(block, entry, want);
@@ -165,8 +156,8 @@ uint32_t RAS1_Sync(ZULRA_entry_t *entry)
         RAS1_Event(entry, (int)entry->line, RAS1_EVENT_CLASSES, (int)length, (int)length, names);
     }
 
-    /* The word goes in before the record is marked current, so that a
-     * reader that finds the record current also finds its word. */
+    // The word goes in before the record is marked current, so that a
+    // reader that finds the record current also finds its word.
     __atomic_store_n(&entry->active, c, __ATOMIC_RELAXED);
     if (!suspended)
         __atomic_store_n(&entry->syncValue, seen, __ATOMIC_RELEASE);

@@ -3,5 +3,4 @@ zul_add_test(zul_test_log
     ${CMAKE_CURRENT_LIST_DIR}/store_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/class_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/info_test.cpp
-  FAMILIES platform bss ras anc wnt thb)
-target_link_libraries(zul_test_log PRIVATE GTest::gtest_main)
+  FAMILIES ras anc entry)

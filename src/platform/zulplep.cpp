@@ -1,9 +1,8 @@
-// The library's entry point.
+// The library's entry point: the loader's calls on Linux.
 //
 // The loader's calls are played by an ELF constructor (process attach)
 // and destructor (process detach).  Thread detach is the destructor of the
 // BSS1 thread-local slot, which drops the thread's blocks.
-#include "bss/zulss.h"
 #include <zul/ras1.h>
 
 __attribute__((constructor)) static void zul_process_attach(void)
