@@ -1,10 +1,13 @@
-// zulranf - RAS1_NewFilter: add a filter, or change the one that names
-// the same texts.
+// The filter calls: create, change, suspend, resume, query and destroy a
+// filter of the trace.
 #include "ras/zulralg.h"
+#include "ras/zulra.h"
 
 #include <stdlib.h>
 #include <string.h>
 
+// RAS1_NewFilter: add a filter, or change the one that names
+// the same texts.
 // Weight of one character of each element type: a function name says
 // more than a level, a level more than a component, a component more than
 // a unit name.
@@ -115,4 +118,106 @@ int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint3
         *id = filter->id;
     BSS1_ReleaseLock(&block->lock);
     return word != classes ? STC1_Warning : STC1_Success;
+}
+
+// RAS1_SetFilter: change the class word of a filter.
+int RAS1_SetFilter(uint32_t id, uint32_t *old, uint32_t classes)
+{
+    // Completed like every class word; unlike RAS1_NewFilter this call
+    // does not say so.
+    uint32_t word = ZULRA_Complete(classes);
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    BSS1_GetLock(&block->lock);
+    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
+    if (filter == nullptr) {
+        BSS1_ReleaseLock(&block->lock);
+        return STC1_NotThere;
+    }
+    if (old != nullptr)
+        *old = filter->classes;
+    if (filter->classes != word) {
+        filter->classes = word;
+        ZULRA_MoveSyncWord(block);
+    }
+    BSS1_ReleaseLock(&block->lock);
+    return STC1_Success;
+}
+
+// RAS1_SuspendFilter: take a filter out of use and keep it.
+//
+// A suspended filter weighs 0, so it sorts behind every active filter,
+// where the walk of RAS1_Sync stops before reaching it.
+int RAS1_SuspendFilter(uint32_t id)
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    int status = STC1_Success;
+    BSS1_GetLock(&block->lock);
+    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
+    if (filter == nullptr) {
+        status = STC1_NotThere;
+    } else if (filter->weight == 0) {
+        status = STC1_Warning;
+    } else {
+        ZULRA_UnlinkFilter(filter);
+        filter->weight = 0;
+        ZULRA_InsertFilter(block, filter);
+    }
+    BSS1_ReleaseLock(&block->lock);
+    return status;
+}
+
+// RAS1_ResumeFilter: put a suspended filter back in use, in
+// front of the active filters of its weight.
+int RAS1_ResumeFilter(uint32_t id)
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    int status = STC1_Success;
+    BSS1_GetLock(&block->lock);
+    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
+    if (filter == nullptr) {
+        status = STC1_NotThere;
+    } else if (filter->weight != 0) {
+        status = STC1_Warning;
+    } else {
+        ZULRA_UnlinkFilter(filter);
+        filter->weight = filter->savedWeight;
+        ZULRA_InsertFilter(block, filter);
+    }
+    BSS1_ReleaseLock(&block->lock);
+    return status;
+}
+
+// RAS1_QueryFilter: the class word of a filter.
+int RAS1_QueryFilter(uint32_t id, uint32_t *classes)
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    int status = STC1_Success;
+    BSS1_GetLock(&block->lock);
+    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
+    if (filter == nullptr)
+        status = STC1_NotThere;
+    else if (classes == nullptr)
+        status = STC1_BadArgument;
+    else
+        *classes = filter->classes;
+    BSS1_ReleaseLock(&block->lock);
+    return status;
+}
+
+// RAS1_DestroyFilter: remove a filter.  Its texts stay in the
+// pool, where other filters may share them.
+int RAS1_DestroyFilter(uint32_t id)
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    BSS1_GetLock(&block->lock);
+    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
+    if (filter == nullptr) {
+        BSS1_ReleaseLock(&block->lock);
+        return STC1_NotThere;
+    }
+    ZULRA_UnlinkFilter(filter);
+    ZULRA_MoveSyncWord(block);
+    BSS1_ReleaseLock(&block->lock);
+    free(filter);
+    return STC1_Success;
 }
