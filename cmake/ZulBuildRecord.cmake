@@ -59,6 +59,12 @@ function(zul_build_record target)
   if(NOT DEFINED B_VERSION)
     set(B_VERSION "${PROJECT_VERSION}")
   endif()
+  if(B_VERSION STREQUAL "")
+    # ${VERSION} in the definition would come out empty, making driver
+    # names such as "mysrv-/0001.1".
+    message(WARNING "zul_build_record(${target}): no version: give project() a VERSION "
+      "or pass VERSION to zul_build_record, or \${VERSION} in the definition stays empty")
+  endif()
   if(NOT B_OUTPUT_DIR)
     set(B_OUTPUT_DIR "${PROJECT_BINARY_DIR}/generated")
   endif()

@@ -78,8 +78,8 @@ typedef struct ZULRA_chunk {
 // The enumeration lists.
 enum { ZULRA_LIST_UNITS = 0, ZULRA_LIST_ENTRIES = 1, ZULRA_LIST_BUILDS = 2 };
 
-// A chunk holds 1021 pointers behind its three header words.  The design
-// figures are 4096 bytes at 4 bytes a word; with 8-byte words the same
+// A chunk holds 1021 pointers behind its three header words: 4096 bytes
+// at 4 bytes a word; with 8-byte words the same
 // 1021 slots take 8192 bytes.
 #define ZULRA_CHUNK_SLOTS 1021u
 #define ZULRA_CHUNK_BYTES ((uint32_t)(sizeof(ZULRA_chunk_t) + ZULRA_CHUNK_SLOTS * sizeof(void *)))
