@@ -236,7 +236,7 @@ uint32_t ReadFeed(void *context, uint32_t *userWord, char *buffer, uint32_t capa
 
 TEST(Scanner, ReadFunctionsSplitAnywhere)
 {
-    Feed feed{"alpha=\"b c\" 12\n(x)", 3};
+    Feed feed{"alpha=\"b c\" 12\n(x)", 3, 0, {}};
     Scanner s;
     ASSERT_EQ(LEX1_Input(s.handle, ReadFeed, &feed, 2), LEX1_OK);
     EXPECT_EQ(Drain(s), "3:alpha@1.0 4:=@1.1 6:b c@1.2 1:12@1.3 5:(@2.0 3:x@2.1 5:)@2.2 #2");
