@@ -11,5 +11,7 @@
 #include <zul/bss1.h>
 #include <zul/thb1.h>
 #include <zul/ras1.h>
+#include <zul/lex1.h>
+#include <zul/prm1.h>
 
 #endif /* ZUL_ZUL_H */

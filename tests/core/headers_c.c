@@ -6,6 +6,10 @@ int zul_headers_c_check(void)
 {
     static ZULSS_descriptor_t unused;
     ZULSS_lock_t lock = {0, 0};
+    ZULLX_handle_t scanner = {0, 0};
+    ZULLX_arg_t arg = {0};
     (void)lock;
+    (void)scanner;
+    (void)arg;
     return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0);
 }

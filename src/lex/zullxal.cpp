@@ -1,0 +1,172 @@
+// LEX1_ArgList: reads the rest of a scanner's top input into a tree of
+// arguments.
+//
+// Words become scalar arguments; an identifier followed by a lone = or :
+// becomes a keyword whose value list takes the one argument that follows;
+// parentheses open and close sublists.  Other punctuation and operators
+// are dropped.
+#include "lex/zullx.h"
+
+#include <string.h>
+
+// Puts `arg` behind the last argument of `list`.  While a list is being
+// built `first` holds its last argument, whose `next` closes the circle.
+static void append(ZULLX_list_t *list, ZULLX_arg_t *arg)
+{
+    if (list->first == nullptr) {
+        arg->next = arg;
+    } else {
+        arg->next = list->first->next;
+        list->first->next = arg;
+    }
+    list->first = arg;
+    list->count++;
+}
+
+// Turns the circle into a plain chain from its first argument.
+static void close_list(ZULLX_list_t *list)
+{
+    ZULLX_arg_t *last = list->first;
+    if (last != nullptr) {
+        list->first = last->next;
+        last->next = nullptr;
+    }
+}
+
+// Closes every list that is complete: a keyword's value list once it
+// holds its argument, a parenthesised list once it has been closed.
+static ZULLX_list_t *close_complete(ZULLX_list_t *current)
+{
+    while (current->depth == 0) {
+        close_list(current);
+        current = current->parent;
+    }
+    return current;
+}
+
+// A new list below `current`, held by `owner`.
+static ZULLX_list_t *new_list(ZULLX_list_t *root, ZULLX_list_t *current, ZULLX_arg_t *owner,
+                              int32_t depth)
+{
+    ZULLX_list_t *list = static_cast<ZULLX_list_t *>(ZULLX_Carve(root, sizeof(ZULLX_list_t)));
+    if (list == nullptr)
+        return nullptr;
+    list->next = current;
+    list->parent = current;
+    list->owner = owner;
+    list->root = root;
+    list->depth = depth;
+    return list;
+}
+
+static bool is_byte(const ZULLX_token_t *token, uint32_t kind, char byte)
+{
+    return token->kind == kind && token->length == 1 && token->text[0] == byte;
+}
+
+int LEX1_ArgList(ZULLX_handle_t handle, ZULLX_list_t **result)
+{
+    if (result == nullptr)
+        return LEX1_BadArgument;
+    *result = nullptr;
+    if (ZULLX_Scanner(handle) == nullptr)
+        return LEX1_BadHandle;
+
+    // The root is carved from a chain that a stand-in header holds until
+    // the root exists and takes it over.
+    ZULLX_list_t standIn = {};
+    ZULLX_list_t *root = static_cast<ZULLX_list_t *>(ZULLX_Carve(&standIn, sizeof(ZULLX_list_t)));
+    if (root == nullptr)
+        return LEX1_NoMemory;
+    root->blocks = standIn.blocks;
+    standIn.blocks = nullptr;
+    root->root = root;
+    root->depth = -1;
+
+    ZULLX_list_t *current = root;
+    uint32_t skip = 0;
+    int status;
+    for (;;) {
+        const ZULLX_token_t *tokens[3];
+        uint32_t delivered;
+        status = LEX1_Token(handle, tokens, 3, &delivered);
+        if (status != LEX1_OK)
+            break;
+        const ZULLX_token_t *token = tokens[0], *after = tokens[1];
+        if (skip != 0) {
+            --skip;
+            continue;
+        }
+
+        if (is_byte(token, LEX1_KIND_PUNCTUATION, '(')) {
+            ZULLX_arg_t *arg = static_cast<ZULLX_arg_t *>(ZULLX_Carve(root, sizeof(ZULLX_arg_t)));
+            ZULLX_list_t *list = arg != nullptr ? new_list(root, current, arg, 1) : nullptr;
+            if (list == nullptr) {
+                status = LEX1_NoMemory;
+                break;
+            }
+            arg->type = LEX1_ARG_LIST;
+            arg->sublist = list;
+            append(current, arg);
+            current = list;
+        } else if (is_byte(token, LEX1_KIND_PUNCTUATION, ')')) {
+            if (current == root) {
+                status = LEX1_Unbalanced;
+                break;
+            }
+            current->depth--;
+        } else if (token->kind == LEX1_KIND_OPERATOR || token->kind == LEX1_KIND_PUNCTUATION) {
+            continue;
+        } else {
+            ZULLX_arg_t *arg = static_cast<ZULLX_arg_t *>(
+                ZULLX_Carve(root, sizeof(ZULLX_arg_t) + static_cast<size_t>(token->length) + 1));
+            if (arg == nullptr) {
+                status = LEX1_NoMemory;
+                break;
+            }
+            arg->type = LEX1_ARG_SCALAR;
+            arg->text = reinterpret_cast<char *>(arg + 1);
+            if (token->length != 0)
+                memcpy(arg->text, token->text, token->length);
+            arg->length = token->length;
+            arg->line = token->line;
+            arg->column = token->column;
+            arg->kind = token->kind;
+            arg->classes = token->classes;
+            append(current, arg);
+
+            if (token->kind == LEX1_KIND_IDENTIFIER &&
+                (is_byte(after, LEX1_KIND_OPERATOR, '=') || is_byte(after, LEX1_KIND_OPERATOR, ':'))) {
+                // A keyword: its value list stays open for the next
+                // argument, and the = or : is passed over.
+                ZULLX_list_t *values = new_list(root, current, arg, 0);
+                if (values == nullptr) {
+                    status = LEX1_NoMemory;
+                    break;
+                }
+                arg->type = LEX1_ARG_KEYWORD;
+                arg->values = values;
+                current = values;
+                skip = 1;
+                continue;
+            }
+        }
+        current = close_complete(current);
+    }
+
+    // A list still open at the end of the input is unbalanced.  A failure
+    // of the scan or of memory keeps its own status, also inside an open
+    // list: a string cut off by the end of the line is 6 wherever it
+    // stands.
+    current = close_complete(current);
+    bool ended = status == LEX1_OK || status == LEX1_End;
+    if (ended && current != root) {
+        status = LEX1_Unbalanced;
+    } else if (ended) {
+        close_list(root);
+        *result = root;
+        return LEX1_OK;
+    }
+    ZULLX_FreeBlocks(static_cast<ZULLX_block_t *>(root->blocks));
+    return status;
+}

@@ -1,0 +1,219 @@
+// ZULLX_Scan: the scan of one token, and the reading of characters
+// through an input's ring of cells.
+//
+// Each character is one table lookup; when its class shares a bit with
+// the mask of the present state, it is handled as the one before it was,
+// and only a change of class reaches the state table.
+#include "lex/zullx.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+// What a character does to the token being scanned.
+enum : unsigned {
+    kEnd = 1,  // the token is finished after this character
+    kSkip = 2, // the character is not stored
+    kBack = 4, // the character is given back and the token is finished
+};
+
+// Masks of the states: the classes that go on without a decision.
+static constexpr uint16_t kRunMask = LEX1_CLASS_IDENT | LEX1_CLASS_DIGIT;
+static constexpr uint16_t kWordMask = LEX1_CLASS_OTHER | LEX1_CLASS_IDENT | LEX1_CLASS_DIGIT;
+static constexpr uint16_t kStringMask = LEX1_CLASS_OTHER | LEX1_CLASS_PUNCT | LEX1_CLASS_OPERATOR |
+                                        LEX1_CLASS_IDENT | LEX1_CLASS_DIGIT | LEX1_CLASS_SPACE;
+
+// Escaped character inside a string: a state beyond the token kinds.
+static constexpr uint32_t kEscaped = 7;
+
+// Fills the input's cell ring as far as it goes, keeping one cell free.
+// Line-end bytes other than the learned terminator are dropped; the
+// terminator becomes LF.  An input that has nothing more ends with a blank
+// of class end-of-input, and reads no more.
+static inline void refill(ZULLX_icb_t *input, const uint16_t *table)
+{
+    while (input->capacity != 0) {
+        ZULLX_cell_t *cell = &input->cells[input->writeCell];
+        if (cell->next == input->readCell)
+            return;
+        if (input->position < input->length) {
+            uint8_t byte = static_cast<uint8_t>(input->buffer[input->position++]);
+            uint16_t cls = table[byte];
+            if (cls & LEX1_CLASS_LINEEND) {
+                if (input->lineNumber < 2)
+                    input->lineEnd = byte;
+                if (byte != input->lineEnd)
+                    continue;
+                byte = '\n';
+            }
+            cell->byte = byte;
+            cell->cls = cls;
+        } else {
+            if (input->read != nullptr) {
+                uint32_t got = input->read(input->context, &input->userWord, input->buffer,
+                                           input->capacity);
+                if (got != 0) {
+                    // A read function that claims more than it was offered
+                    // gets no further than its buffer.
+                    input->length = got < input->capacity ? got : input->capacity;
+                    input->position = 0;
+                    continue;
+                }
+            }
+            input->capacity = 0;
+            cell->byte = ' ';
+            cell->cls = LEX1_CLASS_END;
+        }
+        input->writeCell = cell->next;
+    }
+}
+
+// Makes room for one more byte of text in the slot: the buffer grows by
+// 256 bytes at a time and is kept from token to token.
+static bool grow(ZULLX_token_t *slot)
+{
+    if (slot->length > UINT32_MAX - 256)
+        return false;
+    uint32_t size = (slot->length + 256) & ~0xFFu;
+    char *buffer = static_cast<char *>(malloc(size));
+    if (buffer == nullptr)
+        return false;
+    if (slot->length != 0)
+        memcpy(buffer, slot->buffer, slot->length);
+    if (slot->capacity != 0)
+        free(slot->buffer);
+    slot->buffer = buffer;
+    slot->capacity = size;
+    return true;
+}
+
+uint32_t ZULLX_Scan(ZULLX_lcb_t *scanner, ZULLX_token_t *slot)
+{
+    slot->text = nullptr;
+    slot->length = 0;
+    slot->line = 0;
+    slot->column = 0;
+    slot->kind = 0;
+    slot->classes = 0;
+
+    const uint16_t *table = scanner->table.classes;
+    uint32_t state = 0, status = LEX1_OK;
+    uint16_t mask = 0;
+    uint8_t quote = 0;
+    unsigned remembered = 0;
+
+    for (;;) {
+        ZULLX_icb_t *input = scanner->input;
+        if (input == nullptr) {
+            status = LEX1_End;
+            break;
+        }
+        refill(input, table);
+        if (input->writeCell == input->readCell) {
+            // Used up: the older input goes on behind it.
+            scanner->input = input->link;
+            free(input);
+            status = LEX1_End;
+            break;
+        }
+        uint16_t at = input->readCell;
+        const ZULLX_cell_t *cell = &input->cells[at];
+        input->readCell = cell->next;
+        uint16_t cls = cell->cls;
+
+        unsigned action;
+        if (cls & mask) {
+            action = remembered;
+        } else {
+            remembered = 0;
+            action = 0;
+            switch (state) {
+            case 0:
+                if (cls & LEX1_CLASS_SPACE) {
+                    mask = LEX1_CLASS_SPACE;
+                    action = remembered = kSkip;
+                } else if (cls & LEX1_CLASS_IDENT) {
+                    mask = kRunMask;
+                    state = LEX1_KIND_IDENTIFIER;
+                } else if (cls & LEX1_CLASS_DIGIT) {
+                    mask = kRunMask;
+                    state = LEX1_KIND_NUMBER;
+                } else if (cls & LEX1_CLASS_QUOTE) {
+                    mask = kStringMask;
+                    state = LEX1_KIND_STRING;
+                    action = kSkip;
+                    quote = cell->byte;
+                } else if (cls & LEX1_CLASS_PUNCT) {
+                    state = LEX1_KIND_PUNCTUATION;
+                    action = kEnd;
+                } else if (cls & LEX1_CLASS_OPERATOR) {
+                    mask = LEX1_CLASS_OPERATOR;
+                    state = LEX1_KIND_OPERATOR;
+                } else if (cls & LEX1_CLASS_END) {
+                    action = kSkip;
+                } else {
+                    mask = kWordMask;
+                    state = LEX1_KIND_WORD;
+                }
+                break;
+            case LEX1_KIND_NUMBER:
+            case LEX1_KIND_IDENTIFIER:
+                // A byte of class other turns the run into a word.
+                if (cls & LEX1_CLASS_OTHER) {
+                    mask = kWordMask;
+                    state = LEX1_KIND_WORD;
+                } else {
+                    action = kBack;
+                }
+                break;
+            case LEX1_KIND_STRING:
+                if (cls & LEX1_CLASS_ESCAPE) {
+                    mask = 0; // whatever follows reaches the escaped state
+                    state = kEscaped;
+                    action = kSkip;
+                } else if (!(cls & LEX1_CLASS_QUOTE)) {
+                    status = LEX1_OpenString;
+                    action = kEnd;
+                } else if (cell->byte == quote) {
+                    action = kSkip | kEnd;
+                }
+                break;
+            case kEscaped:
+                mask = kStringMask;
+                state = LEX1_KIND_STRING;
+                if (cls & LEX1_CLASS_END) {
+                    status = LEX1_OpenString;
+                    action = kEnd;
+                }
+                break;
+            default: // word and operator runs end at any other class
+                action = kBack;
+                break;
+            }
+        }
+
+        if (action & kBack) {
+            input->readCell = at;
+            break;
+        }
+        if (cls & LEX1_CLASS_LINEEND) {
+            input->lineNumber++;
+            input->columnNumber = 0;
+        }
+        if (!(action & kSkip)) {
+            if (slot->length == slot->capacity && !grow(slot)) {
+                status = LEX1_NoTokenMemory;
+                break;
+            }
+            slot->buffer[slot->length] = static_cast<char>(cell->byte);
+            slot->classes |= cls;
+            if (slot->length++ == 0) {
+                slot->line = input->lineNumber;
+                slot->column = input->columnNumber++;
+            }
+        }
+        if (action & kEnd)
+            break;
+    }
+    slot->kind = state == kEscaped ? LEX1_KIND_STRING : state;
+    return status;
+}
