@@ -1,7 +1,7 @@
 # The scanner against GLib's GScanner (when glib is installed) on a text of
 # command lines, as one text and line by line.
 zul_add_bench(zul_bench_lex SOURCES ${CMAKE_CURRENT_LIST_DIR}/lex_bench.cpp
-  FAMILIES platform bss ras anc thb lex)
+  FAMILIES lex)
 find_package(PkgConfig QUIET)
 if(PkgConfig_FOUND)
   pkg_check_modules(ZUL_LEX_GLIB QUIET IMPORTED_TARGET glib-2.0)
