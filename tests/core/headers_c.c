@@ -7,5 +7,7 @@ int zul_headers_c_check(void)
     static ZULSS_descriptor_t unused;
     ZULSS_lock_t lock = {0, 0};
     (void)lock;
+    ZULRE_destructor_t destructor = 0;
+    (void)destructor;
     return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0);
 }
