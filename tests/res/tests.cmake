@@ -1,0 +1,7 @@
+file(GLOB _res_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*_test.cpp)
+zul_add_test(zul_test_res
+  SOURCES ${_res_tests}
+  FAMILIES platform bss ras thb res)
+target_link_libraries(zul_test_res PRIVATE GTest::gtest_main)
+# Failed allocations come from a malloc of the test's own.
+target_link_options(zul_test_res PRIVATE -Wl,--wrap=malloc)
