@@ -72,6 +72,10 @@ static void construct_rvt(void *word)
     BSS1_InitializeEpilog(do_registration, rvt);
 }
 
+// With 64-bit pointers a control block is one cache line; pages are
+// aligned to lines, so no two blocks share one.
+static_assert(sizeof(void *) != 8 || sizeof(ZULRE_rcb_t) == 64, "an RCB is one cache line");
+
 static constinit ZULSS_descriptor_t privateDescriptor = {0, construct_rvt, nullptr, 0, 0};
 
 void ZULRE_Initialize(void *word)
