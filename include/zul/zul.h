@@ -13,5 +13,6 @@
 #include <zul/ras1.h>
 #include <zul/lex1.h>
 #include <zul/prm1.h>
+#include <zul/res1.h>
 
 #endif /* ZUL_ZUL_H */

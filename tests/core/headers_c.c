@@ -11,5 +11,7 @@ int zul_headers_c_check(void)
     (void)lock;
     (void)scanner;
     (void)arg;
+    ZULRE_destructor_t destructor = 0;
+    (void)destructor;
     return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0);
 }

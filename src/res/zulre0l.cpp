@@ -1,0 +1,18 @@
+// ZULRE_DebugLine: the debug lines that resources of a class write while
+// the class's debug switch is on.
+//
+// Every line opens with the class name, the handle, the state word and
+// the object, and names the event behind them.  The lines go to the log
+// whatever the trace classes are: the switch is the class's, not the
+// log's.
+#include "res/zulre.h"
+
+void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uint32_t state,
+                     const char *event)
+{
+    const RES1_Class *cls = __atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE);
+    uint32_t handle = ZULRE_Handle(ZULRE_LoadLife(rcb));
+    void *data = __atomic_load_n(&rcb->data, __ATOMIC_RELAXED);
+    RAS1_Printf(entry, line, ZULRE_DEBUG_HEAD "%s", cls ? cls->nameLength : 0u,
+                cls ? cls->name : "", handle, state, data, event);
+}

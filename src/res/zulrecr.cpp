@@ -1,0 +1,101 @@
+// RES1_Create: makes a resource of a registered class.
+//
+// The new resource starts with one use, the creator's.  With an owner, it
+// joins the owner's ring of children and holds a use on the owner until
+// its own end, so the owner cannot end first.  An owner that is being
+// destroyed takes no children: the resource is made all the same, and its
+// destruction is scheduled at once.
+#include "res/zulre.h"
+#include "internal/zulunits.h"
+
+ZULRA_RES1_UNIT("zulrecr");
+
+int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle, void *data)
+{
+    RAS1_DECLARE_ENTRY(entry, "RES1_Create", RAS1_PUBLIC);
+    RAS1_QUICK(entry, classes, flow);
+    (void)classes;
+    (void)flow;
+
+    if (handleOut == nullptr)
+        return STC1_BadArgument;
+    *handleOut = 0;
+    ZULRE_rvt_t *rvt = ZULRE_Rvt();
+    if (rvt == nullptr)
+        return STC1_BadObject;
+
+    RES1_Class *cls = nullptr;
+    ZULRE_rcb_t *classRcb = ZULRE_DisableRCB(rvt, classHandle, 1);
+    if (classRcb != nullptr) {
+        if ((ZULRE_State(ZULRE_LoadLife(classRcb)) & ZULRE_CLASS) != 0)
+            cls = static_cast<RES1_Class *>(__atomic_load_n(&classRcb->data, __ATOMIC_ACQUIRE));
+        ZULRE_Drop(rvt, classRcb, 1);
+    }
+    if (cls == nullptr)
+        return STC1_BadObject;
+
+    // The use taken here is the child's hold on its owner.
+    ZULRE_rcb_t *owner = nullptr;
+    if (ownerHandle != 0) {
+        owner = ZULRE_DisableRCB(rvt, ownerHandle, 1);
+        if (owner == nullptr)
+            return STC1_BadArgument;
+    }
+
+    ZULRE_rcb_t *rcb = ZULRE_NewRCB(rvt);
+    if (rcb == nullptr) {
+        if (owner != nullptr)
+            ZULRE_Drop(rvt, owner, 1);
+        return STC1_Shortage;
+    }
+    uint32_t handle = ZULRE_Handle(ZULRE_LoadLife(rcb));
+    __atomic_store_n(&rcb->data, data, __ATOMIC_RELEASE);
+    __atomic_store_n(&rcb->resClass, cls, __ATOMIC_RELEASE);
+
+    bool orphan = false;   // the owner is being destroyed
+    bool unlinked = false; // the owner's use goes back now
+    if (owner != nullptr) {
+        BSS1_GetLock(&rvt->lock);
+        if (owner->children == owner) {
+            orphan = unlinked = true;
+        } else if (ZULRE_Handle(ZULRE_LoadLife(rcb)) != handle || rcb->children == rcb) {
+            // Somebody who guessed the new handle has destroyed the
+            // resource already; it must not join a ring now.
+            unlinked = true;
+        } else {
+            ZULRE_rcb_t *first = owner->children;
+            if (first != nullptr) {
+                // In front of the first child: at the end of the ring.
+                rcb->next = first;
+                rcb->prev = first->prev;
+                first->prev->next = rcb;
+                first->prev = rcb;
+            } else {
+                owner->children = rcb;
+            }
+            __atomic_store_n(&rcb->owner, owner, __ATOMIC_RELEASE);
+        }
+        BSS1_ReleaseLock(&rvt->lock);
+    }
+    if (unlinked)
+        ZULRE_Drop(rvt, owner, 1);
+    if (orphan) {
+        ownerHandle = 0;
+        RES1_Destroy(handle);
+    }
+
+    BSS1_GetLock(&rvt->lock);
+    cls->activeResources++;
+    BSS1_ReleaseLock(&rvt->lock);
+
+    if (__atomic_load_n(&cls->debug, __ATOMIC_RELAXED) != 0) {
+        // Written before the bit is set, so its state does not show it.
+        RAS1_Printf(&entry, __LINE__, ZULRE_DEBUG_HEAD ", created, owner=%08lX\n",
+                    cls->nameLength, cls->name, handle,
+                    ZULRE_State(ZULRE_LoadLife(rcb)), data, ownerHandle);
+        __atomic_fetch_or(&rcb->life, static_cast<uint64_t>(ZULRE_DEBUG) << 32, __ATOMIC_ACQ_REL);
+    }
+
+    *handleOut = handle;
+    return STC1_Success;
+}

@@ -1,0 +1,34 @@
+// RES1_Use: checks a handle and takes one use of its resource.
+#include "res/zulre.h"
+#include "internal/zulunits.h"
+
+ZULRA_RES1_UNIT("zulreus");
+
+int RES1_Use(uint32_t handle, uint32_t classHandle, void **dataOut)
+{
+    RAS1_DECLARE_ENTRY(entry, "RES1_Use", RAS1_PUBLIC);
+    RAS1_QUICK(entry, classes, flow);
+    (void)classes;
+    (void)flow;
+
+    if (dataOut != nullptr)
+        *dataOut = nullptr;
+    ZULRE_rvt_t *rvt = ZULRE_Rvt();
+    if (rvt == nullptr)
+        return STC1_NotThere;
+    ZULRE_rcb_t *rcb = ZULRE_DisableRCB(rvt, handle, 1);
+    if (rcb == nullptr)
+        return STC1_NotThere;
+
+    const RES1_Class *cls = __atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE);
+    if (cls == nullptr || cls->handle != classHandle) {
+        ZULRE_Drop(rvt, rcb, 1);
+        return STC1_Authority;
+    }
+    uint32_t state = ZULRE_State(ZULRE_LoadLife(rcb));
+    if ((state & ZULRE_DEBUG) != 0)
+        ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", use\n");
+    if (dataOut != nullptr)
+        *dataOut = __atomic_load_n(&rcb->data, __ATOMIC_ACQUIRE);
+    return STC1_Success;
+}

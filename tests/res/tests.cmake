@@ -1,0 +1,6 @@
+file(GLOB _res_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*_test.cpp)
+zul_add_test(zul_test_res
+  SOURCES ${_res_tests}
+  FAMILIES res)
+# Failed allocations come from a malloc of the test's own.
+target_link_options(zul_test_res PRIVATE -Wl,--wrap=malloc)
