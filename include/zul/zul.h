@@ -11,5 +11,6 @@
 #include <zul/bss1.h>
 #include <zul/thb1.h>
 #include <zul/ras1.h>
+#include <zul/sig1.h>
 
 #endif /* ZUL_ZUL_H */

@@ -6,6 +6,10 @@ int zul_headers_c_check(void)
 {
     static ZULSS_descriptor_t unused;
     ZULSS_lock_t lock = {0, 0};
+    SIG1_Set set;
     (void)lock;
-    return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0);
+    SIG1_EmptySet(&set);
+    SIG1_AddSet(&set, SIG1_SIGXFSZ);
+    return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0) +
+           SIG1_IsMember(&set, SIG1_SIGXFSZ) - 1;
 }
