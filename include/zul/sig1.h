@@ -197,8 +197,9 @@ ZUL_API int SIG1_ProcMask(int how, const SIG1_Set *set, SIG1_Set *oldSet);
 ZUL_API int SIG1_Pending(SIG1_Set *set);
 
 /* Replaces the calling thread's mask by *mask and waits until a signal
- * handler has run (a portable one, or the library's for a signal whose
- * disposition is SIG1_IGN), then puts the mask back.
+ * has been caught (the library's handler ran, whatever the portable
+ * disposition, or another handler of the program), then puts the mask
+ * back.
  *   STC1_Success after a handler ran; STC1_BadArgument for a null
  *   `mask`; STC1_SystemError; STC1_Shortage. */
 ZUL_API int SIG1_Suspend(const SIG1_Set *mask);

@@ -8,7 +8,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <string>
 #include <sys/wait.h>
@@ -16,45 +15,30 @@
 
 #include <gtest/gtest.h>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define SIG_TEST_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define SIG_TEST_SANITIZED 1
-#endif
-#endif
-
 // In a child: report a failed check on standard output and end with 70.
-#define CHILD_CHECK(cond)                                                   \
-    do {                                                                    \
-        if (!(cond)) {                                                      \
-            std::printf("line %d: %s\n", __LINE__, #cond);                  \
-            std::fflush(stdout);                                            \
-            _exit(70);                                                      \
-        }                                                                   \
+#define CHILD_CHECK(cond)                                                           \
+    do {                                                                            \
+        if (!(cond))                                                                \
+            std::printf("line %d: %s\n", __LINE__, #cond), std::fflush(stdout), _exit(70); \
     } while (0)
 
 struct Child {
-    pid_t pid = -1;
-    int out = -1; // the child's standard output
+    pid_t pid;
+    int out; // the child's standard output
     int status = 0;
     std::string text;
 
-    // Forks; the child resets every disposition, runs `body` with a
-    // watchdog and exits 0.
+    // The child resets every disposition, runs `body` under a watchdog
+    // and exits 0.
     explicit Child(const std::function<void()> &body)
     {
         int fds[2];
-        if (pipe(fds) != 0)
-            return;
+        EXPECT_EQ(pipe(fds), 0);
         std::fflush(stdout);
-        pid = fork();
-        if (pid == 0) {
-            close(fds[0]);
+        if ((pid = fork()) == 0) {
             dup2(fds[1], 1);
             for (int h = 1; h < 32; h++)
-                if (h != SIGKILL && h != SIGSTOP)
-                    std::signal(h, SIG_DFL);
+                std::signal(h, SIG_DFL);
             alarm(30);
             body();
             std::fflush(stdout);
@@ -64,25 +48,21 @@ struct Child {
         out = fds[0];
     }
 
-    // Reads the child's output up to and including the next line feed.
+    // The output up to the next line feed.
     std::string Line()
     {
         std::string line;
-        char c;
-        while (read(out, &c, 1) == 1 && (line += c, c != '\n')) {
-        }
+        for (char c = 0; c != '\n' && read(out, &c, 1) == 1;)
+            line += c;
         return line;
     }
 
-    // Reads the rest of the output and waits for the end; `options` as
-    // for waitpid, so WUNTRACED returns at a stop.
+    // The rest of the output, and the end; with WUNTRACED, only the stop.
     Child &Wait(int options = 0)
     {
         char buf[512];
-        ssize_t n;
-        if (!(options & WUNTRACED))
-            while ((n = read(out, buf, sizeof buf)) > 0)
-                text.append(buf, static_cast<size_t>(n));
+        for (ssize_t n; !(options & WUNTRACED) && (n = read(out, buf, sizeof buf)) > 0;)
+            text.append(buf, static_cast<size_t>(n));
         waitpid(pid, &status, options);
         return *this;
     }
@@ -90,7 +70,7 @@ struct Child {
     bool Passed() const { return WIFEXITED(status) && WEXITSTATUS(status) == 0; }
 };
 
-// Whether the library's handler (or any handler) is installed for `host`.
+// Whether a handler is installed for host signal `host`.
 inline bool Hooked(int host)
 {
     struct sigaction sa;
@@ -98,7 +78,7 @@ inline bool Hooked(int host)
     return (sa.sa_flags & SA_SIGINFO) || (sa.sa_handler != SIG_DFL && sa.sa_handler != SIG_IGN);
 }
 
-// First use of the family on this thread: builds it and hooks the host.
+// The first use of the family: builds it and hooks the host.
 inline void UseSig1()
 {
     SIG1_QueryRecord q;
@@ -107,11 +87,15 @@ inline void UseSig1()
 
 inline SIG1_Set SetOf(std::initializer_list<int> signals)
 {
-    SIG1_Set set;
-    SIG1_EmptySet(&set);
+    SIG1_Set set = {{0, 0}};
     for (int n : signals)
         SIG1_AddSet(&set, n);
     return set;
+}
+
+inline bool operator==(const SIG1_Set &a, const SIG1_Set &b)
+{
+    return a.word[0] == b.word[0] && a.word[1] == b.word[1];
 }
 
 #endif
