@@ -84,7 +84,7 @@ struct Previous {
     sigset_t mask;
 };
 
-constinit Previous previous[ZULPL_SIG_HIGHEST + 1];
+constinit Previous previous[ZULPL_SIG_HIGHEST + 1] = {};
 constinit std::atomic<ZULPL_sigroute_t> route{nullptr};
 
 typedef void (*plain_handler_t)(int);

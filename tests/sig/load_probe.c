@@ -2,6 +2,7 @@
  * own (a handler, ignore or the default, in turn), loads the library named
  * by its argument, and fails if loading changed any; then it uses SIG1
  * once and lists the host signals whose disposition that changed. */
+#define _POSIX_C_SOURCE 200809L
 #include <dlfcn.h>
 #include <signal.h>
 #include <stdio.h>
