@@ -14,5 +14,6 @@
 #include <zul/lex1.h>
 #include <zul/prm1.h>
 #include <zul/res1.h>
+#include <zul/sig1.h>
 
 #endif /* ZUL_ZUL_H */

@@ -14,4 +14,10 @@ int zul_headers_c_check(void)
     ZULRE_destructor_t destructor = 0;
     (void)destructor;
     return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0);
+    SIG1_Set set;
+    (void)lock;
+    SIG1_EmptySet(&set);
+    SIG1_AddSet(&set, SIG1_SIGXFSZ);
+    return (int)sizeof(ZULSS_descriptor_t) + (unused.result != 0) +
+           SIG1_IsMember(&set, SIG1_SIGXFSZ) - 1;
 }

@@ -1,0 +1,40 @@
+// SIG1_Raise: carry out the disposition of a portable signal on the
+// calling thread.
+//
+// A handler is called with the portable number, whatever the thread's
+// mask; SIG1_IGN does nothing.  The default action is the host's: a
+// signal that the host has is raised at the host for this thread, as
+// raise() does, and what follows is what the host does with it (through
+// the library's handler, which hands it on to the program's earlier
+// handler or to the host's own default action); one that the host lacks
+// has no default action and is dropped.
+#include "sig/zulsg.h"
+#include "internal/zulunits.h"
+
+ZULRA_SIG1_UNIT("zulsgra");
+
+int SIG1_Raise(int signal)
+{
+    RAS1_DECLARE_ENTRY(entry, "SIG1_Raise", RAS1_PUBLIC);
+    RAS1_QUICK(entry, classes, flow);
+    (void)flow;
+
+    SIG1_ThreadBlock *thread = ZULSG_Thread();
+    if (thread == nullptr)
+        return STC1_Shortage;
+    if (!ZULSG_InRange(signal))
+        return STC1_BadArgument;
+    SIG1_ProcessBlock *process = thread->process;
+    SIG1_Handler handler = ZULSG_LoadHandler(process, signal);
+    if (RAS1_WANTS(classes, RAS1_STATE))
+        RAS1_Printf(&entry, __LINE__, "Raising signal %s(%d): Handler(%p)\n",
+                    SIG1_SignalName(signal), signal, reinterpret_cast<void *>(handler));
+    if (handler == SIG1_DFL) {
+        const int host = process->control->portableToHost[signal];
+        if (host != 0 && ZULPL_SigRaise(host) != 0)
+            return STC1_SystemError;
+    } else if (handler != SIG1_IGN) {
+        handler(signal);
+    }
+    return STC1_Success;
+}
