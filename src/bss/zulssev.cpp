@@ -60,6 +60,92 @@ static void unlink_var(ZULSS_envvar_t *v)
     free(v);
 }
 
+// While the files are read, an index of the list by name, so that a
+// definition finds the earlier one of its name without a walk of the
+// whole list: a file of many names must not take time in the square of
+// their number.  Open addressing, at most half full; a removed name
+// leaves a gravestone.  Without memory for it the walk serves instead.
+// Used by the constructor alone, and freed at its end.
+typedef struct {
+    ZULSS_envvar_t **slots;
+    uint32_t size;   // a power of 2, or 0 while there is none
+    uint32_t filled; // live entries and gravestones
+    int failed;      // no memory: the walk serves from now on
+} index_t;
+
+static constinit index_t byName = {nullptr, 0, 0, 0};
+static constinit ZULSS_envvar_t gravestone = {};
+
+static uint32_t hash_name(const char *name, uint32_t length)
+{
+    uint32_t h = 2166136261u;
+    for (uint32_t i = 0; i < length; i++)
+        h = (h ^ fold(name[i])) * 16777619u;
+    return h;
+}
+
+// The slot that holds `name`, else the slot where it would go: the first
+// gravestone on the way, or the empty slot that ends the search.
+static ZULSS_envvar_t **index_slot(const char *name, uint32_t length)
+{
+    uint32_t mask = byName.size - 1;
+    ZULSS_envvar_t **grave = nullptr;
+    for (uint32_t i = hash_name(name, length) & mask;; i = (i + 1) & mask) {
+        ZULSS_envvar_t **slot = &byName.slots[i];
+        if (*slot == nullptr)
+            return grave != nullptr ? grave : slot;
+        if (*slot == &gravestone) {
+            if (grave == nullptr)
+                grave = slot;
+        } else if ((*slot)->nameLength == length && BSS1_Match((*slot)->name, name, length) == 0) {
+            return slot;
+        }
+    }
+}
+
+// Makes room for one more name; false if there is no index to use.  A
+// full index is built anew from the list, which holds every live name.
+static bool index_ready(ZULSS_env_t *env)
+{
+    if (byName.failed)
+        return false;
+    if (byName.size != 0 && (byName.filled + 1) * 2 <= byName.size)
+        return true;
+    uint32_t live = 0;
+    for (ZULSS_envvar_t *v = env->first; v != env->end; v = v->next)
+        live++;
+    uint32_t size = 64;
+    while (size < 4 * (live + 1) && size < (1u << 30))
+        size *= 2;
+    free(byName.slots);
+    byName.slots = static_cast<ZULSS_envvar_t **>(calloc(size, sizeof *byName.slots));
+    if (byName.slots == nullptr || (live + 1) * 2 > size) {
+        free(byName.slots);
+        byName = {nullptr, 0, 0, 1};
+        return false;
+    }
+    byName.size = size;
+    byName.filled = live;
+    for (ZULSS_envvar_t *v = env->first; v != env->end; v = v->next)
+        *index_slot(v->name, v->nameLength) = v;
+    return true;
+}
+
+static void index_drop(void)
+{
+    free(byName.slots);
+    byName = {nullptr, 0, 0, 0};
+}
+
+// The variable `name`, through the index while there is one.
+static ZULSS_envvar_t *find_var(ZULSS_env_t *env, const char *name, uint32_t length)
+{
+    if (!index_ready(env))
+        return ZULSS_FindEnvVar(env, name, length);
+    ZULSS_envvar_t *v = *index_slot(name, length);
+    return v == &gravestone ? nullptr : v;
+}
+
 // Defines `name` with `value`.  A redefinition goes to the end of the
 // list; an empty value removes the variable.  Without memory the new
 // definition is lost, and so is an older one of the same name: what the
@@ -67,9 +153,12 @@ static void unlink_var(ZULSS_envvar_t *v)
 static void define(ZULSS_env_t *env, const char *name, uint32_t nameLength, const char *value,
                    uint32_t valueLength)
 {
-    ZULSS_envvar_t *old = ZULSS_FindEnvVar(env, name, nameLength);
+    ZULSS_envvar_t **slot = index_ready(env) ? index_slot(name, nameLength) : nullptr;
+    ZULSS_envvar_t *old = slot == nullptr ? ZULSS_FindEnvVar(env, name, nameLength)
+                          : *slot == &gravestone ? nullptr : *slot;
+    ZULSS_envvar_t *v = nullptr;
     if (valueLength != 0) {
-        ZULSS_envvar_t *v = static_cast<ZULSS_envvar_t *>(
+        v = static_cast<ZULSS_envvar_t *>(
             malloc(sizeof(ZULSS_envvar_t) + nameLength + valueLength + 1));
         if (v != nullptr) {
             v->name = reinterpret_cast<char *>(v + 1);
@@ -85,6 +174,15 @@ static void define(ZULSS_env_t *env, const char *name, uint32_t nameLength, cons
             env->last = v;
         }
     }
+    if (slot != nullptr) {
+        if (v != nullptr) {
+            if (*slot == nullptr)
+                byName.filled++;
+            *slot = v;
+        } else if (old != nullptr) {
+            *slot = &gravestone;
+        }
+    }
     if (old != nullptr)
         unlink_var(old);
 }
@@ -95,7 +193,7 @@ static void define(ZULSS_env_t *env, const char *name, uint32_t nameLength, cons
 static void record_path(ZULSS_env_t *env, const char *path)
 {
     uint32_t pathLength = static_cast<uint32_t>(strlen(path));
-    ZULSS_envvar_t *old = ZULSS_FindEnvVar(env, envPathName, envPathLength);
+    ZULSS_envvar_t *old = find_var(env, envPathName, envPathLength);
     if (old != nullptr) {
         uint32_t joinedLength = old->valueLength + 1 + pathLength;
         char *joined = static_cast<char *>(malloc(joinedLength));
@@ -520,6 +618,7 @@ static void construct_env(void *block)
     ZULRA_BuildInfo(&build);
     read_named_by(&r, ZULRA_BuildValue(build, ZULRA_BUILD_SERIAL));
     read_named_by(&r, ZULRA_BuildValue(build, ZULRA_BUILD_ENVIRONMENT_FILE));
+    index_drop();
 
     static const char ignore[] = "ZUL_IGNOREHOSTENVIRONMENT";
     if (ZULSS_FindEnvVar(env, ignore, sizeof ignore - 1) == nullptr)

@@ -187,4 +187,31 @@ TEST(EnvHostileFiles, WhatIsPassedOverIsTraced)
     EXPECT_NE(log.str().find("Environment file not read, already being read: ZULENV\n"), string::npos);
 }
 
+TEST(EnvHostileFiles, ManyNamesRedefinedAndRemoved)
+{
+    // Enough names to make the reading's index grow several times, with
+    // removals leaving gravestones that later definitions take up.
+    const int n = 3000;
+    string text;
+    for (int i = 0; i < n; i++)
+        text += "N" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+    for (int i = 0; i < n; i += 3)
+        text += "n" + std::to_string(i) + "=\n";
+    for (int i = 0; i < n; i += 5)
+        text += "N" + std::to_string(i) + "=again\n";
+    Dir dir;
+    dir.File("ZULENV", text);
+    std::vector<string> names;
+    for (int i = 0; i < 30; i++)
+        names.push_back("N" + std::to_string(i * 97 + 1));
+    auto out = Probe(dir.path, {}, names);
+    for (int i = 0; i < 30; i++) {
+        int k = i * 97 + 1;
+        optional<string> want = k % 5 == 0 ? optional<string>("again")
+                                : k % 3 == 0 ? nullopt
+                                             : optional(std::to_string(k));
+        EXPECT_EQ(out[names[i]], want) << names[i];
+    }
+}
+
 } // namespace
