@@ -38,6 +38,12 @@ typedef struct ZULSS_env {
 // passed over and the including file reads on.
 #define ZULSS_ENV_NESTING 8
 
+// What one construction reads at most, over all files and inclusions:
+// files read, and bytes taken from them.  One file gives at most
+// ZULPL_TEXT_LIMIT bytes of its own.
+#define ZULSS_ENV_MAX_FILES 256u
+#define ZULSS_ENV_MAX_BYTES (16u << 20)
+
 // The buffer grows in steps of this many bytes, and a physical line is
 // read with at least this much room.
 #define ZULSS_ENV_STEP 256

@@ -7,6 +7,7 @@
 #define ZUL_SRC_PLATFORM_ZULPLAT_H
 
 #include <stddef.h>
+#include <stdio.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -47,6 +48,33 @@ void ZULPL_SetTickSource(uint32_t (*source)(void));
 // The full path of the running executable into `buffer` (NUL-terminated,
 // cut to fit).  Returns its length, 0 if it cannot be found.
 size_t ZULPL_ProgramPath(char *buffer, size_t size);
+
+// Text files that the library reads for its settings: environment files
+// and files included by a filter expression.  Only a regular file is
+// read.  A device, a FIFO, a socket or a directory is never opened for
+// reading (opening a FIFO alone would wait for a writer, and /dev/zero
+// never ends), and no more than ZULPL_TEXT_LIMIT bytes are taken from
+// one file, however long it is or grows while it is read.
+#define ZULPL_TEXT_LIMIT (1u << 20)
+
+// What ZULPL_OpenText found at a path.
+enum {
+    ZULPL_TEXT_OPENED = 0,      // a regular file, now open
+    ZULPL_TEXT_ABSENT = 1,      // nothing there, or it cannot be opened
+    ZULPL_TEXT_NOT_REGULAR = 2  // a device, FIFO, socket or directory
+};
+
+// Identity of an open file: the same file under any name or link.
+typedef struct ZULPL_fileid {
+    uint64_t device;
+    uint64_t inode;
+} ZULPL_fileid_t;
+
+// Opens the regular file `path` for reading as text, without waiting and
+// without making a terminal the process's own; `*found` says what was
+// there and `*id` (if not null) gets the file's identity.  Returns the
+// stream, or null when `*found` is not ZULPL_TEXT_OPENED.
+FILE *ZULPL_OpenText(const char *path, ZULPL_fileid_t *id, int *found);
 
 #ifdef __cplusplus
 }

@@ -18,6 +18,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "platform/zulplat.h"
+
 ZULRA_PARSER_UNIT("zulrais");
 RAS1_DECLARE_ENTRY(parse_entry, "ParseExpression", 0);
 
@@ -50,10 +52,39 @@ static char upper(char c)
 
 static int parse_level(char *text, uint32_t length, int depth);
 
-// A level that names a file: each line of the file is a level.  The name
-// is used as it stands, blanks and line ends included.
+// Reads the next line of an included file into `line` as fgets would,
+// at most LONGEST_LINE bytes with the line end kept, but counting every
+// byte against `*left`, the bytes the file may still give.  A zero byte
+// and what follows it up to the line end are read but not kept.  Returns
+// the line's length, or -1 at the end of the file, or -2 when the file
+// has more than it may give.
+static int read_line(FILE *file, char *line, uint32_t *left)
+{
+    int n = 0;
+    int dropping = 0;
+    int c = 0;
+    while (n < (int)LONGEST_LINE && (c = getc_unlocked(file)) != EOF) {
+        if (*left == 0)
+            return -2;
+        (*left)--;
+        if (c == '\0')
+            dropping = 1;
+        if (!dropping || c == '\n')
+            line[n++] = (char)c;
+        if (c == '\n')
+            break;
+    }
+    line[n] = '\0';
+    return n == 0 && c == EOF ? -1 : n;
+}
+
+// A level that names a file: each line of the file is a level.  White
+// space behind the name, a line end above all, is not part of it.  Only
+// a regular file is read, and at most ZULPL_TEXT_LIMIT bytes of it.
 static int include_file(const char *name, uint32_t length, int depth)
 {
+    while (length > 0 && is_space((unsigned char)name[length - 1]))
+        length--;
     char path[LONGEST_LINE + 1];
     memcpy(path, name, length);
     path[length] = '\0';
@@ -61,16 +92,27 @@ static int include_file(const char *name, uint32_t length, int depth)
         RAS1_Printf(&parse_entry, __LINE__, "Inclusion nested too deeply: %s\n", path);
         return STC1_ProtocolError;
     }
-    FILE *file = fopen(path, "r");
+    int found;
+    FILE *file = ZULPL_OpenText(path, nullptr, &found);
     if (file == nullptr) {
-        RAS1_Printf(&parse_entry, __LINE__, "Unable to open file: %s\n", path);
+        RAS1_Printf(&parse_entry, __LINE__,
+                    found == ZULPL_TEXT_NOT_REGULAR ? "Not a regular file: %s\n"
+                                                    : "Unable to open file: %s\n",
+                    path);
         return STC1_NotThere;
     }
     char line[LONGEST_LINE + 1];
+    uint32_t left = ZULPL_TEXT_LIMIT;
     int status = STC1_Success;
-    while (status == STC1_Success && fgets(line, sizeof line, file) != nullptr)
-        status = parse_level(line, (uint32_t)strlen(line), depth + 1);
+    int n = -1;
+    while (status == STC1_Success && (n = read_line(file, line, &left)) >= 0)
+        status = parse_level(line, (uint32_t)n, depth + 1);
     fclose(file);
+    if (status == STC1_Success && n == -2) {
+        RAS1_Printf(&parse_entry, __LINE__, "File cut at %u bytes: %s\n",
+                    (uint32_t)ZULPL_TEXT_LIMIT, path);
+        status = STC1_ProtocolError;
+    }
     return status;
 }
 

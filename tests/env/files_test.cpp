@@ -150,9 +150,9 @@ TEST(EnvFiles, CandidatesAndPrecedence)
         {"definitions behind an include override it; a missing one is passed over",
          "ZUL_ENVPATH=$D/inc\nX=3\nzul_envpath=/nonexistent/file\n", {{"inc", "X=2\n"}}, {},
          {{"X", "3"}, {"ZUL_ENVPATH", "ZULENV $D/inc"}}},
-        // Read once at the top and once at each of the 8 levels below it.
+        // The inclusion of a file already being read is passed over.
         {"a file that includes itself", "N=1\nZUL_ENVPATH=ZULENV\nAFTER=yes\n", {}, {},
-         {{"N", "1"}, {"AFTER", "yes"}, {"ZUL_ENVPATH", "ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV ZULENV"}}},
+         {{"N", "1"}, {"AFTER", "yes"}, {"ZUL_ENVPATH", "ZULENV"}}},
     });
 }
 
