@@ -354,7 +354,8 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
 #define RAS1_WRITE_DUMP 8u         /* from RAS1_Dump */
 
 /* A store's write routine: `text` holds whole lines, each ended by a line
- * feed (a long message may arrive in several calls), not NUL-terminated.
+ * feed, not NUL-terminated.  A line is never split between calls, however
+ * long; a message of several lines may arrive in several calls.
  * Called under the store's lock, once per flush; its result is the
  * flush's result.  It must not call RAS1_Sync (directly or through a
  * traced function with the full read). */
