@@ -3,6 +3,7 @@
 #include "log/logtest.h"
 
 #include <cstdint>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -37,17 +38,16 @@ TEST(ExitValue, ResultIsPrintedInTheWidthOfItsType)
     static Sink sink;
     ASSERT_EQ(RAS1_RegisterStore("EXIT", 4, &sink, Sink::Write, RAS1_ANY), STC1_Success);
     ASSERT_EQ(RAS1_SetClass(nullptr, RAS1_FLOW), STC1_Warning);
-
-    Leave(reinterpret_cast<void *>(uintptr_t{0x7FFF4A9CB022}));
-    EXPECT_EQ(LastMessage(sink), "Exit: 0x7FFF4A9CB022");
-    Leave(static_cast<const char *>(nullptr));
-    EXPECT_EQ(LastMessage(sink), "Exit: 0x0");
-    Leave(uint64_t{0x100000000});
-    EXPECT_EQ(LastMessage(sink), "Exit: 0x100000000");
-    Leave(-1);
-    EXPECT_EQ(LastMessage(sink), "Exit: 0xFFFFFFFF");
-    Leave(static_cast<unsigned char>(200));
-    EXPECT_EQ(LastMessage(sink), "Exit: 0xC8");
-    Leave(int64_t{-2});
-    EXPECT_EQ(LastMessage(sink), "Exit: 0xFFFFFFFFFFFFFFFE");
+    const std::pair<std::function<void()>, const char *> cases[] = {
+        {[] { Leave(reinterpret_cast<void *>(uintptr_t{0x7FFF4A9CB022})); }, "0x7FFF4A9CB022"},
+        {[] { Leave(static_cast<const char *>(nullptr)); }, "0x0"},
+        {[] { Leave(uint64_t{0x100000000}); }, "0x100000000"},
+        {[] { Leave(int64_t{-2}); }, "0xFFFFFFFFFFFFFFFE"},
+        {[] { Leave(-1); }, "0xFFFFFFFF"},
+        {[] { Leave(static_cast<unsigned char>(200)); }, "0xC8"},
+    };
+    for (const auto &[leave, shown] : cases) {
+        leave();
+        EXPECT_EQ(LastMessage(sink), std::string("Exit: ") + shown);
+    }
 }
