@@ -36,8 +36,6 @@ struct Heads {
     }
 };
 
-int Discard(void *, const char *, uint32_t, ZULRA_entry_t *, uint32_t) { return 0; }
-
 } // namespace
 
 // Four threads meet a new unit at once, each through an entry of its own,
