@@ -130,8 +130,10 @@ typedef struct ZULRA_unit {
  * while `syncValue` equals `*syncWord`.  `syncWord` first points at the
  * unit's private start word, which holds 1 and is never written, so every
  * record starts stale; the first sync points it at the process's sync
- * word.  The library writes `syncWord`, `active` and `syncValue` with
- * atomic stores, and the reads below load them atomically. */
+ * word.  `active` and `syncValue` form one aligned 64-bit pair that the
+ * library publishes with a single atomic store and the reads below load
+ * with a single atomic load, so a record found current always holds the
+ * word of the sync that recorded its value. */
 typedef struct ZULRA_entry {
     ZULRA_unit_t *unit;
     const char *name;   /* function name, NUL-terminated */
@@ -139,9 +141,17 @@ typedef struct ZULRA_entry {
     uint32_t line;      /* source line of the function's start */
     const uint32_t *syncWord;
     uint32_t classes;   /* the function's entry kind; constant */
-    uint32_t active;    /* cached class word */
+    uint32_t active __attribute__((aligned(8))); /* cached class word */
     uint32_t syncValue; /* *syncWord when `active` was cached */
 } ZULRA_entry_t;
+
+/* The pair `active` (low half) and `syncValue` (high half) as one word. */
+typedef uint64_t ZULRA_pair_t __attribute__((may_alias));
+
+static inline uint64_t RAS1__LoadPair(const ZULRA_entry_t *entry)
+{
+    return __atomic_load_n((const ZULRA_pair_t *)&entry->active, __ATOMIC_ACQUIRE);
+}
 
 /* Lays down this source unit's record and private start word, at file
  * scope, once per source unit.  `file`, `level` and `comp` are string
@@ -184,7 +194,9 @@ ZUL_API uint32_t RAS1_Sync(ZULRA_entry_t *entry);
 
 enum {
     RAS1_EVENT_ENTRY = 0,     /* "Entry" line */
-    RAS1_EVENT_EXITVALUE = 1, /* "Exit: 0x%X" line; one more argument: the result */
+    RAS1_EVENT_EXITVALUE = 1, /* "Exit: 0x%X" line; one more argument: the
+                                 result as an unsigned long long, printed in
+                                 hexadecimal with all its digits */
     RAS1_EVENT_EXIT = 2,      /* "Exit" line */
     RAS1_EVENT_COMPILED = 3,  /* date, time, levelLen, level, comp of the unit */
     RAS1_EVENT_CLASSES = 4,   /* length, length, text of the class names */
@@ -258,10 +270,10 @@ ZUL_API int RAS1_EnumInfo(uint32_t list, void **records, uint32_t *index, uint32
  * result of RAS1_Sync.  No lock; no call on the fast path. */
 static inline uint32_t RAS1_ReadClass(ZULRA_entry_t *entry)
 {
-    uint32_t value = __atomic_load_n(&entry->syncValue, __ATOMIC_ACQUIRE);
+    uint64_t pair = RAS1__LoadPair(entry);
     const uint32_t *word = __atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED);
-    if (__builtin_expect(value == __atomic_load_n(word, __ATOMIC_RELAXED), 1))
-        return __atomic_load_n(&entry->active, __ATOMIC_RELAXED);
+    if (__builtin_expect((uint32_t)(pair >> 32) == __atomic_load_n(word, __ATOMIC_RELAXED), 1))
+        return (uint32_t)pair;
     return RAS1_Sync(entry);
 }
 
@@ -269,10 +281,10 @@ static inline uint32_t RAS1_ReadClass(ZULRA_entry_t *entry)
  * It never synchronizes, so it may run where RAS1_Sync must not. */
 static inline uint32_t RAS1_PeekClass(ZULRA_entry_t *entry)
 {
-    uint32_t value = __atomic_load_n(&entry->syncValue, __ATOMIC_ACQUIRE);
+    uint64_t pair = RAS1__LoadPair(entry);
     const uint32_t *word = __atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED);
-    if (__builtin_expect(value == __atomic_load_n(word, __ATOMIC_RELAXED), 1))
-        return __atomic_load_n(&entry->active, __ATOMIC_RELAXED);
+    if (__builtin_expect((uint32_t)(pair >> 32) == __atomic_load_n(word, __ATOMIC_RELAXED), 1))
+        return (uint32_t)pair;
     return 0;
 }
 
@@ -316,11 +328,19 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
             RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXIT);            \
     } while (0)
 
+/* The result goes to RAS1_Event as an unsigned long long holding the
+ * bits of its type: a pointer or a 64-bit integer whole, a 32-bit or
+ * smaller integer as its unsigned value of that width (-1 as an int shows
+ * as 0xFFFFFFFF). */
+#define RAS1__EXIT_BITS(value)                                          \
+    ((unsigned long long)(uintptr_t)(value) &                           \
+     (~0ull >> (sizeof(value) >= 8 ? 0 : 64 - 8 * sizeof(value))))
+
 #define RAS1_EXIT_VALUE(entry, flow, value)                             \
     do {                                                                \
         if (__builtin_expect((flow) != 0, 0))                           \
             RAS1_Event(&(entry), __LINE__, RAS1_EVENT_EXITVALUE,        \
-                       (unsigned)(value));                              \
+                       RAS1__EXIT_BITS(value));                         \
     } while (0)
 
 /* ------------------------------------------------------------------ */
@@ -334,7 +354,8 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
 #define RAS1_WRITE_DUMP 8u         /* from RAS1_Dump */
 
 /* A store's write routine: `text` holds whole lines, each ended by a line
- * feed (a long message may arrive in several calls), not NUL-terminated.
+ * feed, not NUL-terminated.  A line is never split between calls, however
+ * long; a message of several lines may arrive in several calls.
  * Called under the store's lock, once per flush; its result is the
  * flush's result.  It must not call RAS1_Sync (directly or through a
  * traced function with the full read). */

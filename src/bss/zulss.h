@@ -6,9 +6,7 @@
 
 // The process block of the BSS1 family.
 typedef struct ZULSS_pcb {
-    ZULSS_lock_t configLock; // guards configList; comes into being at first use
     ZULSS_lock_t keyLock;    // guards keyCount
-    void *configList;        // configuration variables
     uint32_t keyCount;       // highest thread key handed out
     uint32_t tlsIndex;       // thread-local slot holding each thread's table
     uint32_t lineLimit;      // longest line record of a format object: 127

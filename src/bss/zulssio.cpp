@@ -26,16 +26,16 @@ static int32_t load_word(const int32_t *once)
 
 [[noreturn]] static void abort_recursion(const char *file, int line, uint32_t tid, const ZULSS_slot_t *slot)
 {
-    fprintf(stdout, "%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
+    fprintf(stderr, "%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
             static_cast<unsigned long>(tid), slot->file ? slot->file : "", static_cast<int>(slot->line));
-    fflush(stdout);
+    fflush(stderr);
     abort();
 }
 
 [[noreturn]] static void abort_exhausted(const char *file, int line, uint32_t tid)
 {
-    fprintf(stdout, "%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line, static_cast<unsigned long>(tid));
-    fflush(stdout);
+    fprintf(stderr, "%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line, static_cast<unsigned long>(tid));
+    fflush(stderr);
     abort();
 }
 

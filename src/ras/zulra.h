@@ -95,7 +95,6 @@ typedef struct ZULRA_pooltree {
 // the family reaches it through ZULRA_Pcb().
 typedef struct ZULRA_pcb {
     ZULRA_anchor_t *anchor;
-    const struct ZULRA_class *classTable;
     struct ZULRA_store *defaultStore; // null until one is named
     struct ZULRA_envr *environments;
     ZULRA_exit_t *exits;              // newest first; read without a lock
@@ -114,7 +113,6 @@ typedef struct ZULRA_pcb {
     ZULRA_chunk_t *lists[3];
     uint32_t chunkBytes;
     uint32_t chunkSlots;
-    uint32_t captureHold;
     struct ZULRA_fctx *freeContexts;
     uint32_t nextFilter;
 } ZULRA_pcb_t;
@@ -211,11 +209,12 @@ ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id);
 // and the reading of ZUL_RAS1.
 void ZULRA_LoadSettings(void);
 
-// The exit routine that keeps unit names, and the first UNIT element of
-// a new filter, in one form; and the form itself: the last path
-// component, without trailing white space, in lower case, in place.
-int ZULRA_NormalizeExit(uint32_t events, void **user, ZULRA_notice_t *notice);
+// The form of unit names: the last path component, without trailing
+// white space, in lower case, in place.  ZULRA_NormalizeUnit puts a unit's
+// `file` in that form and ends it with a zero byte at its new length; the
+// caller holds the anchor's lock and has not yet published the unit.
 void ZULRA_NormalizeName(char **text, uint32_t *length);
+void ZULRA_NormalizeUnit(ZULRA_unit_t *unit);
 
 // ------------------------------------------------------------------
 // Calls between the parts of the trace

@@ -23,6 +23,28 @@ static void open_store(ZULSS_format_t *format)
     BSS1_FlushFormat(format);
 }
 
+// The unit's name as the head shows it.  A registered unit's name is in
+// its final form and never changes again (the release store of
+// `registered` publishes it); a unit not yet registered may be having its
+// name put in form on another thread, which holds the anchor's lock.
+static void unit_name(ZULRA_pcb_t *block, const ZULRA_unit_t *unit, const char **name,
+                      uint32_t *length)
+{
+    *name = "";
+    *length = 0;
+    if (unit == nullptr)
+        return;
+    if (__atomic_load_n(&unit->registered, __ATOMIC_ACQUIRE) != 0) {
+        *name = unit->file;
+        *length = unit->fileLen;
+        return;
+    }
+    BSS1_GetLock(&block->anchor->lock);
+    *name = unit->file;
+    *length = unit->fileLen;
+    BSS1_ReleaseLock(&block->anchor->lock);
+}
+
 int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_format_t **format)
 {
     if (format == nullptr)
@@ -68,6 +90,7 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
 
     int status = BSS1_NewFormat(&context->format, context, ZULRA_FormatHandler, 0, 0);
     if (status != STC1_Success) {
+        free(context->pending);
         free(context);
         return status;
     }
@@ -94,9 +117,10 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     ZULSS_Print(object, "(%08lX.%08lX-%lX:", now.seconds, now.nanoseconds, BSS1_ThreadID());
     for (ZULRA_envr_t *node = environments; node != nullptr; node = node->next)
         node->routine(node->user, object);
-    const ZULRA_unit_t *unit = entry->unit;
-    ZULSS_Print(object, "%.*s,%d,\"%s\") ", unit ? unit->fileLen : 0u,
-                unit ? (const char *)unit->file : "", line, entry->name);
+    const char *name;
+    uint32_t nameLength;
+    unit_name(block, entry->unit, &name, &nameLength);
+    ZULSS_Print(object, "%.*s,%d,\"%s\") ", nameLength, name, line, entry->name);
 
     *format = object;
     return STC1_Success;

@@ -2,7 +2,8 @@
 // count.
 #include "ras/zulra.h"
 
-// The lines of codes 0 to 4, by code.
+// The lines of codes 0 to 4, by code.  The format engine's integers are
+// 32 bits, so a result above that prints as two halves (exit_value).
 static const char *const event_formats[] = {
     "Entry\n",
     "Exit: 0x%X\n",
@@ -31,6 +32,26 @@ static void suspend(int by)
     BSS1_ReleaseLock(&block->lock);
 }
 
+// Writes one line for `entry` from `format` and its values.
+static int format_line(ZULRA_entry_t *entry, int line, const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    int status = ZULRA_FormatEvent(entry, line, format, args);
+    va_end(args);
+    return status;
+}
+
+// The Exit line of a result: all its hexadecimal digits, so that a
+// pointer shows whole.
+static int exit_value(ZULRA_entry_t *entry, int line, unsigned long long value)
+{
+    uint32_t low = (uint32_t)value, high = (uint32_t)(value >> 32);
+    if (high == 0)
+        return format_line(entry, line, event_formats[RAS1_EVENT_EXITVALUE], low);
+    return format_line(entry, line, "Exit: 0x%X%08X\n", high, low);
+}
+
 int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)
 {
     switch (event) {
@@ -55,7 +76,11 @@ int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)
     // No test of a class here: the caller has made it.
     va_list args;
     va_start(args, event);
-    int status = ZULRA_FormatEvent(entry, line, event_formats[event], args);
+    int status;
+    if (event == RAS1_EVENT_EXITVALUE)
+        status = exit_value(entry, line, va_arg(args, unsigned long long));
+    else
+        status = ZULRA_FormatEvent(entry, line, event_formats[event], args);
     va_end(args);
     return status;
 }

@@ -5,9 +5,14 @@
 // goes on in the next record, then the text).  Under the store's lock it
 // copies each record to the capture ring, compacts the texts in place at
 // the start of the same buffer with a line feed behind each finished line,
-// and gives the whole batch to the store's write routine in one call.
+// and gives the finished lines to the store's write routine in one call.
+// A line that the batch leaves open waits in the context until a later
+// batch of the same message ends it, and then goes to the store whole: a
+// store never gets part of a line, so another thread's line can never
+// come between the parts of a long one.
 #include "ras/zulralg.h"
 
+#include <stdlib.h>
 #include <string.h>
 
 // Two stores can write at once, each under its own lock, and both write
@@ -17,11 +22,14 @@
 // by side.  All zero bytes are a valid, unused lock.
 static constinit ZULSS_lock_t ring_lock = {};
 
+// A context keeps a buffer of up to this size for its next message; a
+// larger one, left by a very long line, goes back to the heap.
+#define KEPT_PENDING 4096u
+
 // Copies the records of a batch to the ring.
 static void capture(ZULRA_pcb_t *block, const char *records, uint32_t count)
 {
-    if (__atomic_load_n(&block->captureHold, __ATOMIC_ACQUIRE) != 0 ||
-        __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE) == nullptr)
+    if (__atomic_load_n(&block->capture, __ATOMIC_ACQUIRE) == nullptr)
         return;
     BSS1_GetLock(&ring_lock);
     ZULRA_capture_t *slot = block->capture;
@@ -40,20 +48,82 @@ static void capture(ZULRA_pcb_t *block, const char *records, uint32_t count)
     BSS1_ReleaseLock(&ring_lock);
 }
 
+// Adds text to the open line of the context; 0 without memory.
+static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
+{
+    if (length == 0)
+        return 1;
+    uint64_t need = (uint64_t)context->pendingLength + length;
+    if (need > UINT32_MAX)
+        return 0;
+    if (need > context->pendingSize) {
+        uint64_t size = context->pendingSize ? context->pendingSize : 256;
+        while (size < need)
+            size *= 2;
+        if (size > UINT32_MAX)
+            size = need;
+        char *grown = (char *)realloc(context->pending, (size_t)size);
+        if (grown == nullptr)
+            return 0;
+        context->pending = grown;
+        context->pendingSize = (uint32_t)size;
+    }
+    memcpy(context->pending + context->pendingLength, text, length);
+    context->pendingLength = (uint32_t)need;
+    return 1;
+}
+
+// Gives text to the store's routine.  The caller holds the store's lock.
+static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
+{
+    ZULRA_store_t *store = context->store;
+    if (length == 0 || store->write == nullptr)
+        return 0;
+    return store->write(store->data, text, length, context->entry, context->flags);
+}
+
+// Gives the open line to the store and empties it.  The caller holds the
+// store's lock.
+static int write_pending(ZULRA_fctx_t *context)
+{
+    int result = write_out(context, context->pending, context->pendingLength);
+    context->pendingLength = 0;
+    return result;
+}
+
+// The object is about to go.  A line still open (its last record was
+// flushed with the continuation bit) is ended and written; the context is
+// then free for the next message.
+static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
+{
+    int result = 0;
+    if (context->pendingLength != 0) {
+        BSS1_GetLock(&context->store->lock);
+        if (!keep(context, "\n", 1))
+            (void)write_pending(context); // the line end is lost, not the text
+        result = write_pending(context);
+        BSS1_ReleaseLock(&context->store->lock);
+    }
+    if (context->pendingSize > KEPT_PENDING) {
+        free(context->pending);
+        context->pending = nullptr;
+        context->pendingSize = 0;
+    }
+    context->format = nullptr;
+    BSS1_GetLock(&block->lock);
+    context->next = block->freeContexts;
+    block->freeContexts = context;
+    BSS1_ReleaseLock(&block->lock);
+    return result;
+}
+
 int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
 {
     ZULRA_fctx_t *context = (ZULRA_fctx_t *)argument;
     ZULRA_pcb_t *block = ZULRA_Pcb();
 
-    // The object is about to go: its context is free for the next one.
-    if (count == 0 || records == nullptr) {
-        context->format = nullptr;
-        BSS1_GetLock(&block->lock);
-        context->next = block->freeContexts;
-        block->freeContexts = context;
-        BSS1_ReleaseLock(&block->lock);
-        return 0;
-    }
+    if (count == 0 || records == nullptr)
+        return end_message(block, context);
 
     ZULRA_store_t *store = context->store;
     int result = 0;
@@ -81,9 +151,29 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
             *out++ = '\n';
     }
 
+    // The finished lines end at the last line feed; what stands behind it
+    // is the start of a line that a later batch ends.
     uint32_t total = (uint32_t)(out - records);
-    if (total != 0 && store->write != nullptr)
-        result = store->write(store->data, records, total, context->entry, context->flags);
+    uint32_t whole = total;
+    while (whole > 0 && records[whole - 1] != '\n')
+        whole--;
+
+    if (context->pendingLength == 0) {
+        result = write_out(context, records, whole);
+    } else if (whole != 0) {
+        // The batch ends the open line: the line's start and its end go
+        // out together.
+        if (keep(context, records, whole)) {
+            result = write_pending(context);
+        } else {
+            (void)write_pending(context); // torn without memory, not lost
+            result = write_out(context, records, whole);
+        }
+    }
+    if (!keep(context, records + whole, total - whole)) {
+        (void)write_pending(context);
+        result = write_out(context, records + whole, total - whole);
+    }
 
     BSS1_ReleaseLock(&store->lock);
     return result;

@@ -60,9 +60,17 @@ int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint3
 
     ZULRA_pcb_t *block = ZULRA_Pcb();
 
+    // The first UNIT text takes the form of unit names here, in the call
+    // itself, so that a filter made before the trace has started matches
+    // as well as one made after.
+    for (uint32_t i = 0; i < count; i++)
+        if (elements[i].type == RAS1_FILTER_UNIT) {
+            ZULRA_NormalizeName(&elements[i].text, &elements[i].length);
+            break;
+        }
+
     // The exit routines see the elements before they are weighed, with no
-    // lock held: the name normalizer puts the first UNIT text in the form
-    // of unit names here.
+    // lock held.
     ZULRA_notice_t notice;
     memset(&notice, 0, sizeof notice);
     notice.size = sizeof notice;

@@ -3,8 +3,7 @@
 // Nothing calls a start function: the first sync that is not suspended
 // runs InitializeRAS1 once.  It gives the process its default store on
 // standard output (or the file that ZUL_RAS1 names), reads ZUL_RAS1,
-// installs the exit routine that keeps unit names in one form, checks the
-// byte order and writes the library's build banner.
+// checks the byte order and writes the library's build banner.
 //
 // All of it runs under once-only construction, so nothing here may sync
 // a record on this thread: it would find its own construction and abort.
@@ -76,8 +75,6 @@ void InitializeRAS1(void *argument)
 {
     ZULRA_pcb_t *block = (ZULRA_pcb_t *)argument;
 
-    (void)RAS1_RegisterExit(nullptr, ZULRA_NormalizeExit);
-
     BSS1_GetLock(&block->lock);
     uint32_t stores = block->storeCount;
     BSS1_ReleaseLock(&block->lock);
@@ -89,8 +86,10 @@ void InitializeRAS1(void *argument)
     unsigned char first;
     memcpy(&first, &one, 1);
     if (first != 1) {
-        printf("MAC1_ENV_LENDIAN option does not match runtime environment: %d\n", first);
-        fflush(stdout);
+        // Like every message before an abort, on standard error.
+        fprintf(stderr, "MAC1_ENV_LENDIAN option does not match runtime environment: %d\n",
+                first);
+        fflush(stderr);
         abort();
     }
 

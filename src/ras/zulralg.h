@@ -7,8 +7,9 @@
 #include "ras/zulra.h"
 
 // One row of the class table.  `minLength` is the shortest accepted
-// abbreviation and the length in which the name is printed; `maxLength`
-// is the name's full length.  The table ends with a row of zeros, after
+// abbreviation, and the length in which the name is printed unless an
+// earlier row takes that text (see zulraqn); `maxLength` is the name's
+// full length.  The table ends with a row of zeros, after
 // NONE, the one named row whose value is 0.
 typedef struct ZULRA_class {
     uint32_t value;
@@ -39,13 +40,19 @@ typedef struct ZULRA_envr {
 } ZULRA_envr_t;
 
 // The context of one message: what the format handler needs to know.
-// Recycled through `freeContexts`, never freed.
+// Recycled through `freeContexts`, never freed.  A line longer than one
+// flush of the format object waits in `pending` (malloc'd, owned by the
+// context's thread like the object) until its end comes, so that a store
+// gets whole lines only.
 typedef struct ZULRA_fctx {
     struct ZULRA_fctx *next;
     ZULSS_format_t *format;
     ZULRA_store_t *store;
     ZULRA_entry_t *entry;
     uint32_t flags;
+    char *pending;          // the open line's text so far
+    uint32_t pendingLength; // bytes held
+    uint32_t pendingSize;   // bytes allocated
 } ZULRA_fctx_t;
 
 // The class word `v` with its empty fields filled: no unit kind selects
@@ -88,7 +95,8 @@ void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
 int ZULRA_FormatHandler(void *context, char *records, uint32_t count);
 
 // The default store's write routine: `data` is the address of a FILE *
-// word.  Writes with fwrite and flushes at a line end.  Always 0.
+// word.  Flushes the stream, then writes the lines with one write(2).
+// Always 0.
 int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                       uint32_t flags);
 

@@ -1,10 +1,15 @@
-// zulranm - ZULRA_NormalizeName and ZULRA_NormalizeExit: one form for
+// zulranm - ZULRA_NormalizeName and ZULRA_NormalizeUnit: one form for
 // unit names.
 //
 // A unit is named after its source file, and compilers hand that name
 // over with whatever path and case the build used.  Filters compare unit
 // names exactly, so both sides are put in one form first: the last path
 // component, without trailing blanks, in lower case.
+//
+// A unit's name is put in that form when the unit is registered, under
+// the anchor's lock, before the unit is published; the first UNIT text of
+// a filter in RAS1_NewFilter itself, before anything else sees it.  Both
+// happen whether or not the trace has started.
 #include "ras/zulra.h"
 
 #include <string.h>
@@ -41,20 +46,15 @@ void ZULRA_NormalizeName(char **text, uint32_t *length)
     *length = n;
 }
 
-int ZULRA_NormalizeExit(uint32_t events, void **user, ZULRA_notice_t *notice)
+void ZULRA_NormalizeUnit(ZULRA_unit_t *unit)
 {
-    (void)user;
-    if ((events & RAS1_EXIT_UNIT) && notice->unit != nullptr)
-        ZULRA_NormalizeName(&notice->unit->file, &notice->unit->fileLen);
-    if ((events & RAS1_EXIT_FILTER) && notice->elements != nullptr) {
-        // Only the first UNIT element: that is the one expressions make.
-        for (uint32_t i = 0; i < notice->elementCount; i++) {
-            ZULRA_elem_t *e = &notice->elements[i];
-            if (e->type == RAS1_FILTER_UNIT) {
-                ZULRA_NormalizeName(&e->text, &e->length);
-                break;
-            }
-        }
-    }
-    return 0;
+    if (unit->file == nullptr)
+        return;
+    char *end = unit->file + unit->fileLen;
+    ZULRA_NormalizeName(&unit->file, &unit->fileLen);
+    // The name is a C string too: a cut trailing blank gives way to the
+    // zero byte.  Only the cut touches the text behind the new length, and
+    // only inside the old one.
+    if (unit->file + unit->fileLen != end)
+        unit->file[unit->fileLen] = '\0';
 }

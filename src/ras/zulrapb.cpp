@@ -63,7 +63,6 @@ void ZULRA_ConstructPCB(void *argument)
     BSS1_InitializeOnce(&ZULRA_anchor.once, init_anchor_lock, &ZULRA_anchor.lock, __FILE__,
                         __LINE__);
     block->anchor = &ZULRA_anchor;
-    block->classTable = ZULRA_ClassTable();
 
     make_empty(&block->stores);
     make_empty(&block->filters);

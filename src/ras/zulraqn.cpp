@@ -2,12 +2,36 @@
 //
 // The rows of the class table are taken in order, and each row whose bits
 // are all still present gives its name in short form and takes its bits
-// away, so that 0xFFFFFE80 reads "EVERYE EVERYU ER".  Every short form is
-// accepted back by RAS1_QueryClassValue.  Bits that no row names are left
-// out.
+// away, so that 0xFFFFFE80 reads "EVERYE EVERYU ER".  Bits that no row
+// names are left out.
+//
+// The short form is the shortest start of the name that RAS1_QueryClassValue
+// reads back as this row.  That is the row's shortest abbreviation unless
+// an earlier row takes the same text: "ST" is STATE, so STORAGE prints as
+// "STO".
 #include "ras/zulralg.h"
 
 #include <string.h>
+
+// The first row that takes the first `length` characters of `text` as a
+// name, searched as RAS1_QueryClassValue searches; null if none does.
+static const ZULRA_class_t *row_taking(const char *text, uint32_t length)
+{
+    for (const ZULRA_class_t *row = ZULRA_ClassTable(); row->value != 0; row++)
+        if (length >= row->minLength && length <= row->maxLength &&
+            memcmp(row->text, text, length) == 0)
+            return row;
+    return nullptr;
+}
+
+// The length in which `row` prints: the shortest that reads back to it.
+static uint32_t printed_length(const ZULRA_class_t *row)
+{
+    for (uint32_t n = row->minLength; n < row->maxLength; n++)
+        if (row_taking(row->text, n) == row)
+            return n;
+    return row->maxLength;
+}
 
 // Writes the names into `buffer`, which has room for `room` characters
 // and a NUL behind them.  Stores the text's length in *used.
@@ -19,15 +43,16 @@ static int write_names(uint32_t classes, char *buffer, uint32_t room, uint32_t *
     for (; classes != 0 && row->value != 0; row++) {
         if ((row->value & classes) != row->value)
             continue;
-        uint32_t need = (at != 0 ? 1 : 0) + row->minLength;
+        uint32_t printed = printed_length(row);
+        uint32_t need = (at != 0 ? 1 : 0) + printed;
         if (need > room - at) {
             status = STC1_Shortage;
             break;
         }
         if (at != 0)
             buffer[at++] = ' ';
-        memcpy(buffer + at, row->text, row->minLength);
-        at += row->minLength;
+        memcpy(buffer + at, row->text, printed);
+        at += printed;
         classes &= ~row->value;
     }
     buffer[at] = '\0';

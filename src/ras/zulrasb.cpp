@@ -13,8 +13,7 @@ void ZULRA_ShowBuild(ZULRA_build_t *build)
     if (build == nullptr)
         return;
     // The banner is written inside the trace's start too, where nothing
-    // may sync a record: the quick read only.
-    (void)RAS1_PeekClass(&banner_entry);
+    // may sync a record, so it is written without a test of its word.
     const auto value = [build](uint32_t index) { return ZULRA_BuildValue(build, index); };
     RAS1_Printf(&banner_entry, __LINE__, "\n%12s: %s\n%12s: %s/%s.%s\n%12s: %s %s\n%12s: %s\n",
                 "Component", value(ZULRA_BUILD_COMPONENT), "Driver", value(ZULRA_BUILD_DRIVER),

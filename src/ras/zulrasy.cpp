@@ -7,6 +7,7 @@
 // caches the answer in the record.
 #include "ras/zulra.h"
 
+#include <stddef.h>
 #include <string.h>
 
 // Two records describe the same build when they are one record, or when
@@ -47,7 +48,7 @@ static uint32_t register_entry(ZULRA_pcb_t *block, ZULRA_entry_t *entry, ZULRA_b
         __atomic_store_n(&entry->syncWord, (const uint32_t *)&anchor->syncWord, __ATOMIC_RELEASE);
 
         ZULRA_unit_t *unit = entry->unit;
-        if (unit != nullptr && unit->registered == 0) {
+        if (unit != nullptr && __atomic_load_n(&unit->registered, __ATOMIC_RELAXED) == 0) {
             if (unit->format >= 180 && unit->buildInfo != nullptr) {
                 unit->buildInfo(build);
                 if (*build != nullptr) {
@@ -57,9 +58,14 @@ static uint32_t register_entry(ZULRA_pcb_t *block, ZULRA_entry_t *entry, ZULRA_b
                         ZULRA_Remember(block, ZULRA_LIST_BUILDS, *build);
                 }
             }
+            // The name takes its one form before anyone can meet the unit
+            // as registered: in the list of units, through a record that
+            // is synced after this one, or in a line head, which reads the
+            // name of an unregistered unit under this lock.
+            ZULRA_NormalizeUnit(unit);
             ZULRA_Remember(block, ZULRA_LIST_UNITS, unit);
             events |= RAS1_EXIT_UNIT;
-            unit->registered = 1;
+            __atomic_store_n(&unit->registered, 1u, __ATOMIC_RELEASE);
         }
     }
     BSS1_ReleaseLock(&anchor->lock);
@@ -108,6 +114,31 @@ static uint32_t select_classes(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_
     return c;
 }
 
+// The pair of `active` and `syncValue` is one aligned 64-bit word, the
+// word in its low half (the machine is little-endian; the start of the
+// trace checks it).
+static_assert(offsetof(ZULRA_entry_t, active) % 8 == 0 &&
+                  offsetof(ZULRA_entry_t, syncValue) == offsetof(ZULRA_entry_t, active) + 4,
+              "active and syncValue must form one aligned 64-bit word");
+
+// Publishes a record's word and the sync value it answers to with one
+// store.  Two syncs of one record that cross a change of settings may end
+// in either order, but each leaves a whole pair: the record is either
+// current with the word worked out for that value, or stale.
+static void publish(ZULRA_entry_t *entry, uint32_t c, uint32_t syncValue)
+{
+    __atomic_store_n((ZULRA_pair_t *)&entry->active, ((uint64_t)syncValue << 32) | c,
+                     __ATOMIC_RELEASE);
+}
+
+// The word 0 with a sync value that is stale now and stays so: the sync
+// word only grows, so the value below the present one never comes again.
+static void publish_stale(ZULRA_entry_t *entry)
+{
+    const uint32_t *word = __atomic_load_n(&entry->syncWord, __ATOMIC_ACQUIRE);
+    publish(entry, 0, __atomic_load_n(word, __ATOMIC_ACQUIRE) - 1);
+}
+
 uint32_t RAS1_Sync(ZULRA_entry_t *entry)
 {
     if (entry == nullptr)
@@ -119,7 +150,7 @@ uint32_t RAS1_Sync(ZULRA_entry_t *entry)
     // While suspended the record stays stale and unregistered, so every
     // traced call comes back here until the suspension ends.  No lock.
     if (__atomic_load_n(&block->suspended, __ATOMIC_ACQUIRE) != 0) {
-        __atomic_store_n(&entry->active, 0u, __ATOMIC_RELAXED);
+        publish_stale(entry);
         return 0;
     }
 
@@ -156,10 +187,7 @@ uint32_t RAS1_Sync(ZULRA_entry_t *entry)
         RAS1_Event(entry, (int)entry->line, RAS1_EVENT_CLASSES, (int)length, (int)length, names);
     }
 
-    // The word goes in before the record is marked current, so that a
-    // reader that finds the record current also finds its word.
-    __atomic_store_n(&entry->active, c, __ATOMIC_RELAXED);
-    if (!suspended)
-        __atomic_store_n(&entry->syncValue, seen, __ATOMIC_RELEASE);
+    // A suspension that came in meanwhile leaves the record stale.
+    publish(entry, c, suspended ? seen - 1 : seen);
     return c;
 }

@@ -1,12 +1,12 @@
 // zulraws - ZULRA_WriteStream: the default store's write routine.
 //
-// The store flushes at every line end, so a batch that ends a line goes to
-// the file with one write(2) of its own, straight from the format object's
-// buffer, instead of being copied into the stream's buffer and flushed
-// from there.  Whatever the program left in the stream's buffer (the
+// The store gets whole lines only (the format handler holds back a line
+// until its end has come), and it writes each batch of them to the file
+// with one write(2) of its own, straight from the format object's buffer,
+// under the store's lock: lines of several threads never mix, however
+// long they are.  Whatever the program left in the stream's buffer (the
 // stream may be its standard output) is flushed first, so the order of
-// the output is kept.  A batch that leaves its line open goes through the
-// stream's buffer and waits for the rest of the line.
+// the output is kept.
 #include "ras/zulralg.h"
 
 #include <errno.h>
@@ -21,11 +21,8 @@ int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry
     FILE *stream = data ? *(FILE **)data : nullptr;
     if (stream == nullptr || length == 0)
         return 0;
-    // A failed write is not noticed: the log has nowhere to report it.
-    if (text[length - 1] != '\n') {
-        (void)fwrite(text, 1, length, stream);
-        return 0;
-    }
+    // A failed write is not noticed: the log has nowhere to report it.  A
+    // short write (a pipe, a full disk) goes on from where it stopped.
     fflush(stream);
     int fd = fileno(stream);
     while (length > 0) {

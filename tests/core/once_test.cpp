@@ -115,11 +115,12 @@ TEST(Once, SixtyFourthNestedConstructionAbortsWithExhaustionMessage)
         BSS1_InitializeOnce(&chain[0], nest, nullptr, "nest.c", 0);
     });
     EXPECT_TRUE(r.aborted());
+    EXPECT_EQ(r.out, ""); // abort messages go to standard error
     // "nest.c(63)-" then the child's thread ID in 8 hex digits.
-    ASSERT_EQ(r.out.size(), 11u + 8u + 22u) << r.out;
-    EXPECT_EQ(r.out.substr(0, 11), "nest.c(63)-");
-    EXPECT_EQ(r.out.substr(11, 8).find_first_not_of("0123456789ABCDEF"), std::string::npos);
-    EXPECT_EQ(r.out.substr(19), ": lock pool exhausted\n");
+    ASSERT_EQ(r.err.size(), 11u + 8u + 22u) << r.err;
+    EXPECT_EQ(r.err.substr(0, 11), "nest.c(63)-");
+    EXPECT_EQ(r.err.substr(11, 8).find_first_not_of("0123456789ABCDEF"), std::string::npos);
+    EXPECT_EQ(r.err.substr(19), ": lock pool exhausted\n");
 }
 
 int32_t selfWord;
@@ -129,9 +130,10 @@ TEST(Once, ConstructorReachingItsOwnWordAbortsWithRecursionMessage)
 {
     ChildResult r = RunInChild([] { BSS1_InitializeOnce(&selfWord, recurse, nullptr, "first.c", 10); });
     EXPECT_TRUE(r.aborted());
-    ASSERT_EQ(r.out.size(), 13u + 8u + 36u) << r.out;
-    EXPECT_EQ(r.out.substr(0, 13), "second.c(20)-");
-    EXPECT_EQ(r.out.substr(21), "-first.c(10): constructor recursion\n");
+    EXPECT_EQ(r.out, ""); // abort messages go to standard error
+    ASSERT_EQ(r.err.size(), 13u + 8u + 36u) << r.err;
+    EXPECT_EQ(r.err.substr(0, 13), "second.c(20)-");
+    EXPECT_EQ(r.err.substr(21), "-first.c(10): constructor recursion\n");
 }
 
 // Epilogs.
