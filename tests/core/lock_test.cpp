@@ -10,26 +10,6 @@
 
 using namespace std::chrono_literals;
 
-TEST(Lock, ZeroLockIsRecursiveAndExcludesOtherThreads)
-{
-    static ZULSS_lock_t lock; // all zero bytes, never initialised
-    for (int i = 0; i < 3; i++)
-        BSS1_GetLock(&lock);
-    std::atomic<bool> acquired{false};
-    std::thread other([&] {
-        BSS1_GetLock(&lock);
-        acquired = true;
-        BSS1_ReleaseLock(&lock);
-    });
-    BSS1_ReleaseLock(&lock);
-    BSS1_ReleaseLock(&lock);
-    std::this_thread::sleep_for(50ms);
-    EXPECT_FALSE(acquired.load());
-    BSS1_ReleaseLock(&lock);
-    other.join();
-    EXPECT_TRUE(acquired.load());
-}
-
 // Threads racing to create the mutex of a zero lock must end up sharing
 // one (a loser's mutex would leak, or let two threads in at once), and a
 // destroyed lock is a zero lock again.

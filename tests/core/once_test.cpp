@@ -68,12 +68,12 @@ TEST(Once, SixtyThreeNestedConstructionsSucceedAndTheSixtyFourthAborts)
             ASSERT_LT(chain[i], 0) << i;
         std::fill(std::begin(chain), std::end(chain), 0);
     }
-    ChildResult r = RunInChild([] {
+    auto [out, aborted] = RunInChild([] {
         depthLimit = 64;
         BSS1_InitializeOnce(&chain[0], nest, nullptr, "nest.c", 0);
     });
-    EXPECT_TRUE(r.aborted());
-    EXPECT_TRUE(std::regex_match(r.out, std::regex("nest\\.c\\(63\\)-[0-9A-F]{8}: lock pool exhausted\n"))) << r.out;
+    EXPECT_TRUE(aborted);
+    EXPECT_TRUE(std::regex_match(out, std::regex("nest\\.c\\(63\\)-[0-9A-F]{8}: lock pool exhausted\n"))) << out;
 }
 
 int32_t selfWord;
@@ -81,10 +81,9 @@ void recurse(void *) { BSS1_InitializeOnce(&selfWord, recurse, nullptr, "second.
 
 TEST(Once, ConstructorReachingItsOwnWordAbortsWithRecursionMessage)
 {
-    ChildResult r = RunInChild([] { BSS1_InitializeOnce(&selfWord, recurse, nullptr, "first.c", 10); });
-    EXPECT_TRUE(r.aborted());
-    EXPECT_TRUE(std::regex_match(r.out, std::regex("second\\.c\\(20\\)-[0-9A-F]{8}-first\\.c\\(10\\): constructor recursion\n")))
-        << r.out;
+    auto [out, aborted] = RunInChild([] { BSS1_InitializeOnce(&selfWord, recurse, nullptr, "first.c", 10); });
+    EXPECT_TRUE(aborted);
+    EXPECT_TRUE(std::regex_match(out, std::regex("second\\.c\\(20\\)-[0-9A-F]{8}-first\\.c\\(10\\): constructor recursion\n"))) << out;
 }
 
 // Epilogs.

@@ -11,35 +11,27 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-struct ChildResult {
-    std::string out;
-    int status = 0;
-    bool aborted() const { return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT; }
-};
-
-inline ChildResult RunInChild(const std::function<void()> &body)
+// What the child wrote to standard output, and whether it aborted.
+inline std::pair<std::string, bool> RunInChild(const std::function<void()> &body)
 {
-    int fds[2];
+    int fds[2], status = 0;
     if (pipe(fds) != 0)
         return {};
     fflush(stdout);
-    pid_t pid = fork();
-    if (pid == 0) {
-        close(fds[0]);
+    if (fork() == 0) {
         dup2(fds[1], 1);
         body();
         fflush(stdout);
         _exit(0);
     }
     close(fds[1]);
-    ChildResult r;
+    std::string out;
     char buf[512];
-    ssize_t n;
-    while ((n = read(fds[0], buf, sizeof buf)) > 0)
-        r.out.append(buf, static_cast<size_t>(n));
+    for (ssize_t n; (n = read(fds[0], buf, sizeof buf)) > 0;)
+        out.append(buf, size_t(n));
     close(fds[0]);
-    waitpid(pid, &r.status, 0);
-    return r;
+    wait(&status);
+    return {out, WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT};
 }
 
 #endif
