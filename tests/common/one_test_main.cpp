@@ -15,11 +15,11 @@ struct OneTestOnly : ::testing::EmptyTestEventListener {
         if (unit.test_to_run_count() <= 1 && GTEST_FLAG_GET(repeat) == 1)
             return;
         std::fprintf(stderr,
-                     "%d tests selected, repeated %d times: the tests of this program run one per\n"
-                     "process, since each leaves state behind that the next one would meet.\n"
-                     "Run them with ctest (ctest --preset <preset> -R <pattern>), or pass\n"
-                     "--gtest_filter=<Suite.Test> naming one test (--gtest_list_tests lists them).\n",
-                     unit.test_to_run_count(), GTEST_FLAG_GET(repeat));
+                     "%d tests selected (--gtest_repeat=%d), but the tests of this program run one per\n"
+                     "process: each leaves state behind that the next one would meet.  Run them with\n"
+                     "ctest (ctest --preset <preset> -R <pattern>), or pass --gtest_filter=<Suite.Test>\n"
+                     "naming one test (--gtest_list_tests lists them).\n",
+                     unit.test_to_run_count(), int(GTEST_FLAG_GET(repeat)));
         std::exit(2);
     }
 };

@@ -230,15 +230,11 @@ TEST_F(TreeTest, BadHandlesAndCursorsAnswerBadObject)
         THB1_Cursor *b = i ? &badCursors[i - 1] : nullptr;
         int64_t k = 2;
         void *data = &good;
-        EXPECT_EQ(THB1_Find(h, &(c = good), &k, nullptr), STC1_BadObject);
-        EXPECT_EQ(c.node, nullptr);
-        EXPECT_EQ(THB1_Reset(h, &c), STC1_BadObject);
-        EXPECT_EQ(THB1_Insert(h, &(c = good), &items.emplace_back(9), 1), STC1_BadObject);
-        EXPECT_EQ(c.node, nullptr);
-        EXPECT_EQ(THB1_Delete(h, &k), STC1_BadObject);
-        EXPECT_EQ(THB1_Empty(h), STC1_BadObject);
-        EXPECT_TRUE(THB1_Next(b, &data) == STC1_BadObject && data == nullptr);
-        EXPECT_EQ(THB1_Prior(b, &data), STC1_BadObject);
+        THB1_Cursor found = good, inserted = good;
+        EXPECT_EQ((std::vector{THB1_Find(h, &found, &k, nullptr), THB1_Reset(h, &c), THB1_Delete(h, &k), THB1_Empty(h),
+                               THB1_Insert(h, &inserted, &items.emplace_back(9), 1), THB1_Prior(b, &data), THB1_Next(b, &data)}),
+                  std::vector<int>(7, STC1_BadObject)) << i;
+        EXPECT_TRUE(found.node == nullptr && inserted.node == nullptr && data == nullptr) << i;
     }
     EXPECT_EQ(THB1_Destroy(&bad[1]), STC1_BadObject);
     EXPECT_EQ(bad[1].tree, nullptr) << "THB1_Destroy clears even a bad handle";
