@@ -6,6 +6,5 @@ target_compile_options(zul_header_check_c PRIVATE -std=c11 -Wall -Wextra -Werror
 
 file(GLOB _core_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*_test.cpp)
 zul_add_test(zul_test_core
-  SOURCES ${_core_tests} ${CMAKE_CURRENT_LIST_DIR}/headers_test.cpp
-          $<TARGET_OBJECTS:zul_header_check_c>
-  FAMILIES bss)
+  SOURCES ${_core_tests} $<TARGET_OBJECTS:zul_header_check_c>
+  FAMILIES bss ONE_PER_PROCESS)

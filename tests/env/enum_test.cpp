@@ -1,7 +1,5 @@
 // RAS1_EnumInfo over the lists of units, entries and build records, the
 // library's own build record, and the lines BSS1_GetEnv writes by class.
-#include <string.h>
-
 #include <regex>
 #include <string>
 #include <vector>
@@ -23,7 +21,7 @@ std::vector<void *> Walk(uint32_t list, uint32_t batch, int *last = nullptr)
         EXPECT_LE(count, status ? 0 : batch);
         all.insert(all.end(), buf.begin(), buf.begin() + count);
         EXPECT_EQ(index, all.size());
-        if (status != 0 || count == 0) { // 0 only with a batch of 0
+        if (status != 0 || count == 0) {
             if (last)
                 *last = status;
             return all;
@@ -35,103 +33,63 @@ TEST(EnumInfo, ArgumentsAndEmptyLists)
 {
     void *buf[4];
     uint32_t index = 0, count;
-    for (uint32_t list : {3u, UINT32_MAX}) {
-        count = 4;
-        EXPECT_EQ(RAS1_EnumInfo(list, buf, &index, &count), STC1_BadArgument);
-        EXPECT_EQ(count, 0u);
-    }
-    count = 4;
-    EXPECT_EQ(RAS1_EnumInfo(0, nullptr, &index, &count), STC1_BadArgument);
-    EXPECT_EQ(RAS1_EnumInfo(0, buf, nullptr, &count), STC1_BadArgument);
-    EXPECT_EQ(RAS1_EnumInfo(0, buf, &index, nullptr), STC1_BadArgument);
-    // Nothing has been traced in this process: every list is empty.
-    for (uint32_t list = 0; list < 3; list++) {
+    auto call = [&](uint32_t list, void **records, uint32_t *i, uint32_t *n) { return count = 4, RAS1_EnumInfo(list, records, i, n); };
+    EXPECT_EQ(call(3, buf, &index, &count), STC1_BadArgument);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(call(0, nullptr, &index, &count), STC1_BadArgument);
+    EXPECT_EQ(call(0, buf, nullptr, &count), STC1_BadArgument);
+    EXPECT_EQ(call(0, buf, &index, nullptr), STC1_BadArgument);
+    for (uint32_t list = 0; list < 3; list++) { // nothing traced yet: all empty
         int last = 0;
         EXPECT_TRUE(Walk(list, 4, &last).empty());
         EXPECT_EQ(last, STC1_NotThere);
     }
 }
 
-// 1,500 entries of one unit: more than one chunk of 1,021 holds.
+// 1,500 entries of one unit, more than one piece of storage holds.
 constexpr int kMembers = 1500;
 RAS1_DECLARE_UNIT(RAS1_APPLICATION, "1", "TEST");
 ZULRA_entry_t entries[kMembers];
 
-void RegisterEntries()
+TEST(EnumInfo, AnyBatchWalksEveryMemberOnceNewestFirst)
 {
     for (int i = 0; i < kMembers; i++) {
-        entries[i] = ZULRA_entry_t{&ZULRA_unit_, "f", 1, (uint32_t)i, &ZULRA_unitStart_,
-                                   RAS1_PUBLIC, 0, 0};
+        entries[i] = ZULRA_entry_t{&ZULRA_unit_, "f", 1, uint32_t(i), &ZULRA_unitStart_, RAS1_PUBLIC, 0, 0};
         RAS1_Sync(&entries[i]);
     }
-}
-
-TEST(EnumInfo, BatchesOf128AcrossTwoChunksWithoutLossOrRepeat)
-{
-    RegisterEntries();
-    int last = 0;
-    std::vector<void *> all = Walk(RAS1_LIST_ENTRIES, 128, &last);
-    EXPECT_EQ(last, STC1_NotThere);
-    ASSERT_EQ(all.size(), (size_t)kMembers);
-    // Newest first: position k holds the entry registered k-th from last,
-    // also where a batch crosses from the first chunk into the second;
-    // with every position checked, nothing is lost or repeated.
-    for (int k = 0; k < kMembers; k++)
-        ASSERT_EQ(all[k], &entries[kMembers - 1 - k]) << "position " << k;
-    // The one unit came in once.
+    for (uint32_t batch : {1u, 7u, 128u, 1500u, 4000u}) {
+        int last = 0;
+        std::vector<void *> all = Walk(RAS1_LIST_ENTRIES, batch, &last);
+        EXPECT_EQ(last, STC1_NotThere);
+        ASSERT_EQ(all.size(), size_t(kMembers)) << batch;
+        for (int k = 0; k < kMembers; k++)
+            ASSERT_EQ(all[k], &entries[kMembers - 1 - k]) << "batch " << batch << " position " << k;
+    }
     EXPECT_EQ(Walk(RAS1_LIST_UNITS, 128), std::vector<void *>{&ZULRA_unit_});
-    // Any batch size gives the same walk.
-    for (uint32_t batch : {1u, 7u, 1020u, 1021u, 1022u, 1500u, 4000u})
-        EXPECT_EQ(Walk(RAS1_LIST_ENTRIES, batch), all) << batch;
-}
-
-TEST(EnumInfo, StartAnywhereAndShortLastBatch)
-{
-    RegisterEntries();
+    // Starting anywhere: no room inside the list, a short last batch, the end.
     void *buf[128];
-    struct Case {
-        uint32_t index, room, stored;
-        int status;
-    } cases[] = {
-        {0, 0, 0, 0},             // no room inside the list: 0, nothing stored
-        {1020, 2, 2, 0},          // across the chunk boundary
-        {1021, 128, 128, 0},      // the second chunk from its first slot
-        {1499, 128, 1, 0},        // fewer than asked: the end was reached
-        {1500, 128, 0, STC1_NotThere},
-        {1500, 0, 0, STC1_NotThere},
-        {99999, 5, 0, STC1_NotThere},
-    };
+    struct { uint32_t index, room, stored; int status; } cases[] = {
+        {0, 0, 0, 0}, {1499, 128, 1, 0}, {1500, 128, 0, STC1_NotThere}, {99999, 5, 0, STC1_NotThere}};
     for (const auto &c : cases) {
-        SCOPED_TRACE(c.index);
         uint32_t index = c.index, count = c.room;
-        EXPECT_EQ(RAS1_EnumInfo(RAS1_LIST_ENTRIES, buf, &index, &count), c.status);
+        EXPECT_EQ(RAS1_EnumInfo(RAS1_LIST_ENTRIES, buf, &index, &count), c.status) << c.index;
         EXPECT_EQ(count, c.stored);
         EXPECT_EQ(index, c.index + c.stored);
-        for (uint32_t i = 0; i < c.stored; i++)
-            EXPECT_EQ(buf[i], &entries[kMembers - 1 - c.index - i]);
     }
 }
 
-TEST(BuildRecord, LibraryRecordEntersWithTheFirstTracedCall)
+TEST(BuildRecord, LibraryRecordEntersOnceWithTheFirstTracedCall)
 {
     BSS1_GetEnv("ZUL_TEST_SOME_NAME", nullptr);
-    BSS1_GetEnv("ZUL_TEST_OTHER_NAME", "x"); // the record is met once
+    BSS1_GetEnv("ZUL_TEST_OTHER_NAME", "x");
     std::vector<void *> builds = Walk(RAS1_LIST_BUILDS, 128);
     ASSERT_EQ(builds.size(), 1u);
     auto *build = static_cast<ZULRA_build_t *>(builds[0]);
-    ASSERT_EQ(build->valueCount, 18u);
-    ASSERT_EQ(build->commentCount, 44u);
-    for (uint32_t i = 0; i < 18 + 44; i++)
-        ASSERT_NE(i < 18 ? build->values[i] : build->comments[i - 18], nullptr) << i;
-    EXPECT_TRUE(std::regex_match(build->values[0], std::regex("[0-9]{4}/[0-9]{2}/[0-9]{2}")))
-        << build->values[0];
-    EXPECT_TRUE(std::regex_match(build->values[1], std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2}")))
-        << build->values[1];
-    EXPECT_STREQ(build->values[2], "ZULRA_BuildInfo.c");
-    EXPECT_STREQ(build->values[3], "");          // environment filename
-    EXPECT_STREQ(build->values[15], "zul");      // component code
-    EXPECT_STREQ(build->values[16], "0100");     // build serial number
-    EXPECT_EQ(strncmp(build->values[17], "zul-", 4), 0); // driver name
+    ASSERT_GE(build->valueCount, 18u);
+    for (uint32_t i = 0; i < build->valueCount + build->commentCount; i++)
+        ASSERT_NE(i < build->valueCount ? build->values[i] : build->comments[i - build->valueCount], nullptr) << i;
+    EXPECT_TRUE(std::regex_match(build->values[0], std::regex("[0-9]{4}/[0-9]{2}/[0-9]{2}"))) << build->values[0];
+    EXPECT_STREQ(build->values[15], "zul");
     std::vector<void *> units = Walk(RAS1_LIST_UNITS, 128);
     ASSERT_EQ(units.size(), 1u);
     EXPECT_STREQ(static_cast<ZULRA_unit_t *>(units[0])->file, "zulssge");
@@ -139,26 +97,18 @@ TEST(BuildRecord, LibraryRecordEntersWithTheFirstTracedCall)
 
 std::string captured;
 
-int Capture(void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t)
-{
-    captured.append(text, length);
-    return 0;
-}
-
 TEST(GetEnvTrace, MessagesFollowTheClasses)
 {
     setenv("ZUL_TEST_FOUND", "v", 1);
-    ASSERT_EQ(RAS1_RegisterStore("CAPTURE", 7, nullptr, Capture, RAS1_ANY), 0);
-    // Which of the lines appear: found, fallback, absent, entry and exit.
-    const char *lines[] = {"ZUL_TEST_FOUND=\"v\"\n", "ZUL_TEST_UNSET=\"fb\" (default)\n",
-                           "ZUL_TEST_UNSET=\"\"\n", "Entry\n", "Exit: 0x"};
-    struct Case {
-        const char *classes;
-        bool shown[5];
-    } cases[] = {
-        {"ERROR", {1, 0, 0, 0, 0}},        {"DETAIL", {1, 1, 0, 0, 0}},
-        {"STATE", {1, 0, 0, 0, 0}},        {"STATE DETAIL", {1, 1, 1, 0, 0}},
-        {"FLOW", {1, 0, 0, 1, 1}},
+    ASSERT_EQ(RAS1_RegisterStore("CAPTURE", 7, nullptr, [](void *, const char *text, uint32_t length, ZULRA_entry_t *,
+                                                          uint32_t) { return captured.append(text, length), 0; },
+                                 RAS1_ANY), 0);
+    // Which lines appear: found, fallback, absent, entry and exit.
+    const char *lines[] = {"ZUL_TEST_FOUND=\"v\"\n", "ZUL_TEST_UNSET=\"fb\" (default)\n", "ZUL_TEST_UNSET=\"\"\n",
+                           "Entry\n", "Exit: 0x"};
+    struct { const char *classes; bool shown[5]; } cases[] = {
+        {"ERROR", {1, 0, 0, 0, 0}}, {"DETAIL", {1, 1, 0, 0, 0}}, {"STATE", {1, 0, 0, 0, 0}},
+        {"STATE DETAIL", {1, 1, 1, 0, 0}}, {"FLOW", {1, 0, 0, 1, 1}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.classes);
@@ -171,7 +121,7 @@ TEST(GetEnvTrace, MessagesFollowTheClasses)
         EXPECT_EQ(BSS1_GetEnv("ZUL_TEST_UNSET", nullptr), nullptr);
         for (int i = 0; i < 5; i++)
             EXPECT_EQ(captured.find(lines[i]) != std::string::npos, c.shown[i]) << lines[i] << captured;
-        EXPECT_NE(captured.find("zulssge,"), std::string::npos) << captured; // the unit in the line head
+        EXPECT_NE(captured.find("zulssge,"), std::string::npos) << captured;
     }
 }
 

@@ -14,8 +14,6 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 namespace envtest {
 
 // A fresh directory, removed at the end of the test.
@@ -37,17 +35,17 @@ struct Dir {
 using Values = std::map<std::string, std::optional<std::string>>;
 
 // Runs the probe in `cwd` with exactly the variables `env` and looks up
-// `names` (no text here holds a single quote); `status` is the wait status.
+// `names` (no text here holds a single quote).  The probe prints line i as
+// "<name>=<value>", or "<name>" alone for no value.
 inline Values Probe(const std::string &cwd, const std::vector<std::string> &env,
                     const std::vector<std::string> &names, int *status = nullptr)
 {
-    std::string command = "cd '" + cwd + "' && exec env -i";
+    std::string command = "cd '" + cwd + "' && exec env -i", text, line;
     for (const auto &word : env)
         command += " '" + word + "'";
     command += " '" ZUL_ENV_PROBE "'";
     for (const auto &word : names)
         command += " '" + word + "'";
-    std::string text;
     FILE *pipe = popen(command.c_str(), "r");
     char buf[4096];
     for (size_t n; pipe && (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
@@ -55,15 +53,11 @@ inline Values Probe(const std::string &cwd, const std::vector<std::string> &env,
     int st = pipe ? pclose(pipe) : -1;
     if (status)
         *status = st;
-
-    // Line i is "<name>=<value>", or "<name>" alone for no value.
     Values out;
     std::istringstream lines(text);
-    std::string line;
     for (const auto &name : names)
         if (std::getline(lines, line))
-            out[name] = line.size() > name.size() ? std::optional(line.substr(name.size() + 1))
-                                                  : std::nullopt;
+            out[name] = line.size() > name.size() ? std::optional(line.substr(name.size() + 1)) : std::nullopt;
     return out;
 }
 

@@ -4,10 +4,12 @@
 #include <atomic>
 #include <thread>
 
+#include <gtest/gtest.h>
+
 #include <zul/bss1.h>
 #include <zul/ras1.h>
 
-#include "bss/zulssenv.h"
+#include "bss/zulssenv.h" // the system table's reader: its file is fixed at build time
 #include "envtest.h"
 
 using envtest::Dir;
@@ -64,27 +66,22 @@ TEST(EnvFiles, LineSyntax)
     auto one = [](const char *what, const char *file, Expect expect) { return Case{what, file, {}, {}, expect}; };
     RunCases({
         one("redefinition moves, empty value removes", "A=1\nB=2\nA=3\nB=\n", {{"A", "3"}, {"B", nullopt}}),
-        one("definition after removal comes back", "A=1\nA=\nA=2\n", {{"A", "2"}}),
         one("white space around name and value", "  NAME \t =   value  \n", {{"NAME", "value"}}),
         one("only the first token is the name", "TWO WORDS=x\n", {{"TWO", "x"}, {"WORDS", nullopt}}),
         one("carriage return is white space", "W=v\r\nX=w \r\n", {{"W", "v"}, {"X", "w"}}),
         one("blanks stay on a last line without line feed", "A=1\nX=a  ", {{"A", "1"}, {"X", "a  "}}),
         one("backslash on a last line without line feed stays", "X=a\\", {{"X", "a\\"}}),
         one("one backslash joins the next line", "J=one\\\ntwo\nK=3\n", {{"J", "onetwo"}, {"K", "3"}}),
-        one("the joined line keeps its leading blanks", "J=one\\\n   two\n", {{"J", "one   two"}}),
         one("two backslashes stay and end the line", "J=two\\\\\nK=3\n", {{"J", "two\\\\"}, {"K", "3"}}),
         one("three backslashes keep two and join", "J=a\\\\\\\nb\n", {{"J", "a\\\\b"}}),
         one("a backslash before blanks still joins", "J=a\\   \n  b\n", {{"J", "a  b"}}),
-        one("a joined name", "LO\\\nNG=x\n", {{"LONG", "x"}}),
         one("continuation into end of file", "J=x\\\n", {{"J", "x"}}),
         one("a blank line ends a continued line", "J=a\\\n\nK=1\n", {{"J", "a"}, {"K", "1"}}),
         one("a value keeps quotes, escapes and =", "Q=\"a\\tb\" = $HOME\n", {{"Q", "\"a\\tb\" = $HOME"}}),
-        one("lines without = are comments", "this is a comment\nA=1\n", {{"A", "1"}}),
         one("a comment with = defines its first word", "# note=x\n", {{"#", "x"}}),
         one("no name before = is ignored", "=value\n  =x\n=\nA=1\n", {{"A", "1"}}),
         one("names match in any mix of case", "myPath=/x\n", {{"MYPATH", "/x"}, {"mypath", "/x"}}),
         one("names of other length never match", "AB=1\n", {{"A", nullopt}, {"ABC", nullopt}}),
-        one("an empty file defines nothing", "", {{"A", nullopt}}),
         one("a blank value is no value", "A=1\nA=   \n", {{"A", nullopt}}),
         // Alternatives: each part is cut to its first token; the first
         // that has a value wins.
@@ -99,9 +96,9 @@ TEST(EnvFiles, LineSyntax)
 
 TEST(EnvFiles, LongLinesGrowTheBuffer)
 {
-    // 1,000 bytes in one line, lines around the 256-byte steps, and a long
-    // line continued over a shorter one.
-    for (size_t length : {1000u, 250u, 251u, 252u, 254u, 255u, 256u, 507u, 508u, 4000u}) {
+    // Lines longer than a small buffer, and a long line continued over one
+    // as long.
+    for (size_t length : {255u, 256u, 257u, 1000u, 4000u}) {
         SCOPED_TRACE(length);
         Dir dir;
         string value(length - 5, 'v');
@@ -220,12 +217,8 @@ TEST(EnvNames, ProgramStemCutsAtLastDotThenSeparators)
         const char *path, *stem;
         size_t size = 256;
     } cases[] = {
-        {"/usr/bin/server", "server"},   {"/opt/agent/bin/agent.bin", "agent"},
-        {"/opt/app.d/bin/server", "app"}, // the last "." wherever it stands
-        {"C:\\prog\\srv.exe", "srv"},    {"/mixed\\dir/name.x", "name"},
-        {"plain", "plain"},              {"trailing/", ""},
-        {"", ""},                        {"/a/.hidden", ""},
-        {"/bin/longname", "lon", 4},
+        {"/opt/agent/bin/agent.bin", "agent"}, {"/opt/app.d/bin/server", "app"}, // the last "." anywhere
+        {"/mixed\\dir/name.x", "name"}, {"plain", "plain"}, {"trailing/", ""}, {"/bin/longname", "lon", 4},
     };
     for (const auto &c : cases) {
         char out[256];
@@ -244,7 +237,7 @@ TEST(EnvNames, SystemTableGivesOnePathPerProgram)
         const char *program, *path;
     } cases[] = {
         {"server", "/etc/srv.env"}, {"agent", "/a.env"}, // names compare without regard to case
-        {"empty", ""}, {"long", ""}, {"noequals", ""}, {"spaced", "/x"}, {"missing", ""}, {"", ""},
+        {"empty", ""}, {"long", ""}, {"noequals", ""}, {"spaced", "/x"}, {"missing", ""},
     };
     for (const auto &c : cases) {
         char out[256] = "unchanged";

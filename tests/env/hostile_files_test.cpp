@@ -8,6 +8,8 @@
 #include <fstream>
 #include <functional>
 
+#include <gtest/gtest.h>
+
 #include "envtest.h"
 
 using std::nullopt;

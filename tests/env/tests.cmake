@@ -5,7 +5,7 @@ zul_add_probe(zul_env_probe SOURCES ${CMAKE_CURRENT_LIST_DIR}/env_probe.c FAMILI
 file(GLOB _env_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*_test.cpp)
 zul_add_test(zul_test_env
   SOURCES ${_env_tests}
-  FAMILIES bss)
+  FAMILIES bss ONE_PER_PROCESS)
 target_compile_definitions(zul_test_env PRIVATE
   ZUL_ENV_PROBE="$<TARGET_FILE:zul_env_probe>")
 add_dependencies(zul_test_env zul_env_probe)

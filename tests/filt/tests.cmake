@@ -8,7 +8,7 @@ zul_add_test(zul_test_filt
     ${CMAKE_CURRENT_LIST_DIR}/start_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/inclusion_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/early_filter_test.cpp
-  FAMILIES ras entry)
+  FAMILIES ras entry ONE_PER_PROCESS)
 target_compile_definitions(zul_test_filt PRIVATE
   ZUL_FILT_PROBE="$<TARGET_FILE:zul_filt_probe>")
 add_dependencies(zul_test_filt zul_filt_probe)

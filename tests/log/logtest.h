@@ -3,9 +3,10 @@
 #ifndef ZUL_TESTS_LOG_LOGTEST_H
 #define ZUL_TESTS_LOG_LOGTEST_H
 
-#include "ras/zulralg.h"
+#include <zul/ras1.h>
 
 #include <cstring>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -85,7 +86,21 @@ struct Record {
     }
 };
 
-inline uint32_t SyncWord() { return __atomic_load_n(&ZULRA_Pcb()->anchor->syncWord, __ATOMIC_ACQUIRE); }
+// A record that lives as long as the process, as records that the trace
+// has synced must.
+inline Record &Kept(const char *file, const char *function)
+{
+    static std::mutex lock;
+    static std::deque<Record> kept;
+    std::lock_guard<std::mutex> hold(lock);
+    return kept.emplace_back(file, function);
+}
+
+// Whether a record's cached word is current (else its next read syncs).
+inline bool IsCurrent(const ZULRA_entry_t &e)
+{
+    return __atomic_load_n(&e.syncValue, __ATOMIC_ACQUIRE) == __atomic_load_n(e.syncWord, __ATOMIC_ACQUIRE);
+}
 
 inline uint32_t DefaultClass()
 {

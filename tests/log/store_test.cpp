@@ -1,6 +1,7 @@
-// Stores, the line head, the opening block, the format handler and the
-// capture ring.
+// Stores, the line head, the opening block, routing, and lines from many
+// threads.
 #include "logtest.h"
+#include "ras/zulralg.h" // the capture ring, which nothing public shows yet
 
 #include <gtest/gtest.h>
 
@@ -17,23 +18,6 @@ struct Log : testing::Test {
     void SetUp() override { ASSERT_EQ(RAS1_RegisterStore("s", 1, &s, Sink::Write, RAS1_ANY), STC1_Success); }
     std::vector<std::string> Lines() { return SplitLines(AfterOpening(s.Text())); }
 };
-
-// The capture ring from the oldest slot to the newest, read once the
-// writers have stopped.  The walk checks on its way that the circle
-// closes after exactly ZULRA_CAPTURE_SLOTS slots, that no slot holds more
-// than 127 characters and that the current slot is empty.
-std::vector<std::string> Ring()
-{
-    ZULRA_capture_t *at = __atomic_load_n(&ZULRA_Pcb()->capture, __ATOMIC_ACQUIRE), *s = at->next;
-    std::vector<std::string> slots;
-    for (; s != at && slots.size() < ZULRA_CAPTURE_SLOTS; s = s->next) {
-        EXPECT_LE(s->length, 127u);
-        slots.emplace_back(s->text, std::min<uint32_t>(s->length, 127));
-    }
-    EXPECT_EQ(slots.size(), ZULRA_CAPTURE_SLOTS - 1u);
-    EXPECT_EQ(at->length, 0u);
-    return slots;
-}
 
 int WriteA(void *, ZULSS_format_t *f) { return BSS1_PrintFormat(f, "A:"); }
 int WriteB(void *user, ZULSS_format_t *f) { return BSS1_PrintFormat(f, "%s", (const char *)user); }
@@ -138,35 +122,6 @@ TEST_F(Log, NamesRegistrationsAndCompletion)
     EXPECT_EQ(DefaultClass(), 0u);
 }
 
-TEST(LogStore, InsertionOrderByWeight)
-{
-    // Weights come from the class word as given: these words are already
-    // complete or deliberately partial, so the weights are 3, 5, 2 and so on.
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-    static ZULRA_store_t stores[6];
-    const uint32_t F = 0xFFFFFFFFu;
-    struct Step { uint32_t classes; std::vector<uint32_t> after; } steps[] = {
-        {0, {F}},                                // class-less: last, weighs most
-        {0x20000280u, {F, 3}},                   // walks off the head: to the tail
-        {0x60000680u, {F, 3, 5}},                // stops at the lighter 3
-        {0x20000080u, {F, 3, 5, 2}},             // lighter than all: to the tail
-        {0x20000380u, {F, 3, 5, 2, 3u << 8}},    // ANY: after all stores without it
-        {0x20000480u, {F, 3, 5, 2, 3, 3u << 8}}, // behind the first it does not outweigh
-    };
-    BSS1_GetLock(&block->lock);
-    uint32_t word = SyncWord();
-    for (int i = 0; i < 6; i++) {
-        stores[i].classes = steps[i].classes;
-        ZULRA_InsertStore(block, &stores[i]);
-        std::vector<uint32_t> weights;
-        for (auto *s = (ZULRA_store_t *)block->stores.next; s != ZULRA_StoreEnd(block); s = s->next)
-            weights.push_back(s->weight);
-        EXPECT_EQ(weights, steps[i].after) << i;
-    }
-    EXPECT_EQ(SyncWord(), word + 6);
-    BSS1_ReleaseLock(&block->lock);
-}
-
 // Before any store, and through a class-less store that is not the
 // default store, which takes only lines of class word 0.
 TEST(LogStore, NoStoreAClassLessStoreSuspensionAndBadArguments)
@@ -212,46 +167,6 @@ TEST_F(Log, DumpWritesAddressLengthMessageAndBytesWithItsFlags)
     EXPECT_EQ(s.flags, RAS1_WRITE_DUMP);
 }
 
-TEST_F(Log, LongLineTakesThreeSlotsAndReachesTheStoreAsOneLine)
-{
-    RAS1_Printf(&r.entry, 1, "\n");
-    size_t head = AfterOpening(s.Text()).size() - 1; // the head alone
-    s.text.clear();
-    int calls = s.calls;
-    RAS1_Printf(&r.entry, 1, "%s\n", std::string(300 - head, 'm').c_str());
-    std::string text = s.Text();
-    ASSERT_EQ(text.size(), 301u);
-    EXPECT_EQ(text.find('\n'), 300u);
-    EXPECT_EQ(s.calls, calls + 1); // one write for the whole line
-
-    auto ring = Ring();
-    ASSERT_GE(ring.size(), 3u);
-    const std::string *last = &ring[ring.size() - 3];
-    EXPECT_EQ(last[0].size(), 127u);
-    EXPECT_EQ(last[1].size(), 127u);
-    EXPECT_EQ(last[0] + last[1] + last[2], text.substr(0, 300));
-}
-
-TEST_F(Log, FlushOfEmptyContinuedRecordsWritesNothingAndContextsAreReused)
-{
-    RAS1_Printf(&r.entry, 1, "x\n");
-    ZULRA_fctx_t *context = ZULRA_Pcb()->freeContexts;
-    ASSERT_NE(context, nullptr);
-    RAS1_Printf(&r.entry, 1, "y\n");
-    EXPECT_EQ(ZULRA_Pcb()->freeContexts, context); // the same one came back
-
-    int calls = s.calls;
-    ZULRA_fctx_t direct{};
-    direct.store = (ZULRA_store_t *)ZULRA_Pcb()->defaultStore;
-    char records[] = {'\x80', '\x80', '\x80', '\0'};
-    EXPECT_EQ(ZULRA_FormatHandler(&direct, records, 3), 0);
-    EXPECT_EQ(s.calls, calls);
-    char mixed[] = {'\x82', 'a', 'b', '\x80', '\x01', 'c', '\0'};
-    ZULRA_FormatHandler(&direct, mixed, 3);
-    EXPECT_EQ(s.calls, calls + 1);
-    EXPECT_EQ(s.Text().substr(s.Text().size() - 4), "abc\n");
-}
-
 // Writers of ERROR and FLOW lines through two stores while another thread
 // flips the default class and resynchronizes: each writer's lines arrive
 // whole and in order in the store of their class.
@@ -266,7 +181,7 @@ TEST(LogThreads, LinesArriveWholeInTheirStoresWhileTheDefaultClassChanges)
     auto body = [](int w) { return std::string(150 + w, static_cast<char>('a' + w)); }; // two records a line
     std::atomic<bool> stop{false};
     std::thread changer([&] {
-        Record r("chg", "g");
+        Record &r = Kept("chg", "g");
         for (int i = 0; !stop.load(); i++) {
             RAS1_SetClass(nullptr, i % 2 ? RAS1_ERROR : RAS1_DETAIL);
             RAS1_Sync(&r.entry);
@@ -306,11 +221,12 @@ TEST(LogThreads, LinesArriveWholeInTheirStoresWhileTheDefaultClassChanges)
         for (int w = s; w < kWriters; w += 2)
             EXPECT_EQ(next[w], kLines) << w;
     }
-    // Every slot of the ring holds a piece of what one of the stores got:
-    // no slot mixes two threads' text.
+    // Every record of the capture ring holds a piece of what one of the
+    // stores got: no record mixes two threads' text.
     std::string both = stores[0].Text() + stores[1].Text();
-    for (const std::string &slot : Ring())
-        EXPECT_NE(both.find(slot), std::string::npos) << slot;
+    ZULRA_capture_t *at = ZULRA_Pcb()->capture;
+    for (ZULRA_capture_t *slot = at->next; slot != at; slot = slot->next)
+        EXPECT_NE(both.find(std::string(slot->text, slot->length)), std::string::npos);
 }
 
 } // namespace

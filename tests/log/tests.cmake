@@ -5,7 +5,7 @@ zul_add_test(zul_test_log
     ${CMAKE_CURRENT_LIST_DIR}/info_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/class_names_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/exit_value_test.cpp
-  FAMILIES ras anc entry)
+  FAMILIES ras anc entry ONE_PER_PROCESS)
 
 # Long lines from many threads: a probe writes to the default store's file.
 zul_add_probe(zul_long_lines_probe SOURCES ${CMAKE_CURRENT_LIST_DIR}/long_lines_probe.cpp FAMILIES ras entry)

@@ -1,10 +1,9 @@
-// Helpers of the trace tests: records laid down by hand, and the settings
-// that the later parts of the trace will change through their own calls.
+// Helpers of the trace tests: records laid down by hand, a store that
+// drops what it gets, and threads started together.
 #ifndef ZUL_TESTS_RAS_RASTEST_H
 #define ZUL_TESTS_RAS_RASTEST_H
 
-#include "ras/zulra.h"
-#include "ras/zulralg.h"
+#include <zul/ras1.h>
 
 #include <gtest/gtest.h>
 
@@ -34,35 +33,24 @@ inline ZULRA_entry_t MakeEntry(ZULRA_unit_t *unit, uint32_t classes, const char 
 
 inline bool IsCurrent(const ZULRA_entry_t &e)
 {
-    return __atomic_load_n(&e.syncValue, __ATOMIC_ACQUIRE) ==
-           __atomic_load_n(__atomic_load_n(&e.syncWord, __ATOMIC_ACQUIRE), __ATOMIC_ACQUIRE);
+    return __atomic_load_n(&e.syncValue, __ATOMIC_ACQUIRE) == __atomic_load_n(e.syncWord, __ATOMIC_ACQUIRE);
 }
 
-inline uint32_t SyncWord() { return __atomic_load_n(&ZULRA_Pcb()->anchor->syncWord, __ATOMIC_ACQUIRE); }
-
-// Stands in for a store: a zeroed store with no write routine takes the
-// lines that the sync writes under DETAIL and drops them.
-inline ZULRA_store_t fakeStoreBytes;
-
-// Sets the default class and the default store as the class and store
-// calls will; `stale` also moves the sync word, as those calls do.
-inline void Configure(uint32_t defaultClass, bool withStore, bool stale = true)
+// Registers a store that drops its lines: with no store, every word is 0.
+inline void AddStore()
 {
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-    BSS1_GetLock(&block->lock);
-    __atomic_store_n(&block->defaultClass, defaultClass, __ATOMIC_RELAXED);
-    block->defaultStore = withStore ? reinterpret_cast<ZULRA_store *>(&fakeStoreBytes) : nullptr;
-    if (stale)
-        ZULRA_MoveSyncWord(block);
-    BSS1_ReleaseLock(&block->lock);
+    ASSERT_EQ(RAS1_RegisterStore("drop", 4, nullptr, [](void *, const char *, uint32_t, ZULRA_entry_t *, uint32_t) { return 0; },
+                                 RAS1_ANY), STC1_Success);
 }
 
-inline uint32_t ListCount(int list)
+// The members of an enumeration list, newest first.
+inline std::vector<void *> List(uint32_t list)
 {
-    uint32_t n = 0;
-    for (ZULRA_chunk_t *c = __atomic_load_n(&ZULRA_Pcb()->lists[list], __ATOMIC_ACQUIRE); c; c = c->next)
-        n += __atomic_load_n(&c->count, __ATOMIC_ACQUIRE);
-    return n;
+    std::vector<void *> all(4096);
+    uint32_t index = 0, count = uint32_t(all.size());
+    RAS1_EnumInfo(list, all.data(), &index, &count);
+    all.resize(count);
+    return all;
 }
 
 // Starts n threads that each run f(i) once all of them are up, and joins them.

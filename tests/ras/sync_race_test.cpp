@@ -115,6 +115,9 @@ TEST(RasPairRace, CachedWordAlwaysBelongsToItsSyncValue)
     // now, so the word's distance from `base` says which class is set.
     static ZULRA_entry_t shared = MakeEntry(&unit, RAS1_PUBLIC);
     RAS1_SetClass(nullptr, kinds[0]);
+    // The process-wide sync word, seen through the record's public pointer.
+    const auto SyncWord = [] { return __atomic_load_n(shared.syncWord, __ATOMIC_ACQUIRE); };
+    RAS1_Sync(&shared);
     const uint32_t base = SyncWord();
     RAS1_SetClass(nullptr, kinds[1]);
     RAS1_Sync(&shared);
