@@ -3,4 +3,5 @@ zul_add_test(zul_test_log
     ${CMAKE_CURRENT_LIST_DIR}/store_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/class_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/info_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/fork_test.cpp
   FAMILIES ras anc entry)
