@@ -26,7 +26,8 @@ ZUL_BEGIN_DECLS
 /* ------------------------------------------------------------------ */
 
 /* A recursive lock of two words.  All zero bytes are a valid, unused lock:
- * its mutex comes into being at the first acquisition. */
+ * its mutex comes into being at the first acquisition.  The four calls
+ * ignore a null lock address. */
 typedef struct ZULSS_lock {
     uint32_t created; /* 0: no mutex yet; 1: `handle` is valid */
     void *handle;     /* the platform's mutex */
@@ -63,20 +64,26 @@ typedef struct ZULSS_descriptor {
 /* Runs constructor(argument) exactly once for the once word `*once`, with
  * any number of threads racing and from within other constructors.
  * Returns `argument`.  `file` and `line` name the caller in the two abort
- * messages of the machinery. */
+ * messages of the machinery.  A null `once` does nothing; a null
+ * `constructor` ends the construction with nothing run.  A word above 63,
+ * which no construction leaves behind, is refused: the line
+ * "<file>(<line>)-<thread>: bad once word <value>" goes to standard
+ * output and nothing runs. */
 ZUL_API void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor,
                                   void *argument, const char *file, int line);
 
 /* Runs function(argument) now if no construction is under way in the
- * process, otherwise after the last one has ended. */
+ * process, otherwise after the last one has ended.  A null `function` is
+ * ignored. */
 ZUL_API void BSS1_InitializeEpilog(ZULSS_constructor_t function, void *argument);
 
 /* The descriptor's `result`, building the process block first if need be.
- * Never null for a block with a size: out of memory ends the process. */
+ * Never null for a block with a size: out of memory ends the process.
+ * Null for a null descriptor. */
 ZUL_API void *BSS1_ResolveProcess(ZULSS_descriptor_t *descriptor, const char *file, int line);
 
 /* The calling thread's block for this descriptor (a word block: the word's
- * value); null if memory ran out. */
+ * value); null if memory ran out or the descriptor is null. */
 ZUL_API void *BSS1_ResolveThread(ZULSS_descriptor_t *descriptor, const char *file, int line);
 
 /* Runs the destructors of the calling thread's blocks, newest first, and
@@ -110,6 +117,10 @@ typedef struct ZULSS_time {
     uint32_t nanoseconds; /* below one second, a multiple of 1,000,000 */
 } ZULSS_time_t;
 
+/* The memory calls return a status and store a reason code through
+ * `reason`, which may be null.  A null `out` (BSS1_GetMem) or `available`
+ * (BSS1_QueryMem) gives STC1_BadArgument with reason RSN1_Arguments, and
+ * nothing is allocated. */
 ZUL_API int BSS1_GetMem(size_t size, void **out, int *reason);
 ZUL_API int BSS1_FreeMem(size_t size, void *memory, int *reason);
 ZUL_API int BSS1_QueryMem(long *available, int *reason);

@@ -455,6 +455,9 @@ ZUL_API int RAS1_SetStoreClass(const char *name, uint32_t length, uint32_t class
 #define RAS1_FILTER_LEVEL 2 /* the unit's revision level; weight 4 */
 #define RAS1_FILTER_COMP 3  /* the unit's component name; weight 3 */
 
+/* The longest text of a filter element; a longer one is a bad element. */
+#define RAS1_FILTER_TEXT_MAX 65535u
+
 /* One element of a filter.  `text` and `length` are both set or both 0
  * (an element that names nothing).  The text of the first UNIT element is
  * put in the form of unit names (last path component, lower case) in

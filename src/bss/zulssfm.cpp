@@ -6,6 +6,7 @@
 int BSS1_FreeMem(size_t /* size: free needs none */, void *memory, int *reason)
 {
     free(memory);
-    *reason = RSN1_NoReason;
+    if (reason != nullptr)
+        *reason = RSN1_NoReason;
     return STC1_Success;
 }

@@ -1,16 +1,20 @@
-// BSS1_GetMem: malloc with the family's status and reason codes.
+// BSS1_GetMem: malloc with the family's status and reason codes.  The
+// reason's address may be null; the memory's may not.
 #include "bss/zulss.h"
 
 #include <stdlib.h>
 
 int BSS1_GetMem(size_t size, void **out, int *reason)
 {
-    void *memory = malloc(size);
-    *out = memory;
-    if (memory == nullptr) {
-        *reason = RSN1_Storage;
-        return STC1_Shortage;
+    int why = RSN1_Arguments, status = STC1_BadArgument;
+    if (out != nullptr) {
+        *out = malloc(size);
+        if (*out == nullptr)
+            why = RSN1_Storage, status = STC1_Shortage;
+        else
+            why = RSN1_NoReason, status = STC1_Success;
     }
-    *reason = RSN1_NoReason;
-    return STC1_Success;
+    if (reason != nullptr)
+        *reason = why;
+    return status;
 }

@@ -6,6 +6,8 @@
 void BSS1_InitializeEpilog(ZULSS_constructor_t function, void *argument)
 {
     ZULSS_pool_t *pool = &ZULSS_pool;
+    if (function == nullptr)
+        return;
     if (__atomic_load_n(&pool->active, __ATOMIC_RELAXED) == 0) {
         function(argument);
         return;

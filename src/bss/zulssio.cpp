@@ -17,7 +17,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-constinit ZULSS_pool_t ZULSS_pool;
+constinit ZULSS_pool_t ZULSS_pool = {};
 
 static int32_t load_word(const int32_t *once)
 {
@@ -39,12 +39,26 @@ static int32_t load_word(const int32_t *once)
     abort();
 }
 
+// A once word above the pool's slots was never written by this machinery:
+// it is refused with a message and nothing runs.
+static void *refuse_word(const char *file, int line, int32_t word, void *argument)
+{
+    fprintf(stderr, "%s(%d)-%08lX: bad once word %ld\n", file ? file : "", line,
+            static_cast<unsigned long>(BSS1_ThreadID()), static_cast<long>(word));
+    fflush(stderr);
+    return argument;
+}
+
 void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor, void *argument, const char *file, int line)
 {
     ZULSS_pool_t *pool = &ZULSS_pool;
+    if (once == nullptr)
+        return argument;
     int32_t index = load_word(once);
     if (index < 0)
         return argument;
+    if (index > ZULSS_POOL_LIMIT)
+        return refuse_word(file, line, index, argument);
 
     // The recursion test comes before any lock: the locks are recursive and
     // would let this thread straight back into its own constructor.
@@ -75,6 +89,10 @@ void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor, void *
         __atomic_store_n(once, word, __ATOMIC_RELEASE);
     }
 
+    if (word > ZULSS_POOL_LIMIT) {
+        BSS1_ReleaseLock(&slot->lock);
+        return refuse_word(file, line, word, argument);
+    }
     if (word > 0 && word != first) {
         BSS1_ReleaseLock(&slot->lock);
         slot = &pool->slots[word];
@@ -88,7 +106,8 @@ void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor, void *
         __atomic_store_n(&slot->owner, tid, __ATOMIC_RELAXED);
         slot->file = file;
         slot->line = line;
-        constructor(argument);
+        if (constructor != nullptr)
+            constructor(argument);
         __atomic_store_n(once, -(word + 1), __ATOMIC_RELEASE);
         // owner is cleared before the slot goes back to the pool, so that a
         // later construction under the same slot is never taken for this one.

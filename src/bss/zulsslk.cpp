@@ -1,11 +1,15 @@
 // The lock calls: a recursive lock of two words whose zero bytes are a
-// valid, unused lock; its mutex comes into being at first use.
+// valid, unused lock; its mutex comes into being at first use.  The
+// platform's mutex creation does not fail, so a lock always excludes.  A
+// null lock address is ignored by every call.
 #include "bss/zulss.h"
 #include "platform/zulplat.h"
 
 // BSS1_InitializeLock: give an unused lock its mutex now.
 void BSS1_InitializeLock(ZULSS_lock_t *lock)
 {
+    if (lock == nullptr)
+        return;
     __atomic_store_n(&lock->handle, ZULPL_MutexCreate(), __ATOMIC_RELEASE);
     __atomic_store_n(&lock->created, 1u, __ATOMIC_RELEASE);
 }
@@ -13,6 +17,8 @@ void BSS1_InitializeLock(ZULSS_lock_t *lock)
 // BSS1_GetLock: acquire a recursive lock, creating its mutex at first use.
 void BSS1_GetLock(ZULSS_lock_t *lock)
 {
+    if (lock == nullptr)
+        return;
     if (__atomic_load_n(&lock->created, __ATOMIC_ACQUIRE) == 0) {
         // Two threads may meet a zero lock at once.  Each makes a mutex and
         // tries to publish it; the loser closes its own and uses the
@@ -30,12 +36,16 @@ void BSS1_GetLock(ZULSS_lock_t *lock)
 // BSS1_ReleaseLock: release a lock once.
 void BSS1_ReleaseLock(ZULSS_lock_t *lock)
 {
+    if (lock == nullptr)
+        return;
     ZULPL_MutexUnlock(__atomic_load_n(&lock->handle, __ATOMIC_ACQUIRE));
 }
 
 // BSS1_DestroyLock: close the mutex; the lock is again as if never used.
 void BSS1_DestroyLock(ZULSS_lock_t *lock)
 {
+    if (lock == nullptr)
+        return;
     void *handle = __atomic_exchange_n(&lock->handle, nullptr, __ATOMIC_ACQ_REL);
     __atomic_store_n(&lock->created, 0u, __ATOMIC_RELEASE);
     ZULPL_MutexDestroy(handle);

@@ -3,7 +3,10 @@
 
 int BSS1_QueryMem(long *available, int *reason)
 {
+    if (reason != nullptr)
+        *reason = available != nullptr ? RSN1_NoReason : RSN1_Arguments;
+    if (available == nullptr)
+        return STC1_BadArgument;
     *available = -1;
-    *reason = RSN1_NoReason;
     return STC1_Success;
 }

@@ -32,6 +32,8 @@ static void construct_process_block(void *argument)
 
 void *BSS1_ResolveProcess(ZULSS_descriptor_t *descriptor, const char *file, int line)
 {
+    if (descriptor == nullptr)
+        return nullptr;
     if (__atomic_load_n(&descriptor->once, __ATOMIC_ACQUIRE) >= 0)
         BSS1_InitializeOnce(&descriptor->once, construct_process_block, descriptor, file, line);
     return reinterpret_cast<void *>(__atomic_load_n(&descriptor->result, __ATOMIC_ACQUIRE));

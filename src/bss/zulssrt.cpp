@@ -22,6 +22,8 @@ static void assign_key(void *argument)
 
 void *BSS1_ResolveThread(ZULSS_descriptor_t *descriptor, const char *file, int line)
 {
+    if (descriptor == nullptr)
+        return nullptr;
     ZULSS_pcb_t *pcb = ZULSS_Pcb();
     if (__atomic_load_n(&descriptor->once, __ATOMIC_ACQUIRE) >= 0)
         BSS1_InitializeOnce(&descriptor->once, assign_key, descriptor, file, line);

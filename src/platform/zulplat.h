@@ -14,8 +14,10 @@
 extern "C" {
 #endif
 
-// A recursive mutex with an unlimited wait.  Create returns null if the
-// system has no memory or no mutex to give.
+// A recursive mutex with an unlimited wait.  Create never returns null:
+// without memory it hands out one of a reserve of static mutexes, and with
+// those used up it waits for memory.  In a forked child every mutex that
+// a thread other than the forking one held is free again.
 void *ZULPL_MutexCreate(void);
 void ZULPL_MutexLock(void *mutex);
 void ZULPL_MutexUnlock(void *mutex);

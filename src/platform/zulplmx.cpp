@@ -14,10 +14,21 @@
 // Recursion is counted beside the word by its owner, the only thread that
 // reads `depth`; `owner` is read by the others only to compare it with
 // their own ID, which it can never equal unless they hold the lock.
+//
+// Creation never fails: without memory a mutex comes from a reserve of
+// static ones, and with the reserve used up the creator waits for memory,
+// as a lock waits for its holder.  A lock that silently stopped excluding
+// would be worse than either.
+//
+// Every mutex is kept in one list, so that a forked child can put them
+// right: the child has only the thread that called fork, and a mutex that
+// another thread held at that moment would otherwise stay held for ever.
+// See fork_child below and docs/platform.md.
 #include "platform/zulplat.h"
 
 #include <atomic>
 #include <linux/futex.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -28,7 +39,24 @@ struct Mutex {
     std::atomic<uint32_t> word;
     std::atomic<uint32_t> owner; // kernel thread ID, 0 when free
     uint32_t depth;
+    Mutex *next;  // the list of all mutexes, under listLock
+    Mutex **link; // the pointer that points at this mutex in that list
 };
+
+// Mutexes handed out when the heap has none; `reserveUsed` marks the
+// taken ones.
+constexpr int kReserve = 64;
+constinit Mutex reserve[kReserve] = {};
+constinit std::atomic<bool> reserveUsed[kReserve] = {};
+
+// All mutexes, newest first.  listLock's word follows the same protocol;
+// it is never taken twice by one thread nor held while another lock is
+// taken, and it is held across fork so that the child finds the list
+// whole.
+constinit Mutex *mutexes = nullptr;
+constinit Mutex listLock = {};
+constinit pthread_once_t forkHook = PTHREAD_ONCE_INIT;
+constinit uint32_t forkingId = 0;
 
 // Lock-word polls before a waiter sleeps.  One poll with its pause is some
 // tens of nanoseconds, so the bound covers a held time of a few
@@ -98,14 +126,92 @@ void acquire(Mutex *m)
         futex_wait(&m->word, 2);
 }
 
+
+void release_word(Mutex *m)
+{
+    if (m->word.exchange(0, std::memory_order_release) == 2)
+        futex_wake_one(&m->word);
+}
+
+// Before fork: note which thread forks and hold the list still.
+void fork_prepare()
+{
+    forkingId = ZULPL_ThreadId();
+    acquire(&listLock);
+}
+
+void fork_parent()
+{
+    release_word(&listLock);
+}
+
+// In the child only the forking thread lives on.  Mutexes that it holds
+// stay held, under its new thread ID, so that it can release them as it
+// would have in the parent (a fork from inside a store's write routine,
+// say).  Every other held mutex belonged to a thread that the child does
+// not have and that can never release it: it is set free.  What such a
+// thread was doing under the lock stays as it left it; the library's
+// critical sections are short steps on its own records (a list link, a
+// counter, a line handed to a store), so the child loses at most what
+// that thread was writing.  Waiters need no wake-up: the child has none.
+void fork_child()
+{
+    const uint32_t self = static_cast<uint32_t>(syscall(SYS_gettid));
+    for (Mutex *m = mutexes; m != nullptr; m = m->next) {
+        if (m->owner.load(std::memory_order_relaxed) == forkingId && forkingId != 0) {
+            m->owner.store(self, std::memory_order_relaxed);
+            m->word.store(1, std::memory_order_relaxed);
+        } else {
+            m->owner.store(0, std::memory_order_relaxed);
+            m->depth = 0;
+            m->word.store(0, std::memory_order_relaxed);
+        }
+    }
+    listLock.word.store(0, std::memory_order_relaxed);
+}
+
+void install_fork_hook()
+{
+    pthread_atfork(fork_prepare, fork_parent, fork_child);
+}
+
+// A fresh mutex: from the heap, else from the reserve, else after waiting
+// for one of the two.
+Mutex *new_mutex()
+{
+    for (;;) {
+        Mutex *m = static_cast<Mutex *>(calloc(1, sizeof(Mutex)));
+        if (m != nullptr)
+            return m;
+        for (int i = 0; i < kReserve; i++) {
+            bool expected = false;
+            if (!reserveUsed[i].load(std::memory_order_relaxed) &&
+                reserveUsed[i].compare_exchange_strong(expected, true, std::memory_order_acquire)) {
+                reserve[i].word.store(0, std::memory_order_relaxed);
+                reserve[i].owner.store(0, std::memory_order_relaxed);
+                reserve[i].depth = 0;
+                return &reserve[i];
+            }
+        }
+        ZULPL_Sleep(1);
+    }
+}
+
 } // namespace
 
 void *ZULPL_MutexCreate(void)
 {
-    Mutex *m = static_cast<Mutex *>(calloc(1, sizeof(Mutex)));
+    pthread_once(&forkHook, install_fork_hook);
+    Mutex *m = new_mutex();
+    acquire(&listLock);
+    m->next = mutexes;
+    m->link = &mutexes;
+    if (mutexes != nullptr)
+        mutexes->link = &m->next;
+    mutexes = m;
+    release_word(&listLock);
     return m;
 }
-
 void ZULPL_MutexLock(void *mutex)
 {
     if (mutex == nullptr)
@@ -133,11 +239,21 @@ void ZULPL_MutexUnlock(void *mutex)
     if (--m->depth != 0)
         return;
     m->owner.store(0, std::memory_order_relaxed);
-    if (m->word.exchange(0, std::memory_order_release) == 2)
-        futex_wake_one(&m->word);
+    release_word(m);
 }
 
 void ZULPL_MutexDestroy(void *mutex)
 {
-    free(mutex);
+    if (mutex == nullptr)
+        return;
+    Mutex *m = static_cast<Mutex *>(mutex);
+    acquire(&listLock);
+    *m->link = m->next;
+    if (m->next != nullptr)
+        m->next->link = m->link;
+    release_word(&listLock);
+    if (m >= reserve && m < reserve + kReserve)
+        reserveUsed[m - reserve].store(false, std::memory_order_release);
+    else
+        free(m);
 }

@@ -54,7 +54,8 @@ int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint3
         return STC1_BadArgument;
     for (uint32_t i = 0; i < count; i++) {
         const ZULRA_elem_t *e = &elements[i];
-        if ((e->text == nullptr) != (e->length == 0) || e->type < 0 || e->type > 6)
+        if ((e->text == nullptr) != (e->length == 0) || e->type < 0 || e->type > 6 ||
+            e->length > RAS1_FILTER_TEXT_MAX)
             return STC1_BadArgument;
     }
 

@@ -63,6 +63,10 @@ ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t l
 
     // A record and its text; a chunk too small for them is abandoned, so
     // a chunk wastes at most the room of one record and text.
+    if (length > UINT32_MAX - POOL_CHUNK - (uint32_t)sizeof(ZULRA_spe_t)) {
+        BSS1_ReleaseLock(&block->poolLock);
+        return &ZULRA_noSpe; // no chunk could hold it
+    }
     uint32_t need = length + (uint32_t)sizeof(ZULRA_spe_t);
     if (need > block->poolLeft) {
         uint32_t size = (need + POOL_CHUNK - 1) / POOL_CHUNK * POOL_CHUNK;

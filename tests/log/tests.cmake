@@ -5,6 +5,7 @@ zul_add_test(zul_test_log
     ${CMAKE_CURRENT_LIST_DIR}/info_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/class_names_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/exit_value_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/fork_test.cpp
   FAMILIES ras anc entry ONE_PER_PROCESS)
 
 # Long lines from many threads: a probe writes to the default store's file.
