@@ -18,7 +18,7 @@ struct Clock {
     uint32_t seconds;
     uint32_t lastTicks;
 };
-constinit Clock clock_;
+constinit Clock clock_{};
 
 void construct_clock(void *)
 {

@@ -17,7 +17,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-constinit ZULSS_pool_t ZULSS_pool;
+constinit ZULSS_pool_t ZULSS_pool{};
 
 static int32_t load_word(const int32_t *once)
 {

@@ -5,7 +5,7 @@
 #include <string.h>
 
 namespace {
-constinit ZULSS_lock_t mainLock;
+constinit ZULSS_lock_t mainLock{};
 constinit int argsTaken;
 constinit int nameTaken;
 constinit char *arg0;
