@@ -18,6 +18,7 @@
 // byte before their terminator, no name twice; and BSS1_GetEnv must give
 // each variable's own value unless the process environment has the name.
 #include <ctype.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -67,6 +68,14 @@ void check_lookups(ZULSS_env_t *env)
     }
 }
 
+// With ZUL_FUZZ_SHOW set, for replaying an input: the variables read.
+void show(ZULSS_env_t *env)
+{
+    ZULSS_envvar_t *end = static_cast<ZULSS_envvar_t *>(env->end);
+    for (ZULSS_envvar_t *v = env->first; v != end; v = v->next)
+        fprintf(stderr, "%.*s=\"%s\"\n", static_cast<int>(v->nameLength), v->name, v->value);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
@@ -97,6 +106,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     zul_fuzz_end();
 
     ZULSS_env_t *env = ZULSS_Env();
+    if (getenv("ZUL_FUZZ_SHOW") != nullptr)
+        show(env);
     check_list(env);
     check_lookups(env);
     // A name with alternatives: the first that has a value wins.
