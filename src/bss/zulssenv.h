@@ -86,4 +86,10 @@ size_t ZULSS_ProgramStem(const char *path, char *out, size_t size);
 // its length.  Paths longer than 255 bytes are not taken.
 size_t ZULSS_SystemEnvPath(const char *table, const char *program, char *out, size_t size);
 
+#ifdef ZUL_FUZZING
+// Fuzzing builds only: throws the variables away and reads the files
+// again, as at the first lookup of a process.  Not for concurrent use.
+void ZULSS_RereadEnv(void);
+#endif
+
 #endif

@@ -635,3 +635,22 @@ static void forward_env(void *word)
 }
 
 constinit ZULSS_descriptor_t ZULSS_envDescriptor = {0, forward_env, nullptr, 0, 0};
+
+#ifdef ZUL_FUZZING
+// Fuzzing builds only: forget what the files defined and read them again,
+// as the first lookup of a new process would.  The fuzz harness calls it
+// between inputs, with no lookup running; values handed out before are
+// gone.  Static state that the reading keeps must be reset here too.
+void ZULSS_RereadEnv(void)
+{
+    ZULSS_env_t *env = ZULSS_Env();
+    while (env->first != env->end)
+        unlink_var(env->first);
+    free(env->buffer);
+    BSS1_DestroyLock(&env->lock);
+    memset(env, 0, sizeof *env);
+    index_drop();
+    noteCount = 0;
+    construct_env(env);
+}
+#endif

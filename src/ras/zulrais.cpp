@@ -33,6 +33,11 @@ RAS1_DECLARE_ENTRY(parse_entry, "ParseExpression", 0);
 // not exhaust the stack.
 #define DEEPEST_INCLUSION 8
 
+// Files that one expression may open in all, over every level: the depth
+// bound alone lets a file that names itself a few times on a line be
+// opened billions of times.
+#define MOST_INCLUSIONS 256u
+
 // Character classes of the C locale, whatever locale the program set.
 static int is_space(unsigned char c)
 {
@@ -50,7 +55,7 @@ static char upper(char c)
     return (c >= 'a' && c <= 'z') ? (char)(c - 'a' + 'A') : c;
 }
 
-static int parse_level(char *text, uint32_t length, int depth);
+static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLeft);
 
 // Reads the next line of an included file into `line` as fgets would,
 // at most LONGEST_LINE bytes with the line end kept, but counting every
@@ -81,7 +86,7 @@ static int read_line(FILE *file, char *line, uint32_t *left)
 // A level that names a file: each line of the file is a level.  White
 // space behind the name, a line end above all, is not part of it.  Only
 // a regular file is read, and at most ZULPL_TEXT_LIMIT bytes of it.
-static int include_file(const char *name, uint32_t length, int depth)
+static int include_file(const char *name, uint32_t length, int depth, uint32_t *filesLeft)
 {
     while (length > 0 && is_space((unsigned char)name[length - 1]))
         length--;
@@ -92,6 +97,11 @@ static int include_file(const char *name, uint32_t length, int depth)
         RAS1_Printf(&parse_entry, __LINE__, "Inclusion nested too deeply: %s\n", path);
         return STC1_ProtocolError;
     }
+    if (*filesLeft == 0) {
+        RAS1_Printf(&parse_entry, __LINE__, "Too many inclusions: %s\n", path);
+        return STC1_ProtocolError;
+    }
+    (*filesLeft)--;
     int found;
     FILE *file = ZULPL_OpenText(path, nullptr, &found);
     if (file == nullptr) {
@@ -106,7 +116,7 @@ static int include_file(const char *name, uint32_t length, int depth)
     int status = STC1_Success;
     int n = -1;
     while (status == STC1_Success && (n = read_line(file, line, &left)) >= 0)
-        status = parse_level(line, (uint32_t)n, depth + 1);
+        status = parse_level(line, (uint32_t)n, depth + 1, filesLeft);
     fclose(file);
     if (status == STC1_Success && n == -2) {
         RAS1_Printf(&parse_entry, __LINE__, "File cut at %u bytes: %s\n",
@@ -152,10 +162,10 @@ static int class_value(const char *token, uint32_t n, uint32_t *value)
 }
 
 // One level: ParseExpression.
-static int parse_level(char *text, uint32_t length, int depth)
+static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLeft)
 {
     if (length >= 2 && length <= LONGEST_LINE && text[0] == '<')
-        return include_file(text + 1, length - 1, depth);
+        return include_file(text + 1, length - 1, depth, filesLeft);
 
     ZULRA_elem_t elements[MAX_ELEMENTS];
     uint32_t count = 0;
@@ -178,7 +188,7 @@ static int parse_level(char *text, uint32_t length, int depth)
                             text + at + 1);
                 return STC1_ProtocolError;
             }
-            groupStatus = parse_level(text + at + 1, close - at - 1, depth);
+            groupStatus = parse_level(text + at + 1, close - at - 1, depth, filesLeft);
             at = close + 1;
             continue;
         }
@@ -255,5 +265,6 @@ int RAS1_InterpretString(char *text, uint32_t length)
         return length == 0 ? STC1_Success : STC1_BadArgument;
     // Nothing here may sync a record: this runs inside the trace's start,
     // so the parser's messages are written without a test of its word.
-    return parse_level(text, length, 0);
+    uint32_t filesLeft = MOST_INCLUSIONS;
+    return parse_level(text, length, 0, &filesLeft);
 }
