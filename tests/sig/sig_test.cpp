@@ -147,15 +147,16 @@ TEST(Hooking, ZulSig1DecidesWhichHostSignalsAreHooked)
         {"-dumpo -dumpons -syncoff -trac", " 1 2 10 12 14 15 17 18 20 21 22 23 24 25 26 27 28 29 30"},
         {"-asyncoff -syncoff -dumpon", ""},
     };
-    for (const auto &[value, hooked] : kCases) {
+    for (const auto &c : kCases) {
         Child child([&] {
-            if (value)
-                setenv("ZUL_SIG1", value, 1);
+            if (c.first)
+                setenv("ZUL_SIG1", c.first, 1);
             CHILD_CHECK(UseSig1());
             for (int h = 1; h < 32; h++)
-                std::printf(Hooked(h) ? " %d" : "", h);
+                if (Hooked(h))
+                    std::printf(" %d", h);
         });
-        EXPECT_EQ(child.Wait().text, hooked) << (value ? value : "(unset)");
+        EXPECT_EQ(child.Wait().text, c.second) << (c.first ? c.first : "(unset)");
     }
 }
 
@@ -278,8 +279,7 @@ TEST(SuspendAndWait, TakeSignalsFromAThreadOrAnotherProcessAndPutTheMaskBack)
 {
     for (int wait = 0; wait < 2; wait++) {
         Child child([wait] {
-            const SIG1_Set set = SetOf({SIG1_SIGUSR1, SIG1_SIGUSR2}), none = SetOf({});
-            SIG1_Set old;
+            SIG1_Set set = SetOf({SIG1_SIGUSR1, SIG1_SIGUSR2}), none = SetOf({}), old;
             int signal = 0;
             SIG1_Signal(SIG1_SIGUSR1, count_handler), SIG1_Signal(SIG1_SIGUSR2, count_handler);
             SIG1_ProcMask(SIG1_BLOCK, &set, nullptr);
