@@ -1,8 +1,4 @@
 # The scanner, argument lists and parameter files.
-zul_add_test(zul_test_lex
-  SOURCES ${CMAKE_CURRENT_LIST_DIR}/scanner_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/args_test.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/prm_test.cpp
-  FAMILIES lex prm)
+zul_add_test(zul_test_lex SOURCES ${CMAKE_CURRENT_LIST_DIR}/lex_test.cpp FAMILIES lex prm)
 # Failed allocations come from allocators of the test's own.
 target_link_options(zul_test_lex PRIVATE -Wl,--wrap=malloc -Wl,--wrap=calloc -Wl,--wrap=realloc)
