@@ -10,12 +10,12 @@
 #include <limits.h>
 #include <string.h>
 
-static inline unsigned char FoldCase(unsigned char c)
+static inline unsigned char fold_case(unsigned char c)
 {
     return (c >= 'a' && c <= 'z') ? static_cast<unsigned char>(c - ('a' - 'A')) : c;
 }
 
-static inline int Clamp(ptrdiff_t difference)
+static inline int clamp(ptrdiff_t difference)
 {
     if (difference > INT_MAX)
         return INT_MAX;
@@ -35,7 +35,7 @@ int BSS1_Match(const char *first, const char *second, uint32_t length)
         // lengths orders them without reading a byte.
         size_t a = strlen(first), b = strlen(second);
         if (a != b)
-            return Clamp(static_cast<ptrdiff_t>(a) - static_cast<ptrdiff_t>(b));
+            return clamp(static_cast<ptrdiff_t>(a) - static_cast<ptrdiff_t>(b));
         count = a;
     }
 
@@ -44,7 +44,7 @@ int BSS1_Match(const char *first, const char *second, uint32_t length)
     for (size_t i = 0; i < count; ++i) {
         unsigned char a = static_cast<unsigned char>(first[i]);
         unsigned char b = static_cast<unsigned char>(second[i]);
-        if (a == b || FoldCase(a) == FoldCase(b))
+        if (a == b || fold_case(a) == fold_case(b))
             continue;
         return static_cast<signed char>(a) - static_cast<signed char>(b);
     }

@@ -31,26 +31,26 @@ struct Output {
     char stage[ZULSS_STAGE_SIZE];
 };
 
-inline void Send(Output &out, const char *text, size_t length)
+inline void send(Output &out, const char *text, size_t length)
 {
     out.count += static_cast<uint32_t>(length);
     ZULSS_PutText(out.object, text, length);
 }
 
-inline void Drain(Output &out)
+inline void drain(Output &out)
 {
     if (out.staged != 0) {
-        Send(out, out.stage, out.staged);
+        send(out, out.stage, out.staged);
         out.staged = 0;
     }
 }
 
 // A run of fill goes in pieces of at most one staging area.
-void Fill(Output &out, char c, uint32_t length)
+void fill(Output &out, char c, uint32_t length)
 {
     while (length > 0) {
         if (out.staged == ZULSS_STAGE_SIZE)
-            Drain(out);
+            drain(out);
         uint32_t take = ZULSS_STAGE_SIZE - out.staged;
         if (take > length)
             take = length;
@@ -62,19 +62,19 @@ void Fill(Output &out, char c, uint32_t length)
 
 // Text joins the staged fill if both fit; a text longer than the staging
 // area goes in directly, as a piece of its own.
-void Stage(Output &out, const char *text, size_t length)
+void stage(Output &out, const char *text, size_t length)
 {
     if (length <= ZULSS_STAGE_SIZE - out.staged) {
         memcpy(out.stage + out.staged, text, length);
         out.staged += static_cast<uint32_t>(length);
         return;
     }
-    Drain(out);
+    drain(out);
     if (length <= ZULSS_STAGE_SIZE) {
         memcpy(out.stage, text, length);
         out.staged = static_cast<uint32_t>(length);
     } else {
-        Send(out, text, length);
+        send(out, text, length);
     }
 }
 
@@ -96,7 +96,7 @@ constexpr struct LiteralStops {
 // a carriage return right before it in the piece is dropped, and a full
 // record is finished as continued only when more of the piece follows.
 // Returns the address of the "%" or the terminator.
-const char *PutLiteral(Output &out, const char *text)
+const char *put_literal(Output &out, const char *text)
 {
     ZULSS_format_t *object = out.object;
     const char *at = text;
@@ -145,7 +145,7 @@ const char kPairs[] =
 
 // Writes the digits of `value` backwards so that the last one lands just
 // before `end`.  `count` is the number of digits.
-inline void WriteDigits(char *end, uint64_t value, unsigned shift, const char *digitSet)
+inline void write_digits(char *end, uint64_t value, unsigned shift, const char *digitSet)
 {
     if (shift == 0) {
         uint32_t v = static_cast<uint32_t>(value);
@@ -172,7 +172,7 @@ inline void WriteDigits(char *end, uint64_t value, unsigned shift, const char *d
     }
 }
 
-inline uint32_t CountDigits(uint64_t value, unsigned shift)
+inline uint32_t count_digits(uint64_t value, unsigned shift)
 {
     uint32_t count = 1;
     if (shift == 0) {
@@ -185,7 +185,7 @@ inline uint32_t CountDigits(uint64_t value, unsigned shift)
     return count;
 }
 
-inline char *Repeat(char *to, char c, uint32_t n)
+inline char *repeat(char *to, char c, uint32_t n)
 {
     if (n != 0) {
         memset(to, c, n);
@@ -196,11 +196,11 @@ inline char *Repeat(char *to, char c, uint32_t n)
 
 // Puts out a number: fill, sign, prefix, zeros up to the precision, digits.
 // There is always at least one digit, whatever the precision.
-void Number(Output &out, uint64_t value, unsigned shift, const char *digitSet, char sign,
+void number_field(Output &out, uint64_t value, unsigned shift, const char *digitSet, char sign,
             const char *prefix, uint32_t prefixLength, unsigned flags, uint32_t width,
             uint32_t precision)
 {
-    uint32_t count = CountDigits(value, shift);
+    uint32_t count = count_digits(value, shift);
 
     if (!(flags & kHash))
         prefixLength = 0;
@@ -226,64 +226,64 @@ void Number(Output &out, uint64_t value, unsigned shift, const char *digitSet, c
     if (total <= object->limit - object->used) {
         char *to = object->current + 1 + object->used;
         if (!(flags & kMinus))
-            to = Repeat(to, ' ', blanks);
+            to = repeat(to, ' ', blanks);
         if (sign != 0)
             *to++ = sign;
         for (uint32_t i = 0; i < prefixLength; ++i)
             *to++ = prefix[i];
-        to = Repeat(to, '0', precision - count);
+        to = repeat(to, '0', precision - count);
         to += count;
-        WriteDigits(to, value, shift, digitSet);
+        write_digits(to, value, shift, digitSet);
         if (flags & kMinus)
-            Repeat(to, ' ', blanks);
+            repeat(to, ' ', blanks);
         object->used += static_cast<uint32_t>(total);
         out.count += static_cast<uint32_t>(total);
         return;
     }
 
     char digits[24];
-    WriteDigits(digits + count, value, shift, digitSet);
+    write_digits(digits + count, value, shift, digitSet);
     if (!(flags & kMinus))
-        Fill(out, ' ', blanks);
+        fill(out, ' ', blanks);
     if (sign != 0)
-        Stage(out, &sign, 1);
+        stage(out, &sign, 1);
     if (prefixLength != 0)
-        Stage(out, prefix, prefixLength);
-    Fill(out, '0', precision - count);
-    Stage(out, digits, count);
+        stage(out, prefix, prefixLength);
+    fill(out, '0', precision - count);
+    stage(out, digits, count);
     if (flags & kMinus)
-        Fill(out, ' ', blanks);
-    Drain(out);
+        fill(out, ' ', blanks);
+    drain(out);
 }
 
-void Text(Output &out, const char *text, unsigned flags, uint32_t width, uint32_t precision,
+void text_field(Output &out, const char *text, unsigned flags, uint32_t width, uint32_t precision,
           bool precisionPresent)
 {
     if (text == nullptr) {
-        Send(out, "NULL", 4);
+        send(out, "NULL", 4);
         return;
     }
     // With a precision the bytes beyond it need not exist.
     size_t length = precisionPresent ? strnlen(text, precision) : strlen(text);
     if (width <= length) {
-        Send(out, text, length);
+        send(out, text, length);
         return;
     }
     if (flags & kMinus) {
-        Stage(out, text, length);
-        Fill(out, ' ', width - static_cast<uint32_t>(length));
+        stage(out, text, length);
+        fill(out, ' ', width - static_cast<uint32_t>(length));
     } else {
-        Fill(out, ' ', width - static_cast<uint32_t>(length));
-        Stage(out, text, length);
+        fill(out, ' ', width - static_cast<uint32_t>(length));
+        stage(out, text, length);
     }
-    Drain(out);
+    drain(out);
 }
 
 // Floating values go through sprintf: the format is built at the start of
 // a buffer and sprintf writes behind it.  The size letter is never passed
 // on, since on this platform `L` would mean a wider type than the double
 // that was taken from the argument list.
-void Real(Output &out, char conversion, double value, unsigned flags, uint32_t width,
+void real_field(Output &out, char conversion, double value, unsigned flags, uint32_t width,
           bool widthPresent, uint32_t precision, bool precisionPresent)
 {
     char *buffer = static_cast<char *>(malloc(ZULSS_REAL_BUFFER));
@@ -328,7 +328,7 @@ void Real(Output &out, char conversion, double value, unsigned flags, uint32_t w
     if (written > 0) {
         // Output beyond the buffer is cut off rather than overrunning it.
         size_t length = static_cast<size_t>(written) < room ? static_cast<size_t>(written) : room - 1;
-        Send(out, to, length);
+        send(out, to, length);
     }
     free(buffer);
 }
@@ -349,7 +349,7 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
     // terminator is put in as one piece while it is scanned.
     const char *at = format;
     for (;;) {
-        at = PutLiteral(out, at);
+        at = put_literal(out, at);
         if (*at == '\0')
             break;
         at += 1;
@@ -424,45 +424,45 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
                 } else if (flags & kBlank) {
                     sign = ' ';
                 }
-                Number(out, magnitude, 0, kLower, sign, nullptr, 0, flags, width, precision);
+                number_field(out, magnitude, 0, kLower, sign, nullptr, 0, flags, width, precision);
                 break;
             }
             case 'u':
-                Number(out, va_arg(arguments, uint32_t), 0, kLower, 0, nullptr, 0, flags, width,
+                number_field(out, va_arg(arguments, uint32_t), 0, kLower, 0, nullptr, 0, flags, width,
                        precision);
                 break;
             case 'o':
-                Number(out, va_arg(arguments, uint32_t), 3, kLower, 0, "0", 1, flags, width,
+                number_field(out, va_arg(arguments, uint32_t), 3, kLower, 0, "0", 1, flags, width,
                        precision);
                 break;
             case 'x':
-                Number(out, va_arg(arguments, uint32_t), 4, kLower, 0, "0x", 2, flags, width,
+                number_field(out, va_arg(arguments, uint32_t), 4, kLower, 0, "0x", 2, flags, width,
                        precision);
                 break;
             case 'X':
-                Number(out, va_arg(arguments, uint32_t), 4, kUpper, 0, "0X", 2, flags, width,
+                number_field(out, va_arg(arguments, uint32_t), 4, kUpper, 0, "0X", 2, flags, width,
                        precision);
                 break;
             case 'p': {
                 void *pointer = va_arg(arguments, void *);
                 if (pointer == nullptr)
-                    Send(out, "NULL", 4);
+                    send(out, "NULL", 4);
                 else
-                    Number(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, flags,
+                    number_field(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, flags,
                            width, precision);
                 break;
             }
             case 'c': {
                 char ch = static_cast<char>(va_arg(arguments, int));
-                Send(out, &ch, 1);
+                send(out, &ch, 1);
                 break;
             }
             case 's':
-                Text(out, va_arg(arguments, const char *), flags, width, precision,
+                text_field(out, va_arg(arguments, const char *), flags, width, precision,
                      precisionPresent);
                 break;
             case '%':
-                Send(out, "%", 1);
+                send(out, "%", 1);
                 break;
             case 'n': {
                 void *target = va_arg(arguments, void *);
@@ -479,7 +479,7 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
             case 'f':
             case 'g':
             case 'G':
-                Real(out, static_cast<char>(c), va_arg(arguments, double), flags, width,
+                real_field(out, static_cast<char>(c), va_arg(arguments, double), flags, width,
                      widthPresent, precision, precisionPresent);
                 break;
             default:

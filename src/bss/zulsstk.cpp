@@ -4,7 +4,7 @@
 namespace {
 
 // The white space set, as the C locale has it.
-inline bool IsSpace(unsigned char c)
+inline bool is_space(unsigned char c)
 {
     return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f';
 }
@@ -51,7 +51,7 @@ int BSS1_Tokenize(const char **text, uint32_t *remaining, const char **token,
             length = static_cast<uint32_t>(at - start);
             break;
         }
-        if (c != 0 && !IsSpace(c)) {
+        if (c != 0 && !is_space(c)) {
             // A delimiter that is not white space is a token by itself.
             start = at;
             length = 1;
