@@ -16,20 +16,15 @@ namespace {
 TEST(Match, Table)
 {
     struct Case { const char *first, *second; uint32_t length; int expected; } cases[] = {
-        {"TRACE", "trace", 0, 0},      {"Zul_Ras1", "zUL_rAS1", 0, 0},
-        {"abc", "abcde", 0, -2},       {"zzzzz", "aaa", 0, 2}, // lengths first, bytes unread
-        {"", "", 0, 0},                {"abX", "abY", 2, 0},   // only `length` bytes count
-        {"a\0b", "A\0B", 3, 0},        {"a\0b", "a\0c", 3, 'b' - 'c'}, // zero bytes don't stop it
-        {"B", "a", 0, 'B' - 'a'},      {"@", "`", 0, '@' - '`'},       // neighbours of letters
-        {"[", "{", 0, '[' - '{'},      {"1", "!", 0, '1' - '!'},
-        {"\xe9", "\xc9", 0, -23 + 55}, {"a", "\xff", 0, 'a' + 1}, // bytes above 0x7F: signed
-        {nullptr, nullptr, 0, 0},
+        {"Zul_Ras1", "zUL_rAS1", 0, 0}, {"zzzzz", "aaa", 0, 2},  // lengths first, bytes unread
+        {"abX", "abY", 2, 0},           {"a\0b", "a\0c", 3, 'b' - 'c'}, // only `length` bytes; zero bytes don't stop it
+        {"@", "`", 0, '@' - '`'},       {"[", "{", 0, '[' - '{'}, // neighbours of letters
+        {"a", "\xff", 0, 'a' + 1},      {nullptr, nullptr, 0, 0}, // bytes above 0x7F: signed
     };
     for (const Case &k : cases)
         EXPECT_EQ(BSS1_Match(k.first, k.second, k.length), k.expected)
             << (k.first ? k.first : "null") << " / " << (k.second ? k.second : "null");
     EXPECT_LT(BSS1_Match(nullptr, "a", 0), 0);
-    EXPECT_GT(BSS1_Match("a", nullptr, 3), 0);
 }
 
 // Under a locale whose toupper('i') is not 'I' and whose upper half has
@@ -60,16 +55,10 @@ TEST(Tokenize, Table)
     using V = std::vector<std::string>;
     struct Case { std::string text; const char *delimiters; V tokens; } cases[] = {
         {"   \t\r\n\v\f ", nullptr, {}},
-        {"", nullptr, {}},
         {"  alpha\t\tbeta\n", nullptr, {"alpha", "beta"}},
-        {"name,value", ", ", {"name", ",", "value"}},
-        {", x", ", ", {",", "x"}},
         {"a , b,,c", ", ", {"a", ",", "b", ",", ",", "c"}},
         {"a b=c d", "=", {"a b", "=", "c d"}}, // no white space in the set
-        {std::string("ab\0cd", 5), nullptr, {"ab", "cd"}}, // a zero byte ends a token
-        {std::string("\0\0ab", 4), ",", {"ab"}},           // and is skipped before one
-        {"((a))", "()", {"(", "(", "a", ")", ")"}},
-        {"\xe9t\xe9 caf\xe9", nullptr, {"\xe9t\xe9", "caf\xe9"}},
+        {std::string("\0\0ab\0cd", 7), ",", {"ab", "cd"}}, // a zero byte ends a token and is skipped
     };
     for (const Case &k : cases) {
         V got;
@@ -107,11 +96,8 @@ TEST(CodeNames, BoundsAndNames)
 {
     using Call = int (*)(int32_t, const char **);
     struct Case { Call call; int32_t code; const char *name; } cases[] = { // name null: NotThere
-        {RSN1_GetName, 0, "NoError"},   {RSN1_GetName, 26, "NoReason"}, {RSN1_GetName, 41, "Storage"},
-        {RSN1_GetName, 63, "Access"},   {RSN1_GetName, 64, nullptr},    {RSN1_GetName, -1, nullptr},
-        {RSN1_GetName, INT32_MIN, nullptr},
-        {STC1_GetName, 0, "Success"},   {STC1_GetName, 6, "ProtocolError"}, {STC1_GetName, 10, "Warning"},
-        {STC1_GetName, 11, nullptr},    {STC1_GetName, -1, nullptr},    {STC1_GetName, INT32_MAX, nullptr},
+        {RSN1_GetName, 0, "NoError"}, {RSN1_GetName, 63, "Access"}, {RSN1_GetName, 64, nullptr}, {RSN1_GetName, -1, nullptr},
+        {STC1_GetName, 10, "Warning"}, {STC1_GetName, 11, nullptr}, {STC1_GetName, INT32_MIN, nullptr},
     };
     for (const Case &k : cases) {
         const char *name = "untouched";
@@ -119,7 +105,6 @@ TEST(CodeNames, BoundsAndNames)
         EXPECT_STREQ(name, k.name ? k.name : "untouched") << k.code;
     }
     EXPECT_EQ(RSN1_GetName(0, nullptr), STC1_BadArgument);
-    EXPECT_EQ(STC1_GetName(0, nullptr), STC1_BadArgument);
 }
 
 } // namespace

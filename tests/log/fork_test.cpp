@@ -11,14 +11,12 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
 // The store writes with write(2) and no lock of its own, so that only the
 // library's locks stand between a child and its output.
 std::atomic<int> out{-1};
-
 int WriteFd(void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t)
 {
     return write(out.load(std::memory_order_relaxed), text, length) < 0 ? 8 : 0;
@@ -26,17 +24,12 @@ int WriteFd(void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t
 
 TEST(Fork, ChildrenOfATracingProcessWriteTheirLinesAndEnd)
 {
-    constexpr int kForks = 200, kThreads = 4, kChildLines = 3, kLimitSeconds = 5, kMaxHung = 5;
     static Record r("zulfork", "fork_test");
     out = open("/dev/null", O_WRONLY);
-    ASSERT_GE(out.load(), 0);
-    int status = RAS1_RegisterStore("fork", 4, nullptr, WriteFd, RAS1_ANY);
-    ASSERT_TRUE(status == STC1_Success || status == STC1_Duplicate) << status;
-    RAS1_Sync(&r.entry);
-
+    ASSERT_EQ(RAS1_RegisterStore("fork", 4, nullptr, WriteFd, RAS1_ANY), STC1_Success);
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; t++)
+    for (int t = 0; t < 4; t++)
         threads.emplace_back([&, t] {
             for (int i = 0; !stop.load(std::memory_order_relaxed); i++) {
                 RAS1_Printf(&r.entry, t, "thread %d line %d\n", t, i);
@@ -47,19 +40,16 @@ TEST(Fork, ChildrenOfATracingProcessWriteTheirLinesAndEnd)
                 }
             }
         });
-
-    // A child that waits for a lock is ended by its alarm.
-    int hung = 0, short_output = 0;
-    for (int f = 0; f < kForks && hung < kMaxHung; f++) {
+    int hung = 0, short_output = 0; // a child that waits for a lock is ended by its alarm
+    for (int f = 0; f < 200 && hung < 5; f++) {
         int pipeFds[2];
         ASSERT_EQ(pipe(pipeFds), 0);
         pid_t child = fork();
-        ASSERT_GE(child, 0);
         if (child == 0) {
-            alarm(kLimitSeconds);
+            alarm(5);
             out = pipeFds[1];
             BSS1_GetEnv("ZUL_FORK_TEST", nullptr);
-            for (int i = 0; i < kChildLines; i++)
+            for (int i = 0; i < 3; i++)
                 RAS1_Printf(&r.entry, 1, "child %d\n", i);
             _exit(0);
         }
@@ -70,11 +60,10 @@ TEST(Fork, ChildrenOfATracingProcessWriteTheirLinesAndEnd)
         char text[4096];
         ssize_t n = read(pipeFds[0], text, sizeof text);
         close(pipeFds[0]);
-        std::string got(text, n > 0 ? static_cast<size_t>(n) : 0);
         int lines = 0;
-        for (const std::string &line : SplitLines(got))
+        for (const std::string &line : SplitLines(std::string(text, n > 0 ? size_t(n) : 0)))
             lines += line.find("child ") != std::string::npos;
-        short_output += lines != kChildLines;
+        short_output += lines != 3;
     }
     stop = true;
     for (auto &t : threads)

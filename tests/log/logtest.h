@@ -11,20 +11,17 @@
 #include <string>
 #include <vector>
 
-// A store's write routine that appends to a string.  `calls` counts the
-// write calls, `flags` keeps the flags of the last one.
+// A store's write routine that appends to a string; `flags` keeps the
+// flags of the last call.
 struct Sink {
     std::mutex mutex;
     std::string text;
-    int calls = 0;
     uint32_t flags = 0;
-
     static int Write(void *data, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t flags)
     {
         Sink *s = static_cast<Sink *>(data);
         std::lock_guard<std::mutex> hold(s->mutex);
         s->text.append(text, length);
-        s->calls++;
         s->flags = flags;
         return 0;
     }
@@ -38,13 +35,11 @@ struct Sink {
 inline const std::string kTitle =
     "========================>  Torvel QX/RAS1 Service Log  <========================\n";
 
-// What a store got after its opening block, which a rule of 80 '=' closes
-// (the whole text if it has none).
+// What a store got after its opening block, which a rule of 80 '=' closes.
 inline std::string AfterOpening(const std::string &text)
 {
-    const std::string rule = std::string(80, '=') + "\n";
-    size_t at = text.find(rule);
-    return at == std::string::npos ? text : text.substr(at + rule.size());
+    size_t at = text.find(std::string(80, '=') + "\n");
+    return at == std::string::npos ? text : text.substr(at + 81);
 }
 
 inline std::vector<std::string> SplitLines(const std::string &text)
@@ -58,36 +53,21 @@ inline std::vector<std::string> SplitLines(const std::string &text)
     return lines;
 }
 
-// A unit and an entry as the library lays them down, e.g. for zulssge.
+// A unit and an entry as the library lays them down.
 struct Record {
-    char file[32];
-    char other[4] = "x";
+    char file[32] = {}, other[4] = "x";
     ZULRA_unit_t unit{};
     ZULRA_entry_t entry{};
     static inline const uint32_t start = 1;
-
-    Record(const char *fileName, const char *function, uint32_t unitClasses = RAS1_LIBRARY,
-           uint32_t entryClasses = RAS1_PUBLIC)
+    Record(const char *fileName, const char *function)
     {
         std::strncpy(file, fileName, sizeof file - 1);
-        file[sizeof file - 1] = '\0';
-        unit.format = RAS1_UNIT_FORMAT;
-        unit.classes = unitClasses;
-        unit.file = file;
-        unit.fileLen = static_cast<uint32_t>(std::strlen(file));
-        unit.date = unit.time = unit.level = unit.comp = other;
-        unit.dateLen = unit.timeLen = unit.levelLen = unit.compLen = 1;
-        entry.unit = &unit;
-        entry.name = function;
-        entry.nameLen = static_cast<uint32_t>(std::strlen(function));
-        entry.line = 1;
-        entry.syncWord = &start;
-        entry.classes = entryClasses;
+        unit = {RAS1_UNIT_FORMAT, RAS1_LIBRARY, file, uint32_t(std::strlen(file)), other, 1, other, 1, other, 1, other, 1, 0, nullptr};
+        entry = {&unit, function, uint32_t(std::strlen(function)), 1, &start, RAS1_PUBLIC, 0, 0};
     }
 };
 
-// A record that lives as long as the process, as records that the trace
-// has synced must.
+// A record that lives as long as the process, as synced records must.
 inline Record &Kept(const char *file, const char *function)
 {
     static std::mutex lock;

@@ -20,16 +20,10 @@ inline ZULRA_unit_t MakeUnit(uint32_t classes, ZULRA_buildinfo_t buildInfo = nul
     return {format, classes, t, 1, t, 1, t, 1, t, 1, t, 1, 0, buildInfo};
 }
 
-inline ZULRA_entry_t MakeEntry(ZULRA_unit_t *unit, uint32_t classes, const char *name = "f")
+inline ZULRA_entry_t MakeEntry(ZULRA_unit_t *unit, uint32_t classes = RAS1_PUBLIC, const char *name = "f")
 {
     return {unit, name, static_cast<uint32_t>(std::strlen(name)), 10, &kStartWord, classes, 0, 0};
 }
-
-// A library unit with one public entry, in static storage: once synced,
-// the trace keeps pointers to both for the life of the process.
-#define RAS_TEST_RECORD(unit, entry)                                                               \
-    static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);                                             \
-    static ZULRA_entry_t entry = MakeEntry(&unit, RAS1_PUBLIC)
 
 inline bool IsCurrent(const ZULRA_entry_t &e)
 {

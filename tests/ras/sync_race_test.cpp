@@ -6,12 +6,13 @@
 #include <chrono>
 #include <cstdio>
 #include <mutex>
+#include <sstream>
 #include <string>
 
 namespace {
 
-// A store's routine that counts the heads whose unit name is not the one
-// expected (`data` points at a Heads record).
+// A store's routine that counts the heads of the test's lines ("line N")
+// whose unit name is not the one expected.
 struct Heads {
     std::mutex mutex;
     std::string expected; // "name," as a head shows it
@@ -20,18 +21,10 @@ struct Heads {
     {
         Heads *h = static_cast<Heads *>(data);
         std::lock_guard<std::mutex> hold(h->mutex);
-        // Each line of the test's threads opens "(time-thread:", the name
-        // runs to the comma, and the message is "line N"; the banner of
-        // the start is not counted.
-        for (const char *line = text, *end = text + length; line < end;) {
-            const char *feed = static_cast<const char *>(std::memchr(line, '\n', end - line));
-            std::string head(line, feed ? feed : end);
-            size_t colon = head.find(':');
-            if (head.compare(0, 1, "(") == 0 && colon != std::string::npos &&
-                head.find("\") line ") != std::string::npos)
-                (head.compare(colon + 1, h->expected.size(), h->expected) == 0 ? h->good : h->bad)++;
-            line = feed ? feed + 1 : end;
-        }
+        std::istringstream lines(std::string(text, length));
+        for (std::string line; std::getline(lines, line);) // "(time-thread:name,..."
+            if (line.find("\") line ") != std::string::npos)
+                (line.compare(line.find(':') + 1, h->expected.size(), h->expected) == 0 ? h->good : h->bad)++;
         return 0;
     }
 };
@@ -58,15 +51,12 @@ TEST(RasNameRace, HeadsShowTheNormalizedNameFromTheFirstLine)
         units[u].file = names[u];
         units[u].fileLen = static_cast<uint32_t>(n);
         for (int t = 0; t < kThreads; t++)
-            entries[u][t] = MakeEntry(&units[u], RAS1_PUBLIC);
+            entries[u][t] = MakeEntry(&units[u]);
     }
     for (int u = 0; u < kUnits; u++) {
         char expected[16];
         std::snprintf(expected, sizeof expected, "unit%04d.c,", u);
-        {
-            std::lock_guard<std::mutex> hold(heads.mutex);
-            heads.expected = expected;
-        }
+        heads.mutex.lock(), heads.expected = expected, heads.mutex.unlock();
         RunTogether(kThreads, [u](int t) {
             ZULRA_entry_t *e = &entries[u][t];
             if (RAS1_WANTS(RAS1_ReadClass(e), RAS1_ERROR))
@@ -105,7 +95,7 @@ TEST(RasPairRace, CachedWordAlwaysBelongsToItsSyncValue)
     const uint32_t kinds[2] = {RAS1_ERROR | RAS1_DETAIL, RAS1_FLOW};
     uint32_t expected[2];
     static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
-    static ZULRA_entry_t fresh[2] = {MakeEntry(&unit, RAS1_PUBLIC), MakeEntry(&unit, RAS1_PUBLIC)};
+    static ZULRA_entry_t fresh[2] = {MakeEntry(&unit), MakeEntry(&unit)}, shared = MakeEntry(&unit);
     for (int k = 0; k < 2; k++) {
         RAS1_SetClass(nullptr, kinds[k]);
         expected[k] = RAS1_Sync(&fresh[k]);
@@ -113,9 +103,7 @@ TEST(RasPairRace, CachedWordAlwaysBelongsToItsSyncValue)
     ASSERT_NE(expected[0], expected[1]);
     // Each change moves the sync word by one and nothing else moves it
     // now, so the word's distance from `base` says which class is set.
-    static ZULRA_entry_t shared = MakeEntry(&unit, RAS1_PUBLIC);
     RAS1_SetClass(nullptr, kinds[0]);
-    // The process-wide sync word, seen through the record's public pointer.
     const auto SyncWord = [] { return __atomic_load_n(shared.syncWord, __ATOMIC_ACQUIRE); };
     RAS1_Sync(&shared);
     const uint32_t base = SyncWord();

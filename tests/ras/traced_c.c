@@ -28,5 +28,4 @@ void traced_c_quick(uint32_t *seen, int *flowOut)
     RAS1_EXIT(traced_c_quick_entry, flow);
 }
 
-ZULRA_entry_t *traced_c_full_record(void) { return &traced_c_full_entry; }
 ZULRA_entry_t *traced_c_quick_record(void) { return &traced_c_quick_entry; }

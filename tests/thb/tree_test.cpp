@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <deque>
@@ -45,7 +46,7 @@ void RecordDestroy(void *data) { destroyed.push_back(static_cast<int64_t *>(data
 int CheckNode(THB1P_Node *n, std::vector<THB1P_Node *> &order, int depth)
 {
     if (depth > 100)
-        return ADD_FAILURE() << "cycle in the child links", 0;
+        return ADD_FAILURE() << "cycle", 0;
     int lh = n->Lchild ? CheckNode(n->Lptr, order, depth + 1) : 0;
     order.push_back(n);
     int rh = n->Rchild ? CheckNode(n->Rptr, order, depth + 1) : 0;
@@ -166,53 +167,38 @@ TEST_P(Differential, TreeMatchesTheModel)
 INSTANTIATE_TEST_SUITE_P(
     Mixes, Differential,
     ::testing::Values(Mix{"growing", 5000, 0, 6000, 60, 20, 10}, Mix{"churning", 400, 0, 20000, 40, 40, 10},
-                      Mix{"shrinking", 3000, 0, 8000, 30, 60, 5}, Mix{"tiny", 12, 0, 5000, 45, 45, 5},
-                      Mix{"ascending", 0, 1, 4000, 50, 50, 0}, Mix{"descending", 0, -1, 4000, 50, 50, 0}),
+                      Mix{"tiny", 12, 0, 5000, 45, 45, 5}, Mix{"ascending", 0, 1, 4000, 50, 50, 0},
+                      Mix{"descending", 0, -1, 4000, 50, 50, 0}),
     [](const ::testing::TestParamInfo<Mix> &info) { return std::string(info.param.name); });
 
 // Off either end a walk answers NotThere with *dataOut zeroed, twice, and
 // stays on the last item it gave; THB1_Find leaves the cursor ready to
-// step on from the item found, and a miss leaves *dataOut alone.
-TEST_F(TreeTest, CursorRules)
+// step on.  THB1_Empty gives the items up in order and leaves a tree on
+// which a cursor on the header still works.
+TEST_F(TreeTest, CursorRulesAndEmpty)
 {
-    THB1_Cursor c;
+    THB1_Cursor c, atHead;
     void *data = &c;
     int64_t k = 20;
-    EXPECT_EQ(THB1_Find(&tree, &c, &k, &data), STC1_NotThere);
-    EXPECT_EQ(data, &c);
-    Add({20, 10, 30, 40});
-    using Step = int (*)(THB1_Cursor *, void **);
-    struct { Step on, back; int64_t beforeEnd; } cases[] = {{THB1_Next, THB1_Prior, 30}, {THB1_Prior, THB1_Next, 20}};
-    for (auto &t : cases) {
-        ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
-        for (int n = 0; n < 6; n++) // four items, then the end, twice
-            ASSERT_TRUE(t.on(&c, &data) == (n < 4 ? STC1_Success : STC1_NotThere) && (n < 4) == (data != nullptr));
-        ASSERT_EQ(t.back(&c, &data), STC1_Success);
-        EXPECT_EQ(KeyOf(data), t.beforeEnd);
-    }
-    for (k = 10; k < 40; k += 10) {
-        ASSERT_EQ(THB1_Find(&tree, &c, &k, &data), STC1_Success);
-        ASSERT_EQ(THB1_Next(&c, &data), STC1_Success);
-        EXPECT_EQ(KeyOf(data), k + 10);
-    }
-}
-
-// THB1_Empty gives up the items in ascending order and leaves a tree on
-// which a cursor on the header still works; THB1_Destroy clears the handle.
-TEST_F(TreeTest, EmptyKeepsTheTreeAndDestroyClearsTheHandle)
-{
-    THB1_Cursor atHead;
-    void *data;
     ASSERT_EQ(THB1_Reset(&tree, &atHead), STC1_Success);
-    Add({5, 3, 8, 1, 4, 7, 9, 2, 6});
+    EXPECT_EQ(THB1_Find(&tree, &c, &k, &data), STC1_NotThere);
+    EXPECT_EQ(data, &c); // a miss leaves *dataOut alone
+    Add({20, 10, 30, 40});
+    ASSERT_EQ(THB1_Reset(&tree, &c), STC1_Success);
+    for (int n = 0; n < 6; n++) // four items, then the end, twice
+        ASSERT_TRUE(THB1_Next(&c, &data) == (n < 4 ? STC1_Success : STC1_NotThere) && (n < 4) == (data != nullptr));
+    ASSERT_EQ(THB1_Prior(&c, &data), STC1_Success);
+    EXPECT_EQ(KeyOf(data), 30);
+    k = 20;
+    ASSERT_EQ(THB1_Find(&tree, &c, &k, &data), STC1_Success);
+    ASSERT_EQ(THB1_Next(&c, &data), STC1_Success);
+    EXPECT_EQ(KeyOf(data), 30);
     ASSERT_EQ(THB1_Empty(&tree), STC1_Success);
-    for (size_t i = 0; i < 9; i++)
-        EXPECT_EQ(*destroyed.at(i), int64_t(i + 1));
+    EXPECT_EQ(destroyed.size(), 4u);
+    EXPECT_TRUE(std::is_sorted(destroyed.begin(), destroyed.end(), [](auto *a, auto *b) { return *a < *b; }));
     Add({11});
     ASSERT_EQ(THB1_Next(&atHead, &data), STC1_Success);
     EXPECT_EQ(KeyOf(data), 11);
-    ASSERT_EQ(THB1_Destroy(&tree), STC1_Success);
-    EXPECT_EQ(THB1_Destroy(&tree), STC1_BadObject) << "the handle was cleared";
 }
 
 // Every call rejects a bad handle or cursor and touches no tree: null, a
@@ -239,6 +225,8 @@ TEST_F(TreeTest, BadHandlesAndCursorsAnswerBadObject)
     EXPECT_EQ(THB1_Destroy(&bad[1]), STC1_BadObject);
     EXPECT_EQ(bad[1].tree, nullptr) << "THB1_Destroy clears even a bad handle";
     EXPECT_TRUE(CheckTree(tree).size() == 3 && destroyed.empty());
+    ASSERT_EQ(THB1_Destroy(&tree), STC1_Success);
+    EXPECT_EQ(THB1_Destroy(&tree), STC1_BadObject) << "the handle was cleared";
 }
 
 // A failed or refused creation leaves an all-zero handle that nothing
