@@ -33,7 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (data[0] & 2)
         BSS1_Tokenize(&p, &n, &p, &n, delimiters);
     else
-        for (uint32_t calls = 0; BSS1_Tokenize(&p, &n, &token, &length, delimiters) == STC1_Success;)
+        for (uint32_t calls = 0;
+             BSS1_Tokenize(&p, &n, &token, &length, delimiters) == STC1_Success;)
             ZUL_FUZZ_CHECK(++calls <= lb);
     free(za);
     free(zb);
