@@ -45,15 +45,6 @@ const Case kCases[] = {
          BSS1_ReleaseLock(nullptr);
          BSS1_DestroyLock(nullptr);
      }},
-    {"MemoryOutArguments", [] {
-         int reason = 0;
-         void *memory = nullptr;
-         EXPECT_EQ(BSS1_GetMem(8, nullptr, &reason), STC1_BadArgument);
-         EXPECT_EQ(reason, RSN1_Arguments);
-         EXPECT_EQ(BSS1_GetMem(8, &memory, nullptr), STC1_Success);
-         EXPECT_EQ(BSS1_FreeMem(8, memory, nullptr), STC1_Success);
-         EXPECT_EQ(BSS1_QueryMem(nullptr, nullptr), STC1_BadArgument);
-     }},
 };
 
 struct BadArguments : testing::TestWithParam<Case> {};

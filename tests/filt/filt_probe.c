@@ -1,10 +1,8 @@
 /* The probe of the start tests: a traced C program that calls a traced
  * function five times, then reports on stderr whether its record was
  * current afterwards, its word, the default class and the unit name as the
- * trace left it.  With "ownstore" it first registers a store of its own
- * that writes to stderr. */
+ * trace left it. */
 #include <stdio.h>
-#include <string.h>
 
 #include <zul/ras1.h>
 
@@ -19,25 +17,12 @@ static int work(int i)
     last_entry = &entry;
     if (RAS1_WANTS(classes, RAS1_ERROR))
         RAS1_Printf(&entry, __LINE__, "failure %d\n", i);
-    if (RAS1_WANTS(classes, RAS1_DETAIL))
-        RAS1_Printf(&entry, __LINE__, "detail %d\n", i);
     RAS1_EXIT_VALUE(entry, flow, i);
     return i;
 }
 
-static int own_write(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
-                     uint32_t flags)
+int main(void)
 {
-    (void)data, (void)entry, (void)flags;
-    fprintf(stderr, "OWN:%.*s", (int)length, text);
-    return 0;
-}
-
-int main(int argc, char **argv)
-{
-    if (argc > 1 && strcmp(argv[1], "ownstore") == 0 &&
-        RAS1_RegisterStore("OWN", 3, NULL, own_write, RAS1_ANY) != 0)
-        return 2;
     for (int i = 0; i < 5; i++)
         work(i);
     ZULRA_entry_t *e = last_entry;

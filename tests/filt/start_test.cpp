@@ -37,7 +37,7 @@ struct Start : ::testing::Test {
 // the unit "a/b\c.X " is named in its one form.
 const std::string kQuiet = "current=1 active=00000000 default=00000000 unit=c.x\n";
 
-TEST_F(Start, UnsetEmptyOrFaultyExpressionOrOwnStoreKeepsTheFastPath)
+TEST_F(Start, UnsetEmptyOrFaultyExpressionKeepsTheFastPath)
 {
     Probe("run");
     EXPECT_EQ(out + err, kQuiet);
@@ -49,10 +49,6 @@ TEST_F(Start, UnsetEmptyOrFaultyExpressionOrOwnStoreKeepsTheFastPath)
     EXPECT_NE(out.find("zulrais,"), std::string::npos) << out;
     EXPECT_NE(out.find("Class name not recognized: BOGUS"), std::string::npos);
     EXPECT_EQ(err, kQuiet);
-    std::filesystem::remove(log);
-    Probe("ownstore", "ZUL_RAS1=ERROR >" + log); // a store before the first call: no settings read
-    EXPECT_EQ(out + err, kQuiet);
-    EXPECT_FALSE(std::filesystem::exists(log));
 }
 
 // The file opens with the title; behind the opening block come the build
@@ -69,15 +65,6 @@ TEST_F(Start, ErrorToAFileWritesTheOpeningBannerAndSelectedLines)
     EXPECT_NE(lines[0].find(",\"QXBLD\") "), std::string::npos) << lines[0];
     for (int i = 5; i < 10; i++)
         EXPECT_NE(lines[i].find("c.x,"), std::string::npos) << lines[i];
-}
-
-TEST_F(Start, UnitFilterMeetsTheNormalizedNameAndAnUnopenableFileLeavesStandardOutput)
-{
-    Probe("run", "ZUL_RAS1=(UNIT:C FLOW) > /nonexistent/zul/x.log");
-    EXPECT_NE(out.find(",\"work\") Entry"), std::string::npos) << out;
-    EXPECT_NE(out.find("c.x,"), std::string::npos) << out;
-    EXPECT_EQ(out.find("failure"), std::string::npos);
-    EXPECT_NE(err.find("default=00000000"), std::string::npos);
 }
 
 } // namespace

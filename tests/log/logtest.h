@@ -11,18 +11,15 @@
 #include <string>
 #include <vector>
 
-// A store's write routine that appends to a string; `flags` keeps the
-// flags of the last call.
+// A store's write routine that appends to a string.
 struct Sink {
     std::mutex mutex;
     std::string text;
-    uint32_t flags = 0;
-    static int Write(void *data, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t flags)
+    static int Write(void *data, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t)
     {
         Sink *s = static_cast<Sink *>(data);
         std::lock_guard<std::mutex> hold(s->mutex);
         s->text.append(text, length);
-        s->flags = flags;
         return 0;
     }
     std::string Text()

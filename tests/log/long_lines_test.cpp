@@ -6,7 +6,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -64,23 +63,6 @@ TEST(LongLines, DefaultStoreFileHoldsEveryMessageWhole)
     EXPECT_EQ(longs, 1200);
     EXPECT_EQ(shorts, 1200);
     EXPECT_EQ(bad, 0);
-}
-
-// A store's routine gets whole lines only: each call ends with a line feed.
-TEST(LongLines, StoreRoutineGetsWholeLines)
-{
-    static std::atomic<long> calls{0}, open{0};
-    auto write = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t) {
-        calls++;
-        open += length == 0 || text[length - 1] != '\n';
-        return 0;
-    };
-    ASSERT_EQ(RAS1_RegisterStore("WHOLE", 5, nullptr, write, RAS1_ANY), STC1_Success);
-    static Record r("whole.c", "writer");
-    r.entry.active = RAS1_ERROR;
-    WriteFromThreads(&r.entry, 200, 3000);
-    EXPECT_EQ(open.load(), 0);
-    EXPECT_GE(calls.load(), 4 * 400);
 }
 
 } // namespace

@@ -1,10 +1,7 @@
-// Registration of units and entries, and the exit routines that hear of it.
+// Registration of units, entries and builds, and the exit routines that
+// hear of units and entries.
 #include "rastest.h"
 
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <future>
 #include <mutex>
 
 namespace {
@@ -45,66 +42,28 @@ TEST(RasExit, RoutinesHearEachUnitAndEntryOnceNewestFirst)
     EXPECT_EQ(List(RAS1_LIST_ENTRIES), (std::vector<void *>{&second, &first}));
 }
 
-// Suspends are counted: a resume with nothing suspended changes nothing,
-// and until the last resume a sync works out nothing, registers nothing
-// and calls no exit routine.
-TEST(RasSuspend, CountedSuspendKeepsSyncsFromRegisteringAnything)
-{
-    static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
-    static ZULRA_entry_t entry = MakeEntry(&unit), other = MakeEntry(&unit, RAS1_PUBLIC, "other");
-    ASSERT_EQ(RAS1_RegisterExit(reinterpret_cast<void *>(1), Note<1>), STC1_Success);
-    AddStore();
-    RAS1_SetClass(nullptr, 0xFFFFFFFF);
-    RAS1_Sync(&other);
-    calls.clear();
-    EXPECT_EQ(RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME), STC1_Success);
-    EXPECT_TRUE(IsCurrent(other));
-    RAS1_Event(&entry, 1, RAS1_EVENT_SUSPEND);
-    EXPECT_FALSE(IsCurrent(other));
-    RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND);
-    RAS1_Event(&entry, 1, RAS1_EVENT_RESUME);
-    EXPECT_EQ(RAS1_ReadClass(&entry), 0u);
-    EXPECT_TRUE(calls.empty());
-    EXPECT_EQ(List(RAS1_LIST_ENTRIES), std::vector<void *>{&other});
-    RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
-    EXPECT_EQ(RAS1_ReadClass(&entry), 0xFFFFFFFFu);
-    EXPECT_EQ(calls.size(), 1u);
-}
+// Build records as link units lay them down, known by component code
+// (value 15), serial number (16) and driver name (17): a build is kept once
+// whatever its record, and a unit is asked only at its first sync.
+const char *kBuilds[3][18] = {{"d", "t", "", "", "", "", "", "", "", "", "", "", "", "", "7", "ZUL", "0042", "drv"},
+                              {"x", "y", "", "", "", "", "", "", "", "", "", "", "", "", "8", "ZUL", "0042", "drv"},
+                              {"d", "t"}}; // too few values: the identity reads as empty texts
+ZULRA_build_t builds[3] = {{18, 0, kBuilds[0], nullptr}, {18, 0, kBuilds[1], nullptr}, {2, 0, kBuilds[2], nullptr}};
+int infoCalls = 0;
+template <size_t i> void Info(ZULRA_build_t **b) { infoCalls++, *b = &builds[i]; }
 
-// Many threads sync one new record at once: one registration, one notice.
-// The routine then has another thread take both locks of the trace: it
-// would wait for ever if the sync that calls it held one.
-static ZULRA_unit_t otherUnit = MakeUnit(RAS1_KERNEL);
-static ZULRA_entry_t otherEntry = MakeEntry(&otherUnit);
-static std::atomic<int> notices{0};
-static int TakeLocksElsewhere(uint32_t events, void **, ZULRA_notice_t *notice)
+TEST(RasBuild, EachBuildIsKeptOnce)
 {
-    if (notice->entry == &otherEntry || notices.fetch_add(events) != 0)
-        return 0;
-    auto done = std::async(std::launch::async, [] {
-        RAS1_Sync(&otherEntry);                     // anchor lock, block lock
-        RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND); // block lock
-        RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
-    });
-    if (done.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
-        std::fprintf(stderr, "exit routine was called with a lock of the trace held\n");
-        std::_Exit(2);
-    }
-    return 0;
-}
-
-TEST(RasExit, ManyThreadsSyncingOneRecordRegisterItOnceWithNoLockHeld)
-{
-    static ZULRA_unit_t unit = MakeUnit(RAS1_LIBRARY);
-    static ZULRA_entry_t entry = MakeEntry(&unit);
-    ASSERT_EQ(RAS1_RegisterExit(nullptr, TakeLocksElsewhere), STC1_Success);
+    static ZULRA_unit_t units[] = {MakeUnit(RAS1_LIBRARY, Info<0>), MakeUnit(RAS1_LIBRARY, Info<1>),
+                                   MakeUnit(RAS1_LIBRARY, Info<2>), MakeUnit(RAS1_LIBRARY, Info<2>, 179)}; // too old: not asked
+    static ZULRA_entry_t entries[8];
     AddStore();
-    RAS1_SetClass(nullptr, RAS1_ERROR | RAS1_FLOW);
-    uint32_t words[8];
-    RunTogether(8, [&](int t) { words[t] = RAS1_Sync(&entry); });
-    for (uint32_t w : words)
-        EXPECT_EQ(w, 0xFFFFFFC0u);
-    EXPECT_EQ(notices.load(), int(RAS1_EXIT_UNIT | RAS1_EXIT_ENTRY));
-    EXPECT_EQ(List(RAS1_LIST_ENTRIES).size(), 2u);
-    EXPECT_TRUE(IsCurrent(entry) && otherUnit.registered == 1u);
+    for (int i = 0; i < 8; i++)
+        entries[i] = MakeEntry(&units[i / 2], RAS1_PUBLIC, i % 2 ? "b" : "a"), RAS1_Sync(&entries[i]);
+    EXPECT_EQ(infoCalls, 3);
+    // newest first, then the library's own record, entered at the first sync
+    std::vector<void *> list = List(RAS1_LIST_BUILDS);
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_TRUE(list[0] == &builds[2] && list[1] == &builds[0]);
+    EXPECT_STREQ(static_cast<ZULRA_build_t *>(list[2])->values[15], "zul");
 }

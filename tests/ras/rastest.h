@@ -25,11 +25,6 @@ inline ZULRA_entry_t MakeEntry(ZULRA_unit_t *unit, uint32_t classes = RAS1_PUBLI
     return {unit, name, static_cast<uint32_t>(std::strlen(name)), 10, &kStartWord, classes, 0, 0};
 }
 
-inline bool IsCurrent(const ZULRA_entry_t &e)
-{
-    return __atomic_load_n(&e.syncValue, __ATOMIC_ACQUIRE) == __atomic_load_n(e.syncWord, __ATOMIC_ACQUIRE);
-}
-
 // Registers a store that drops its lines: with no store, every word is 0.
 inline void AddStore()
 {
