@@ -295,25 +295,6 @@ TEST(Parse, SortsAndReports)
     }
 }
 
-// Without the whole-list flag each call takes its arguments out of the
-// list; the call after the last misses the minimum, and a positional when
-// only keywords are wanted ends the call with 2.  No format object is needed.
-TEST(Parse, OneAtATime)
-{
-    Tree t("x (y) z"), p("x");
-    ZULLX_arg_t *arg = nullptr;
-    std::string taken;
-    for (uint32_t left = 3; left > 0; --left, taken += Render(arg))
-        ASSERT_EQ(LEX1_Parse(nullptr, t.root, LEX1_PARSE_LISTS, 1, nullptr, &arg, 0, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(taken, "x(y)z");
-    EXPECT_TRUE(t.root->count == 0 && t.root->first == nullptr);
-    EXPECT_EQ(LEX1_Parse(nullptr, t.root, 0, 1, nullptr, &arg, 0, nullptr, nullptr, nullptr), LEX1_PositionalRequired);
-    uint32_t kcount = 1;
-    EXPECT_EQ(LEX1_Parse(nullptr, p.root, 0, 0, nullptr, nullptr, 0, &kcount, &arg, nullptr), LEX1_End);
-    EXPECT_TRUE(kcount == 0 && p.root->count == 1);
-    EXPECT_EQ(LEX1_Parse(nullptr, nullptr, 0, 0, &kcount, nullptr, 0, nullptr, nullptr, nullptr), LEX1_BadHandle);
-}
-
 // Nesting far deeper than any stack would allow recursion to follow.
 TEST(ArgList, DeepNesting)
 {

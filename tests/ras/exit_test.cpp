@@ -41,29 +41,3 @@ TEST(RasExit, RoutinesHearEachUnitAndEntryOnceNewestFirst)
     EXPECT_EQ(unit.registered, 1u);
     EXPECT_EQ(List(RAS1_LIST_ENTRIES), (std::vector<void *>{&second, &first}));
 }
-
-// Build records as link units lay them down, known by component code
-// (value 15), serial number (16) and driver name (17): a build is kept once
-// whatever its record, and a unit is asked only at its first sync.
-const char *kBuilds[3][18] = {{"d", "t", "", "", "", "", "", "", "", "", "", "", "", "", "7", "ZUL", "0042", "drv"},
-                              {"x", "y", "", "", "", "", "", "", "", "", "", "", "", "", "8", "ZUL", "0042", "drv"},
-                              {"d", "t"}}; // too few values: the identity reads as empty texts
-ZULRA_build_t builds[3] = {{18, 0, kBuilds[0], nullptr}, {18, 0, kBuilds[1], nullptr}, {2, 0, kBuilds[2], nullptr}};
-int infoCalls = 0;
-template <size_t i> void Info(ZULRA_build_t **b) { infoCalls++, *b = &builds[i]; }
-
-TEST(RasBuild, EachBuildIsKeptOnce)
-{
-    static ZULRA_unit_t units[] = {MakeUnit(RAS1_LIBRARY, Info<0>), MakeUnit(RAS1_LIBRARY, Info<1>),
-                                   MakeUnit(RAS1_LIBRARY, Info<2>), MakeUnit(RAS1_LIBRARY, Info<2>, 179)}; // too old: not asked
-    static ZULRA_entry_t entries[8];
-    AddStore();
-    for (int i = 0; i < 8; i++)
-        entries[i] = MakeEntry(&units[i / 2], RAS1_PUBLIC, i % 2 ? "b" : "a"), RAS1_Sync(&entries[i]);
-    EXPECT_EQ(infoCalls, 3);
-    // newest first, then the library's own record, entered at the first sync
-    std::vector<void *> list = List(RAS1_LIST_BUILDS);
-    ASSERT_EQ(list.size(), 3u);
-    EXPECT_TRUE(list[0] == &builds[2] && list[1] == &builds[0]);
-    EXPECT_STREQ(static_cast<ZULRA_build_t *>(list[2])->values[15], "zul");
-}

@@ -81,19 +81,11 @@ bool operator==(const SIG1_Set &a, const SIG1_Set &b) { return a.word[0] == b.wo
 
 // ---- Bookkeeping, in the test's own process ------------------------------
 
-// A field is filled only if the size covers its end; the rest of the size
-// is zeroed and nothing behind it is touched.
-TEST(Query, FillsOnlyTheFieldsTheSizeCovers)
+// The record's figures, and a null record or a size of 0 refused.
+TEST(Query, FiguresAndBadArguments)
 {
     SIG1_QueryRecord full;
     ASSERT_TRUE(SIG1_Query(&full, sizeof full) == STC1_Success && full.highest == 47 && full.asyncCount == 22);
-    for (uint32_t size : {1u, 4u, 6u, 8u, 15u, 16u, 20u, 27u, 28u}) {
-        unsigned char bytes[40], want[40];
-        std::memset(bytes, 0xAB, sizeof bytes), std::memset(want, 0xAB, sizeof want), std::memset(want, 0, size);
-        std::memcpy(want, &full, size < 4 ? 0 : size < 8 ? 4 : size < 16 ? 8 : size < 20 ? 16 : size < 28 ? 20 : 28);
-        ASSERT_EQ(SIG1_Query(reinterpret_cast<SIG1_QueryRecord *>(bytes), size), STC1_Success);
-        EXPECT_EQ(std::memcmp(bytes, want, sizeof bytes), 0) << size;
-    }
     EXPECT_TRUE(SIG1_Query(nullptr, 28) == STC1_BadArgument && SIG1_Query(&full, 0) == STC1_BadArgument);
 }
 
