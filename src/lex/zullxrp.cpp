@@ -1,7 +1,7 @@
 // ZULLX_Report: the fixed messages of LEX1_Parse, with the argument that
 // caused them written back as the user would type it.
 #include "lex/zullx.h"
-#include "bss/zulssfmt.h" // the checked form of BSS1_PrintFormat
+#include "internal/zulprint.h" // the checked form of BSS1_PrintFormat
 
 static const char *message_of(uint32_t status)
 {
