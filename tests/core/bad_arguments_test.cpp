@@ -36,14 +36,12 @@ const Case kCases[] = {
          EXPECT_LT(once, 0);
          EXPECT_EQ(runs, 0);
      }},
-    {"NullsForEpilogDescriptorsAndLock", [] {
+    {"NullsForEpilogDescriptorsLockAndMemory", [] {
          BSS1_InitializeEpilog(nullptr, nullptr);
          EXPECT_EQ(BSS1_ResolveProcess(nullptr, "bad.c", 4), nullptr);
          EXPECT_EQ(BSS1_ResolveThread(nullptr, "bad.c", 5), nullptr);
-         BSS1_InitializeLock(nullptr);
-         BSS1_GetLock(nullptr);
-         BSS1_ReleaseLock(nullptr);
-         BSS1_DestroyLock(nullptr);
+         BSS1_InitializeLock(nullptr), BSS1_GetLock(nullptr), BSS1_ReleaseLock(nullptr), BSS1_DestroyLock(nullptr);
+         EXPECT_TRUE(BSS1_GetMem(8, nullptr, nullptr) == STC1_BadArgument && BSS1_QueryMem(nullptr, nullptr) == STC1_BadArgument);
      }},
 };
 
