@@ -152,11 +152,12 @@ int RAS1_SetFilter(uint32_t id, uint32_t *old, uint32_t classes)
     return STC1_Success;
 }
 
-// RAS1_SuspendFilter: take a filter out of use and keep it.
-//
-// A suspended filter weighs 0, so it sorts behind every active filter,
-// where the walk of RAS1_Sync stops before reaching it.
-int RAS1_SuspendFilter(uint32_t id)
+// Moves filter `id` between use and suspension: a suspended filter weighs
+// 0, so it sorts behind every active filter, where the walk of RAS1_Sync
+// stops before reaching it; a resumed one gets its weight back and goes in
+// front of the active filters of that weight.  Warning if it is already
+// where it was asked to go.
+static int set_suspended(uint32_t id, bool suspend)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
     int status = STC1_Success;
@@ -164,36 +165,27 @@ int RAS1_SuspendFilter(uint32_t id)
     ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
     if (filter == nullptr) {
         status = STC1_NotThere;
-    } else if (filter->weight == 0) {
+    } else if ((filter->weight == 0) == suspend) {
         status = STC1_Warning;
     } else {
         ZULRA_UnlinkFilter(filter);
-        filter->weight = 0;
+        filter->weight = suspend ? 0 : filter->savedWeight;
         ZULRA_InsertFilter(block, filter);
     }
     BSS1_ReleaseLock(&block->lock);
     return status;
 }
 
-// RAS1_ResumeFilter: put a suspended filter back in use, in
-// front of the active filters of its weight.
+// RAS1_SuspendFilter: take a filter out of use and keep it.
+int RAS1_SuspendFilter(uint32_t id)
+{
+    return set_suspended(id, true);
+}
+
+// RAS1_ResumeFilter: put a suspended filter back in use.
 int RAS1_ResumeFilter(uint32_t id)
 {
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-    int status = STC1_Success;
-    BSS1_GetLock(&block->lock);
-    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
-    if (filter == nullptr) {
-        status = STC1_NotThere;
-    } else if (filter->weight != 0) {
-        status = STC1_Warning;
-    } else {
-        ZULRA_UnlinkFilter(filter);
-        filter->weight = filter->savedWeight;
-        ZULRA_InsertFilter(block, filter);
-    }
-    BSS1_ReleaseLock(&block->lock);
-    return status;
+    return set_suspended(id, false);
 }
 
 // RAS1_QueryFilter: the class word of a filter.
