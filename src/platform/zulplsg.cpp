@@ -10,6 +10,7 @@
 // been taken out of the way.  Everything reached from the handler is
 // async-signal-safe: atomics, sigaction, sigprocmask, raise, write.
 #include "platform/zulplsg.h"
+#include "internal/zulfatal.h"
 
 #include <atomic>
 #include <errno.h>
@@ -196,16 +197,36 @@ void carry_out_previous(int h, siginfo_t *info, void *context)
     sigprocmask(SIG_SETMASK, &saved, nullptr);
 }
 
+// The signal being handled on this thread, innermost first.  Static TLS,
+// so that reading it in a handler never allocates.
+constinit thread_local __attribute__((tls_model("initial-exec")))
+const ZULPL_sigframe_t *currentFrame = nullptr;
+
 void host_handler(int h, siginfo_t *info, void *context)
 {
     const int savedErrno = errno;
+    // Code that leaves by a jump drops the frame with ZULPL_SigLeave.
+    ZULPL_sigframe_t frame = {h, info, context, currentFrame};
+    currentFrame = &frame;
     ZULPL_sigroute_t r = route.load(std::memory_order_acquire);
     if (r == nullptr || r(h) == ZULPL_SIG_DEFAULT)
         carry_out_previous(h, info, context);
+    currentFrame = frame.outer;
     errno = savedErrno;
 }
 
 } // namespace
+
+const ZULPL_sigframe_t *ZULPL_SigCurrent(void)
+{
+    return currentFrame;
+}
+
+void ZULPL_SigLeave(void)
+{
+    if (currentFrame != nullptr)
+        currentFrame = currentFrame->outer;
+}
 
 uint64_t ZULPL_SigUncatchable(void)
 {
