@@ -15,5 +15,6 @@
 #include <zul/prm1.h>
 #include <zul/res1.h>
 #include <zul/sig1.h>
+#include <zul/pfm1.h>
 
 #endif /* ZUL_ZUL_H */

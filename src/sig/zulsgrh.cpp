@@ -8,7 +8,12 @@
 // the program hooks it again, and the program's handler becomes the
 // default action.  SIGKILL and SIGSTOP cannot be hooked, and a signal
 // that the program ignores is left ignored.
+//
+// SIG1C_HookFault hooks one of the four processor faults for the fault
+// handling even where the dump signals stay with the host; only
+// "-syncoff" keeps it there.
 #include "sig/zulsg.h"
+#include "internal/zulhook.h"
 #include "internal/zulunits.h"
 
 ZULRA_SIG1_UNIT("zulsgrh");
@@ -56,4 +61,20 @@ void SIG1C_RegisterHandler(void)
         }
     }
     BSS1_ReleaseLock(&hookLock);
+}
+
+int SIG1C_HookFault(int signal)
+{
+    if (signal != SIG1_SIGSEGV && signal != SIG1_SIGBUS && signal != SIG1_SIGILL &&
+        signal != SIG1_SIGFPE)
+        return 0;
+    if (ZULSG_Thread() == nullptr)
+        return 0;
+    const SIG1_Control *c = __atomic_load_n(&ZULSG_controlPointer, __ATOMIC_ACQUIRE);
+    if (c == nullptr || !SIG1_IsMember(&c->available, signal) || c->syncOff)
+        return 0;
+    BSS1_GetLock(&hookLock);
+    const int hooked = ZULPL_SigHook(c->portableToHost[signal], SIG1C_HostHandler);
+    BSS1_ReleaseLock(&hookLock);
+    return hooked == ZULPL_HOOK_NEW || hooked == ZULPL_HOOK_ALREADY;
 }

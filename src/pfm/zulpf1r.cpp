@@ -1,0 +1,64 @@
+// PFM1__Raise: leaves the current scope of a thread with a status.
+//
+// The scope's frame is popped, the status stored in the TAB, and a jump
+// goes back to the scope's entry.  When the raise comes from inside the
+// host's signal handler and the scope was opened before the signal, the
+// jump leaves the handler: the handler frames it leaves are dropped and
+// the thread's mask is set back to the one the signal interrupted, since
+// the scope's jump state holds no mask.  With no scope open the process
+// ends: silently with 0 for status 0; through the failure report, with
+// the signal's own end, for a fault that a host signal brought; else
+// with "Unhandled exception" and -1.
+#include "pfm/zulpf.h"
+#include "internal/zulunits.h"
+
+#include <setjmp.h>
+#include <stdlib.h>
+
+ZULRA_PFM1_UNIT("zulpf1r");
+
+RAS1_DECLARE_ENTRY(raiseEntry, "PFM1__Raise", RAS1_PUBLIC);
+
+namespace {
+
+[[noreturn]] void unhandled(uint32_t status)
+{
+    if (status == 0)
+        exit(0);
+    if (const ZULPL_sigframe_t *fault = ZULPL_SigFault())
+        ZULWN_Fatal(fault->host, fault->info, fault->context);
+    if (RAS1_WANTS(RAS1_ReadClass(&raiseEntry), RAS1_ANY))
+        RAS1_Printf(&raiseEntry, __LINE__, "Unhandled exception: Status(%08lX)\n", status);
+    exit(-1);
+}
+
+} // namespace
+
+void PFM1__Raise(PFM1_TAB *tab, uint32_t status)
+{
+    RAS1_QUICK(raiseEntry, classes, flow);
+    (void)flow;
+    if (RAS1_WANTS(classes, RAS1_STATE) && !ZULPF_InHandler())
+        RAS1_Printf(&raiseEntry, __LINE__, "Raising PFM1 signal: Status(%08lX)\n", status);
+    if (tab == nullptr)
+        tab = ZULPF_Tab();
+    if (tab == nullptr)
+        unhandled(status);
+    PFM1_Frame *top = tab->top;
+    if (top == nullptr) {
+        if (RAS1_WANTS(RAS1_ReadClass(&raiseEntry), RAS1_ANY))
+            RAS1_Printf(&raiseEntry, __LINE__, "Bad release order: Status(%08lX)\n", status);
+        exit(-1);
+    }
+    if (top->prev == nullptr)
+        unhandled(status);
+
+    PFM1_TAB *owner = top->tab != nullptr ? top->tab : tab;
+    if (owner->top == top)
+        owner->top = top->prev;
+    else
+        (void)PFM1__DropFrame(owner, top, __FILE__, __LINE__);
+    tab->status = status;
+    ZULPL_SigJumpOut(top);
+    longjmp(tab->top->jump, status != 0 ? static_cast<int>(status) : static_cast<int>(PFM1_ZERO_RAISED));
+}

@@ -1,0 +1,19 @@
+// PFM1_Thread: the calling thread's anchor, built at its first use.
+//
+// After the first call the anchor comes from a static thread-local word:
+// a scope's entry takes one call and one load here.
+#include "pfm/zulpf.h"
+#include "internal/zulunits.h"
+
+ZULRA_PFM1_UNIT("zulpf1t");
+
+PFM1_TAB *PFM1_Thread(void)
+{
+    PFM1_TAB *tab = ZULPF_threadTAB;
+    if (__builtin_expect(tab != nullptr, 1))
+        return tab;
+    RAS1_DECLARE_ENTRY(entry, "PFM1_Thread", RAS1_PUBLIC);
+    RAS1_QUICK(entry, classes, flow);
+    (void)classes, (void)flow;
+    return static_cast<PFM1_TAB *>(ZULSS_THREAD_BLOCK(&ZULPF_tabDescriptor));
+}

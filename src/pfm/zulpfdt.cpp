@@ -1,0 +1,27 @@
+// PFM1C_DeleteTAB: a thread's anchor leaves the process's list at the
+// thread's end.
+#include "pfm/zulpf.h"
+#include "internal/zulunits.h"
+
+ZULRA_PFM1_UNIT("zulpfdt");
+
+void PFM1C_DeleteTAB(void *block)
+{
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_DeleteTAB", RAS1_PRIVATE);
+    RAS1_QUICK(entry, classes, flow);
+    (void)flow;
+    PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);
+    PFM1_PAB *pab = tab->pab;
+    if (ZULPF_threadTAB == tab)
+        ZULPF_threadTAB = nullptr;
+    if (pab == nullptr)
+        return;
+    BSS1_GetLock(&pab->lock);
+    PFM1_TAB *next = tab->next, *prev = tab->prev;
+    ZULPF_Store(ZULPF_NextOf(pab, prev), next);
+    ZULPF_Store(ZULPF_PrevOf(pab, next), prev);
+    BSS1_ReleaseLock(&pab->lock);
+    if (RAS1_WANTS(classes, RAS1_STATE))
+        RAS1_Printf(&entry, __LINE__, "Deleted TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
+                    static_cast<void *>(pab));
+}

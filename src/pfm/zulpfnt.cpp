@@ -1,0 +1,53 @@
+// PFM1C_NewTAB: a thread's anchor, built at the thread's first PFM1 call.
+//
+// The new thread handles the default signals with PFM1C_GenericHandler,
+// gets an alternate signal stack (a thread that runs off its stack must
+// still reach the handler), starts with only its base frame, and joins
+// the end of the process's list of threads.
+#include "pfm/zulpf.h"
+#include "internal/zulunits.h"
+
+#include <string.h>
+
+ZULRA_PFM1_UNIT("zulpfnt");
+
+constinit ZULSS_descriptor_t ZULPF_tabDescriptor = {sizeof(PFM1_TAB), PFM1C_NewTAB,
+                                                    PFM1C_DeleteTAB, 0, 0};
+
+constinit thread_local __attribute__((tls_model("initial-exec"))) PFM1_TAB *ZULPF_threadTAB =
+    nullptr;
+
+void PFM1C_NewTAB(void *block)
+{
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewTAB", RAS1_PRIVATE);
+    RAS1_QUICK(entry, classes, flow);
+    (void)flow;
+    PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);
+    PFM1_PAB *pab = ZULPF_Pab();
+    (void)SIG1_ProcMask(SIG1_BLOCK, nullptr, nullptr); // builds the thread's signal block
+    (void)ZULPL_AltStack();
+    tab->pab = pab;
+    tab->signals = ZULPF_defaultSignals;
+    for (int signal = SIG1_FIRST; signal <= SIG1_LAST; signal++)
+        if (SIG1_IsMember(&tab->signals, signal))
+            PFM1C_Signal(tab, signal, PFM1C_GenericHandler);
+    tab->inhibit = 0;
+    tab->status = 0;
+    tab->signal = 0;
+    memset(static_cast<void *>(&tab->base), 0, sizeof tab->base);
+    tab->base.tab = tab;
+    tab->top = &tab->base;
+
+    BSS1_GetLock(&pab->lock);
+    PFM1_TAB *last = pab->last;
+    tab->next = pab->nil;
+    tab->prev = last;
+    ZULPF_Store(ZULPF_NextOf(pab, last), tab);
+    ZULPF_Store(&pab->last, tab);
+    BSS1_ReleaseLock(&pab->lock);
+
+    ZULPF_threadTAB = tab;
+    if (RAS1_WANTS(classes, RAS1_STATE))
+        RAS1_Printf(&entry, __LINE__, "New TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
+                    static_cast<void *>(pab));
+}

@@ -1,0 +1,30 @@
+// PFM1C_RegisterSignal: takes a portable signal over for the process, so
+// that it reaches PFM1C_SignalHandler.
+//
+// Under the PAB's lock: the first registration of a signal sets the
+// portable handler and records the signal in `hooked`; later ones change
+// nothing.  A processor fault is also hooked at the host, which by
+// default leaves the signals that dump alone.
+#include "pfm/zulpf.h"
+#include "internal/zulhook.h"
+#include "internal/zulunits.h"
+
+ZULRA_PFM1_UNIT("zulpfrs");
+
+uint32_t PFM1C_RegisterSignal(PFM1_PAB *pab, int signal)
+{
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_RegisterSignal", RAS1_PRIVATE);
+    RAS1_QUICK(entry, classes, flow);
+    (void)classes, (void)flow;
+    if (signal < SIG1_FIRST || signal > SIG1_LAST)
+        return PFM1_BAD_SIGNAL;
+    BSS1_GetLock(&pab->lock);
+    if (!SIG1_IsMember(&pab->hooked, signal)) {
+        SIG1_ActionRecord record = {PFM1C_SignalHandler, {{0, 0}}, 0};
+        (void)SIG1_Action(signal, &record, nullptr);
+        (void)SIG1C_HookFault(signal);
+        SIG1_AddSet(&pab->hooked, signal);
+    }
+    BSS1_ReleaseLock(&pab->lock);
+    return 0;
+}
