@@ -189,6 +189,10 @@ static inline void PFM1__Push(PFM1_TAB *tab, PFM1_Frame *frame)
     armed->state = PFM1_FRAME_ARMED;
     frame->prev = armed;
     tab->top = frame;
+    /* A fault in the protected code is taken by a signal handler that
+     * reads the stack: the push must be in memory before that code runs,
+     * not merged with the release. */
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
 }
 
 /* The normal end of a scope: one compare and one store when the frame is
@@ -196,6 +200,7 @@ static inline void PFM1__Push(PFM1_TAB *tab, PFM1_Frame *frame)
 static inline uint32_t PFM1__Release(PFM1_TAB *tab, PFM1_Frame *frame, const char *file, int line)
 {
     uint32_t result = 0;
+    __atomic_signal_fence(__ATOMIC_SEQ_CST); /* the protected code ends here */
     if (__builtin_expect(tab->top == frame, 1))
         tab->top = frame->prev;
     else

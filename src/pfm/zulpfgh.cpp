@@ -2,9 +2,9 @@
 // becomes a raise of its fault code.
 //
 // The current scope's FFDC routine runs first.  Inside the host's
-// handler the thread's mask is first set back to the one the handler
-// interrupted, so that a fault in the routine is taken like any other
-// instead of ending the process.
+// handler, when there is a routine to run, the thread's mask is first set
+// back to the one the handler interrupted, so that a fault in the routine
+// is taken like any other instead of ending the process.
 #include "pfm/zulpf.h"
 #include "internal/zulunits.h"
 
@@ -19,7 +19,8 @@ void PFM1C_GenericHandler(int signal)
     if (tab == nullptr)
         return;
     __atomic_store_n(&tab->signal, static_cast<uint32_t>(signal), __ATOMIC_RELAXED);
-    ZULPL_SigOpenMask();
+    if (tab->top != nullptr && tab->top->prev != nullptr && tab->top->prev->ffdc != nullptr)
+        ZULPL_SigOpenMask();
     PFM1__CallFFDC(tab);
     PFM1__Raise(tab, PFM1C_FaultCode(signal));
 }

@@ -121,7 +121,7 @@ struct ProbeCase {
 TEST(Pfm, FaultProbe)
 {
     const ProbeCase cases[] = {
-        {"loop", 0, 0, "ffdc 101000"},
+        {"loop", 0, 0, "ffdc 50500"},
         {"overflow", 0, 0, ""},
         {"outside", -1, SIGSEGV, ""},
         {"deep", -1, SIGSEGV, ""},
