@@ -5,6 +5,7 @@
 #include <zul/pfm1.h>
 
 #include <setjmp.h>
+#include <sys/mman.h>
 
 extern void pfm_bench_work(void);
 
@@ -51,6 +52,8 @@ static volatile int *volatile nowhere;
 /* Faults in a scope and comes back to its entry. */
 uint32_t pfm_bench_fault(void)
 {
+    if (nowhere == NULL)
+        nowhere = mmap(NULL, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     uint32_t status = 0;
     PFM1_TRY(s) {
         *nowhere = 1;

@@ -8,6 +8,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/mman.h>
 
 static volatile int *volatile nowhere;
 static volatile int depth_limit = 1 << 30;
@@ -55,6 +56,7 @@ static long heap(void) { return (long)mallinfo2().uordblks; }
 int main(int argc, char **argv)
 {
     const char *mode = argc > 1 ? argv[1] : "";
+    nowhere = mmap(NULL, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); /* faults on use */
     if (strcmp(mode, "loop") == 0) {
         sigset_t before, after;
         for (int i = 0; i < 1000; i++)
