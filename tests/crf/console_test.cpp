@@ -253,7 +253,7 @@ TEST(Console, Bss1Lines)
          "Config variable T_LEVEL = \"3\"\nConfig variable T_MODE = \"fast\"\nConfiguration variable NOPE not defined\n"},
         {"bss1 config T_MODE=xy", 2, "Config variable T_MODE = \"xy\" (Invalid)\n"},
         {"bss1 config t_mode=1", 2, "Unable to set t_mode to 1\n"},
-        {"bss1 config T_MODE=(a b)", 13, "Positional argument not allowed: \"b\"\n"},
+        {"bss1 config T_MODE=(a b)", 14, "Argument list not allowed: \"(a b)\"\n"},
         {"bss1 (getenv CRF_T_A) (config T_MODE)", 2, "CRF_T_A=\"1\"\nConfig variable T_MODE = \"xy\" (Invalid)\n"},
     };
     for (const Case &c : cases) {
@@ -313,7 +313,7 @@ int SetFilter(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request_t *)
         return status ? status : 1;
     uint32_t classes;
     ZULRA_elem_t element = {unit->text, unit->length, RAS1_FILTER_UNIT};
-    if (RAS1_QueryClassValue(&classes, klass->text, klass->length) != 0 || RAS1_NewFilter(nullptr, classes, &element, 1, 0, 0) > 0)
+    if (RAS1_QueryClassValue(&classes, klass->text, klass->length) != 0 || RAS1_NewFilter(nullptr, classes, &element, 1, 0, 0) % STC1_Warning != 0)
         return 1;
     return BSS1_PrintFormat(format, "OK\n");
 }
