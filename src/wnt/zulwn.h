@@ -78,11 +78,6 @@ const char *ZULWN_BaseName(const char *path);
 void ZULWN_WriteSymbols(ZULWN_out_t *out, const ucontext_t *context, uintptr_t origin,
                         const ZULWN_module_t *modules, uint32_t count);
 
-#endif
-
-#ifndef ZUL_SRC_WNT_ZULWN_H_SIGNALS
-#define ZUL_SRC_WNT_ZULWN_H_SIGNALS
-
 // The signals the report is written for.
 #define ZULWN_SIGNALS 7
 extern const int ZULWN_fatalSignals[ZULWN_SIGNALS];

@@ -34,7 +34,7 @@
 
 namespace {
 
-// How long the symbol section may take.
+// How long the symbol section and the build records may take.
 constexpr unsigned kWatchSeconds = 10;
 // Frames of the raw stack, and lines of the ring, written at most.
 constexpr int kRawFrames = 256;
@@ -326,7 +326,6 @@ void write_from(int from)
         } else {
             symbols_on_own_stack();
         }
-        alarm(0);
         ZULWN_Flush(&out);
     }
     if (from <= kComponents) {
@@ -334,6 +333,7 @@ void write_from(int from)
         write_components();
         ZULWN_Flush(&out);
     }
+    alarm(0);
     if (from <= kRing) {
         stage.store(kRing);
         ZULWN_Printf(&out, "\nLast Lines\n\n");
@@ -370,9 +370,11 @@ void resume_report(int host)
     int level = nesting.fetch_add(1) + 1;
     int now = stage.load();
     if (level < 3 && now >= kHead && now < kEnding && reportContext != nullptr) {
-        ZULWN_Printf(&out, "\n*** %s %s while writing the report; going on\n",
-                     host == SIGALRM ? "Timed out:" : "Signal", host == SIGALRM ? "symbols" :
-                     signal_name(host));
+        if (host == SIGALRM)
+            ZULWN_Printf(&out, "\n*** Timed out while writing the report; going on\n");
+        else
+            ZULWN_Printf(&out, "\n*** Signal %s while writing the report; going on\n",
+                         signal_name(host));
         write_from(now + 1);
     }
 }
@@ -419,17 +421,22 @@ void write_report(int host, siginfo_t *info, const ucontext_t *uc)
 // when the program's handler came back: the process goes on.
 int end_process(int host, siginfo_t *info, void *context, bool mayReturn)
 {
-    const ZULWN_previous_t &p = ZULWN_previous[host];
-    if (p.saved && (p.action.sa_flags & SA_SIGINFO) && p.action.sa_sigaction != nullptr) {
-        p.action.sa_sigaction(host, info, context);
-        return 0;
-    }
-    if (p.saved && p.action.sa_handler != SIG_DFL && p.action.sa_handler != SIG_IGN) {
-        p.action.sa_handler(host);
-        return 0;
-    }
     const bool fault = info != nullptr && info->si_code > 0 &&
                        (host == SIGSEGV || host == SIGBUS || host == SIGILL || host == SIGFPE);
+    const ZULWN_previous_t &p = ZULWN_previous[host];
+    bool ran = false;
+    if (p.saved && (p.action.sa_flags & SA_SIGINFO) && p.action.sa_sigaction != nullptr) {
+        p.action.sa_sigaction(host, info, context);
+        ran = true;
+    } else if (p.saved && p.action.sa_handler != SIG_DFL && p.action.sa_handler != SIG_IGN) {
+        p.action.sa_handler(host);
+        ran = true;
+    }
+    // A sent signal that the program's handler dealt with: the process
+    // goes on.  A fault would only come again, with one more report each
+    // time: the default action ends it.
+    if (ran && !fault)
+        return 0;
     if (!(mayReturn && fault))
         default_action(host);
     struct sigaction dfl = {};
@@ -455,7 +462,8 @@ void on_watch(int, siginfo_t *, void *)
     pid_t writer = holder.load();
     if (writer == thread_id())
         end_nested(SIGALRM);
-    if (writer != 0 && stage.load() == kSymbols)
+    int now = stage.load();
+    if (writer != 0 && (now == kSymbols || now == kComponents))
         syscall(SYS_tgkill, getpid(), writer, SIGALRM);
 }
 

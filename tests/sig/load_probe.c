@@ -24,7 +24,8 @@ int main(int argc, char **argv)
     if (argc < 2 || !dlopen(argv[1], RTLD_NOW))
         return 3;
     for (int h = 1; h < 32; h++)
-        if (h != SIGKILL && h != SIGSTOP && !(reported(h) && own[h % 3] != SIG_IGN) && (sigaction(h, 0, &now) != 0 || now.sa_handler != own[h % 3]))
+        if (h != SIGKILL && h != SIGSTOP && !(reported(h) && own[h % 3] != SIG_IGN) &&
+            (sigaction(h, 0, &now) != 0 || now.sa_handler != own[h % 3]))
             return 4;
     return 0;
 }

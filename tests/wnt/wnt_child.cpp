@@ -2,6 +2,7 @@
 // a line into the log, then fails the way its argument says.
 #include <zul/ras1.h>
 
+#include <pthread.h>
 #include <signal.h>
 #include <stdexcept>
 #include <stdio.h>
@@ -34,6 +35,15 @@ __attribute__((noinline)) int wnt_overflow(int depth)
     return wnt_overflow(depth + 1) + room[0];
 }
 
+// Two threads that fail at the same moment.
+pthread_barrier_t together;
+void *wnt_fail_together(void *)
+{
+    pthread_barrier_wait(&together);
+    wnt_store_through_null(nullptr);
+    return nullptr;
+}
+
 int main(int argc, char **argv)
 {
     const char *mode = argc > 1 ? argv[1] : "";
@@ -54,6 +64,13 @@ int main(int argc, char **argv)
         wnt_store_through_null(nowhere);
     if (strcmp(mode, "overflow") == 0)
         return wnt_overflow(0);
+    if (strcmp(mode, "two") == 0) {
+        pthread_t threads[2];
+        pthread_barrier_init(&together, nullptr, 2);
+        for (pthread_t &t : threads)
+            pthread_create(&t, nullptr, wnt_fail_together, nullptr);
+        pthread_join(threads[0], nullptr);
+    }
     if (strcmp(mode, "abort") == 0)
         abort();
     if (strcmp(mode, "throw") == 0)
