@@ -239,7 +239,7 @@ void ZULWN_WriteSymbols(ZULWN_out_t *out, const ucontext_t *context, uintptr_t o
         dlclose(library);
         return;
     }
-    ZULWN_Printf(out, "%15s: ", "Origin");
+    ZULWN_Printf(out, "\n%15s: ", "Origin");
     write_address(&w, origin, origin);
     ZULWN_Printf(out, "\n\nCall Stack\n\n");
     ZULWN_Flush(out);

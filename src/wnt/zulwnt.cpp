@@ -39,6 +39,8 @@ constexpr unsigned kWatchSeconds = 10;
 // Frames of the raw stack, and lines of the ring, written at most.
 constexpr int kRawFrames = 256;
 constexpr uint32_t kRingLines = 50;
+// How far above the stack pointer a frame of the same stack may lie.
+constexpr uintptr_t kStackReach = 64 * 1024 * 1024;
 
 // What is being written, so that a fault inside the report knows where
 // to go on.
@@ -252,10 +254,14 @@ void write_modules()
 }
 
 // The stack as the chain of frame pointers gives it: exact in code that
-// keeps frame pointers, cut short where a function does not.
+// keeps frame pointers, cut short where a function does not.  A frame
+// pointer is believed only while it lies on the stack, above the stack
+// pointer and above the frame before it: optimised code uses RBP for
+// anything.
 void write_raw_stack(const ucontext_t *uc)
 {
     ZULWN_Printf(&out, "\nRaw Stack\n\n");
+    const uintptr_t sp = (uintptr_t)uc->uc_mcontext.gregs[REG_RSP];
     uintptr_t ip = (uintptr_t)uc->uc_mcontext.gregs[REG_RIP];
     uintptr_t bp = (uintptr_t)uc->uc_mcontext.gregs[REG_RBP];
     for (int n = 0; n < kRawFrames && ip != 0; n++) {
@@ -264,10 +270,9 @@ void write_raw_stack(const ucontext_t *uc)
         write_raw_address(ip);
         ZULWN_Printf(&out, "\n");
         uintptr_t frame[2];
-        if (bp == 0 || (bp & 7) != 0 || !ZULWN_ReadMemory(bp, frame, sizeof frame))
+        if (bp < sp || bp - sp > kStackReach || (bp & 7) != 0 ||
+            !ZULWN_ReadMemory(bp, frame, sizeof frame) || frame[0] <= bp)
             break;
-        if (frame[0] <= bp && frame[0] != 0)
-            break; // frames go up the stack; anything else is not a chain
         bp = frame[0];
         ip = frame[1];
     }
