@@ -113,6 +113,11 @@ int main(int argc, char **argv)
 
     net_report();
 
+    /* "zul_demo crash" ends here, to show the failure report that the
+     * library appends to zul_demo.ras in the current directory. */
+    if (argc > 1 && strcmp(argv[1], "crash") == 0)
+        store_crash();
+
     service_t *s = service();
     ZULSS_time_t end;
     BSS1_GetTime(&end);

@@ -9,6 +9,9 @@ int store_put(const char *key, int value);
 int store_get(const char *key);
 /* How many keys the table holds. */
 int store_count(void);
+/* Writes through a lost table pointer: the process dies of SIGSEGV and
+ * leaves its failure report ("zul_demo crash"). */
+void store_crash(void);
 
 /* Decodes and carries out one request line ("PUT key value" or
  * "GET key"); the result of the store call, or -2 for a bad line. */

@@ -80,3 +80,14 @@ int store_count(void)
     BSS1_ReleaseLock(&table.lock);
     return n;
 }
+
+void store_crash(void)
+{
+    RAS1_DECLARE_ENTRY(entry, "store_crash", RAS1_PUBLIC);
+    RAS1_ENTRY(entry, classes, flow);
+    volatile int *lost = NULL;
+    if (RAS1_WANTS(classes, RAS1_ERROR))
+        RAS1_Printf(&entry, __LINE__, "table pointer lost after %d keys\n", store_count());
+    lost[0] = store_count();
+    RAS1_EXIT(entry, flow);
+}

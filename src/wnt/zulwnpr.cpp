@@ -1,0 +1,199 @@
+// ZULWN_Printf: the failure report's writer, safe inside a signal handler.
+//
+// The report is written while the process may be in any state: inside
+// malloc, holding a stdio lock, on a small alternate stack.  So this
+// writer formats by itself, with no locale, no allocation and no lock,
+// into a buffer that goes to the file with write(2).  It knows the few
+// conversions the report uses; a piece longer than the buffer is written
+// in parts, never cut and never run past the buffer's end.
+#include "wnt/zulwn.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+void ZULWN_Flush(ZULWN_out_t *out)
+{
+    const char *p = out->buffer;
+    uint32_t left = out->used;
+    out->used = 0;
+    // A failed write costs the report and nothing else.
+    while (left > 0 && out->fd >= 0) {
+        ssize_t n = write(out->fd, p, left);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return;
+        p += n;
+        left -= (uint32_t)n;
+    }
+}
+
+void ZULWN_Write(ZULWN_out_t *out, const char *text, uint32_t length)
+{
+    while (length > 0) {
+        uint32_t room = (uint32_t)sizeof out->buffer - out->used;
+        if (room == 0) {
+            ZULWN_Flush(out);
+            continue;
+        }
+        uint32_t n = length < room ? length : room;
+        memcpy(out->buffer + out->used, text, n);
+        out->used += n;
+        text += n;
+        length -= n;
+    }
+}
+
+static void put_fill(ZULWN_out_t *out, char c, int count)
+{
+    for (; count > 0; count--)
+        ZULWN_Write(out, &c, 1);
+}
+
+// Writes `text` in a field of `width`, on the left when `left` is set.
+static void put_field(ZULWN_out_t *out, const char *text, uint32_t length, int width, bool left,
+                      char pad)
+{
+    int fill = width > (int)length ? width - (int)length : 0;
+    if (!left)
+        put_fill(out, pad, fill);
+    ZULWN_Write(out, text, length);
+    if (left)
+        put_fill(out, ' ', fill);
+}
+
+// The digits of `value` in `base`, into the end of `room`; gives the start.
+static char *digits(char *end, unsigned long long value, unsigned base, bool upper)
+{
+    const char *set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+    char *p = end;
+    do {
+        *--p = set[value % base];
+        value /= base;
+    } while (value != 0);
+    return p;
+}
+
+void ZULWN_VPrintf(ZULWN_out_t *out, const char *format, va_list args)
+{
+    for (const char *f = format; *f != '\0'; f++) {
+        if (*f != '%') {
+            const char *run = f;
+            while (f[1] != '\0' && f[1] != '%')
+                f++;
+            ZULWN_Write(out, run, (uint32_t)(f - run + 1));
+            continue;
+        }
+        f++;
+        bool left = false;
+        char pad = ' ';
+        for (;; f++) {
+            if (*f == '-')
+                left = true;
+            else if (*f == '0')
+                pad = '0';
+            else
+                break;
+        }
+        int width = 0;
+        if (*f == '*') {
+            width = va_arg(args, int);
+            f++;
+        } else {
+            while (*f >= '0' && *f <= '9')
+                width = width * 10 + (*f++ - '0');
+        }
+        int precision = -1;
+        if (*f == '.') {
+            f++;
+            precision = 0;
+            if (*f == '*') {
+                precision = va_arg(args, int);
+                f++;
+            } else {
+                while (*f >= '0' && *f <= '9')
+                    precision = precision * 10 + (*f++ - '0');
+            }
+        }
+        int size = 0; // 0 int, 1 long, 2 long long or size_t
+        while (*f == 'l' || *f == 'z') {
+            size += *f == 'z' ? 2 : 1;
+            f++;
+        }
+        if (left)
+            pad = ' ';
+        char room[32];
+        char *end = room + sizeof room;
+        switch (*f) {
+        case 's': {
+            const char *text = va_arg(args, const char *);
+            if (text == nullptr)
+                text = "(null)";
+            uint32_t length = precision >= 0 ? (uint32_t)strnlen(text, (size_t)precision)
+                                             : (uint32_t)strlen(text);
+            put_field(out, text, length, width, left, ' ');
+            break;
+        }
+        case 'c': {
+            char c = (char)va_arg(args, int);
+            put_field(out, &c, 1, width, left, ' ');
+            break;
+        }
+        case 'd': {
+            long long v = size == 0 ? va_arg(args, int) : size == 1 ? va_arg(args, long)
+                                                                  : va_arg(args, long long);
+            unsigned long long magnitude = v < 0 ? 0ull - (unsigned long long)v
+                                                 : (unsigned long long)v;
+            char *p = digits(end, magnitude, 10, false);
+            if (v < 0) {
+                if (pad == '0') {
+                    ZULWN_Write(out, "-", 1);
+                    width--;
+                } else {
+                    *--p = '-';
+                }
+            }
+            put_field(out, p, (uint32_t)(end - p), width, left, pad);
+            break;
+        }
+        case 'u':
+        case 'x':
+        case 'X': {
+            unsigned long long v = size == 0 ? va_arg(args, unsigned)
+                                 : size == 1 ? va_arg(args, unsigned long)
+                                             : va_arg(args, unsigned long long);
+            char *p = digits(end, v, *f == 'u' ? 10 : 16, *f == 'X');
+            put_field(out, p, (uint32_t)(end - p), width, left, pad);
+            break;
+        }
+        case '%':
+            ZULWN_Write(out, "%", 1);
+            break;
+        default: // not a conversion this writer knows: shown as it stands
+            ZULWN_Write(out, "%", 1);
+            if (*f == '\0')
+                return;
+            ZULWN_Write(out, f, 1);
+            break;
+        }
+    }
+}
+
+void ZULWN_Printf(ZULWN_out_t *out, const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    ZULWN_VPrintf(out, format, args);
+    va_end(args);
+}
+
+int ZULWN_ReadMemory(uintptr_t address, void *to, uint32_t length)
+{
+    // The kernel copies from this process to itself and answers EFAULT for
+    // an address that is not mapped, where a plain read would fault.
+    struct iovec local = {to, length};
+    struct iovec remote = {reinterpret_cast<void *>(address), length};
+    return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == (ssize_t)length;
+}

@@ -1,0 +1,136 @@
+// ZULWNT_Setup, ZULWNT_Install, ZULWNT_Restore: the failure report's
+// settings and handlers, put in place while the library is loaded.
+//
+// Everything the report needs later is worked out here, while the
+// process is sound: the start time and the offset from UTC (localtime is
+// not for a signal handler), the program's path, and the whole name of
+// the report file.  The handler goes on every fatal signal that is not
+// ignored; what the signal had before is kept, and runs after the
+// report.  The signal layer, if it hooks one of these signals later,
+// keeps the report's handler as its own "previous" one, so a signal its
+// routine does not take still reaches the report.
+#include "internal/zulfatal.h"
+#include "internal/zulreport.h"
+#include "wnt/zulwn.h"
+
+#include <zul/bss1.h>
+
+#include <cxxabi.h>
+#include <exception>
+#include <stdlib.h>
+#include <string.h>
+#include <typeinfo>
+#include <unistd.h>
+
+constinit ZULWN_settings_t ZULWN_settings = {};
+constinit ZULWN_previous_t ZULWN_previous[65] = {};
+constinit char ZULWN_exceptionType[256] = {};
+
+namespace {
+
+// The symbol library's default name: elfutils' libdw.
+constexpr const char *kSymbolLibrary = "libdw.so.1";
+
+constinit std::terminate_handler previousTerminate = nullptr;
+
+// Copies `text` into `to` of `room` bytes, cut to fit.
+void copy_cut(char *to, size_t room, const char *text)
+{
+    size_t n = strnlen(text, room - 1);
+    memcpy(to, text, n);
+    to[n] = '\0';
+}
+
+// Names the exception on its way to abort: the report reads the name in
+// the handler of SIGABRT.  The name is demangled here, where allocation
+// is still allowed.
+void on_terminate()
+{
+    const std::type_info *type = abi::__cxa_current_exception_type();
+    if (type != nullptr) {
+        int status = -1;
+        char *plain = abi::__cxa_demangle(type->name(), nullptr, nullptr, &status);
+        copy_cut(ZULWN_exceptionType, sizeof ZULWN_exceptionType,
+                 status == 0 && plain ? plain : type->name());
+        free(plain);
+    }
+    if (previousTerminate != nullptr)
+        previousTerminate();
+    abort();
+}
+
+} // namespace
+
+void ZULWNT_Setup(void)
+{
+    ZULWN_settings_t &s = ZULWN_settings;
+    s.startClock = time(nullptr);
+    struct tm local;
+    if (localtime_r(&s.startClock, &local) != nullptr)
+        s.utcOffset = local.tm_gmtoff;
+
+    ssize_t n = readlink("/proc/self/exe", s.programName, sizeof s.programName - 1);
+    s.programLength = n > 0 ? (int)n : 0;
+    s.programName[s.programLength] = '\0';
+
+    copy_cut(s.libraryName, sizeof s.libraryName, BSS1_GetEnv("ZULWNT_DBGHELP", kSymbolLibrary));
+    const char *symbols = BSS1_GetEnv("ZULWNT_SYMBOLPATH", nullptr);
+    s.haveSymbolPath = symbols != nullptr;
+    if (symbols != nullptr)
+        copy_cut(s.symbolPath, sizeof s.symbolPath, symbols);
+
+    // The default name: the program's file name up to its last full stop.
+    char base[256];
+    const char *slash = strrchr(s.programName, '/');
+    copy_cut(base, sizeof base, slash ? slash + 1 : s.programName);
+    if (char *dot = strrchr(base, '.'))
+        *dot = '\0';
+    const char *path = BSS1_GetEnv("ZULWNT_RASPATH", "");
+    const char *name = BSS1_GetEnv("ZULWNT_RASNAME", base);
+    // Joined as given: a directory in ZULWNT_RASPATH ends with a slash.
+    // A name too long for the room is cut, ".ras" kept.
+    size_t room = sizeof s.reportFile - 5;
+    size_t used = strnlen(path, room);
+    memcpy(s.reportFile, path, used);
+    size_t more = strnlen(name, room - used);
+    memcpy(s.reportFile + used, name, more);
+    memcpy(s.reportFile + used + more, ".ras", 5);
+}
+
+void ZULWNT_Install(void)
+{
+    for (int h : ZULWN_fatalSignals) {
+        struct sigaction current;
+        if (sigaction(h, nullptr, &current) != 0 || current.sa_handler == SIG_IGN)
+            continue;
+        if ((current.sa_flags & SA_SIGINFO) && current.sa_sigaction == ZULWN_Handler)
+            continue;
+        ZULWN_previous[h].action = current;
+        ZULWN_previous[h].saved = 1;
+        struct sigaction ours = {};
+        ours.sa_sigaction = ZULWN_Handler;
+        sigemptyset(&ours.sa_mask);
+        // SA_NODEFER: a fault inside the report comes back to the handler,
+        // which cuts the report short, instead of the kernel killing the
+        // process with the second signal.
+        ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+        if (sigaction(h, &ours, nullptr) != 0)
+            ZULWN_previous[h].saved = 0;
+    }
+    ZULPL_AltStack();
+    ZULWN_MakeStack();
+    previousTerminate = std::set_terminate(on_terminate);
+}
+
+void ZULWNT_Restore(void)
+{
+    for (int h : ZULWN_fatalSignals) {
+        struct sigaction current;
+        if (!ZULWN_previous[h].saved || sigaction(h, nullptr, &current) != 0)
+            continue;
+        if ((current.sa_flags & SA_SIGINFO) && current.sa_sigaction == ZULWN_Handler)
+            sigaction(h, &ZULWN_previous[h].action, nullptr);
+    }
+    if (std::get_terminate() == on_terminate)
+        std::set_terminate(previousTerminate);
+}
