@@ -164,13 +164,8 @@ static void do_registration(void *rvt)
     RAS1_QUICK(entry, classes, flow);
     (void)classes;
     (void)flow;
-    // SEAM: the library has no configuration variables yet, so the value
-    // is read from the environment once, here.  With them, this becomes
-    // BSS1_ConfigRegister("RES1_DEBUG", nullptr, set_debug, rvt), which
-    // reads the environment and calls set_debug in the same way, and lets
-    // the bss1 command change the value later.
-    const char *value = BSS1_GetEnv("RES1_DEBUG", nullptr);
-    (void)set_debug("RES1_DEBUG", rvt, value, value ? static_cast<uint32_t>(strlen(value)) : 0);
+    // Reads the environment and calls set_debug at once.
+    (void)BSS1_ConfigRegister("RES1_DEBUG", nullptr, set_debug, rvt);
     (void)CRF1_Register(nullptr, show_status, rvt, "res1", 0,
                         "Display status of RES1 logical resource manager", 0);
 }
