@@ -3,9 +3,9 @@
  * comes first creates, and looks for the peer's data. */
 #include <zul/anc1.h>
 
-int MODULE_DATA = MODULE_ID;
+__attribute__((visibility("default"))) int MODULE_DATA = MODULE_ID;
 
-int MODULE_ENTRY(void **area, void **peer)
+__attribute__((visibility("default"))) int MODULE_ENTRY(void **area, void **peer)
 {
     ANC1_SaveAnchorAddress(ZULAN_Name(MODULE_NAME, 0), &MODULE_DATA, NULL);
     int status = ANC1_LocateCreateAnchor(ZULAN_Name("meeting", 0), sizeof(int), area, NULL);
