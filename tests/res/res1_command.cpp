@@ -16,8 +16,8 @@ static std::string Line(uint32_t console, const std::string &line)
 {
     char out[2048];
     uint32_t count = 0;
-    CRF1_Execute(console, line.data(), uint32_t(line.size()), nullptr);
-    return std::string(out, CRF1_Fetch(console, out, sizeof out, &count) == CRF1_OK ? count : 0);
+    return CRF1_Execute(console, line.data(), uint32_t(line.size()), nullptr),
+           std::string(out, CRF1_Fetch(console, out, sizeof out, &count) == CRF1_OK ? count : 0);
 }
 static std::string Hex(uint32_t h)
 {
