@@ -92,6 +92,10 @@ typedef struct ZULRE_rvt {
     uint32_t maxPages;
     uint32_t pageShift;
     RES1_Class *classes; // newest first
+    // The value of RES1_DEBUG last set, kept so that a class registered
+    // later is switched on if the value names it.
+    char *debugNames;
+    uint32_t debugLength;
 } ZULRE_rvt_t;
 
 // The family's public descriptor, a word block whose value is the RVT's
@@ -127,6 +131,10 @@ void ZULRE_Drop(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count);
 // Schedules destruction.  True if this call did it, false if it was
 // scheduled before.
 int ZULRE_KillRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb);
+
+// Whether the value of RES1_DEBUG last set names the class `name` of
+// `length` bytes.  The caller holds the lock.
+int ZULRE_DebugNamed(const ZULRE_rvt_t *rvt, const char *name, uint32_t length);
 
 // The head of every debug line: class name, handle, state and object.
 #define ZULRE_DEBUG_HEAD "%.*s::0x%08lX::%08X::%p"

@@ -60,6 +60,7 @@ int RES1_Register(uint32_t *classOut, ZULRE_destructor_t destructor, const char 
     ZULRE_EnableRCB(rvt, rcb, 1); // a class stands at use count 0
 
     BSS1_GetLock(&rvt->lock);
+    __atomic_store_n(&cls->debug, ZULRE_DebugNamed(rvt, text, nameLength), __ATOMIC_RELAXED);
     cls->next = rvt->classes;
     rvt->classes = cls;
     BSS1_ReleaseLock(&rvt->lock);

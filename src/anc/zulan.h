@@ -1,0 +1,56 @@
+// anc/zulan.h - private records of the anchors: the family's block, an
+// anchor, and the list calls the anchor units share.
+//
+// The anchors are a circular list, oldest first, whose ends are the
+// block's `first` and `last`.  `end`, the block's own address, stands for
+// the list head in the links: it ends a walk and is never followed.
+#ifndef ZUL_SRC_ANC_ZULAN_H
+#define ZUL_SRC_ANC_ZULAN_H
+
+#include <zul/anc1.h>
+#include <zul/bss1.h>
+
+typedef struct ZULAN_anchor {
+    struct ZULAN_anchor *next, *prior;
+    ZULAN_name_t name;  // `text` points at the copy in this allocation
+    void *address;      // the saved address, the data area, or null
+    uint32_t allocated; // bytes of the whole allocation
+} ZULAN_anchor_t;
+
+typedef struct ZULAN_pcb {
+    ZULAN_anchor_t *first, *last; // `end` when the list is empty
+    ZULAN_anchor_t *end;          // the block's own address
+    ZULSS_lock_t lock;            // guards the list
+    uint32_t aliasClass;          // the resource class of aliases
+} ZULAN_pcb_t;
+
+extern ZULSS_descriptor_t ZULAN_pcbDescriptor;
+
+static inline ZULAN_pcb_t *ZULAN_Pcb(void)
+{
+    return (ZULAN_pcb_t *)ZULSS_PROCESS_BLOCK(&ZULAN_pcbDescriptor);
+}
+
+// The status for a name that no call can take (a negative length, or no
+// text behind a positive one), with its reason; STC1_Success for a good
+// name.
+int ZULAN_CheckName(ZULAN_name_t name, int *reason);
+
+// The anchor of `name`, or null.  The caller holds the block's lock.
+ZULAN_anchor_t *ZULAN_Find(ZULAN_pcb_t *pcb, ZULAN_name_t name);
+
+// A new anchor of `name` with a data area of `size` bytes (none for 0),
+// appended to the list; null if there is no memory.  The caller holds the
+// block's lock.
+ZULAN_anchor_t *ZULAN_Create(ZULAN_pcb_t *pcb, ZULAN_name_t name, uint32_t size);
+
+// Stores a reason if the caller gave an address for it, and returns
+// `status`.
+static inline int ZULAN_Answer(int status, int why, int *reason)
+{
+    if (reason != NULL)
+        *reason = why;
+    return status;
+}
+
+#endif
