@@ -225,7 +225,8 @@ TEST(Console, Bss1Lines)
         {"bss1 abend " + self + "0", 0, "Authorization failed\n"},
         {"bss1 abend " + self.substr(1), 0, "Authorization failed\n"},
         {"bss1 config", 2, "Registered configuration variables:\n\n"
-                           "Config variable T_MODE = \"NULL\"\nConfig variable T_LEVEL = \"3\"\n"},
+                           "Config variable T_MODE = \"NULL\"\nConfig variable T_LEVEL = \"3\"\n"
+                           "Config variable RES1_DEBUG = \"NULL\"\n"},
         {"bss1 config NOPE", 2, "Configuration variable NOPE not defined\n"},
         {"bss1 config T_LEVEL T_MODE=fast NOPE", 2,
          "Config variable T_LEVEL = \"3\"\nConfig variable T_MODE = \"fast\"\nConfiguration variable NOPE not defined\n"},
@@ -261,7 +262,8 @@ TEST(Console, ConfigVariablesKeepValueAndStatus)
         {"existence", BSS1_ConfigQuery("V", nullptr, nullptr, nullptr), 0},
         {"newest first", BSS1_ConfigEnum(&cursor, &name) == 0 && std::string(name) == "V", true},
         {"then the older", BSS1_ConfigEnum(&cursor, &name), 0},
-        {"past the end, counting", BSS1_ConfigEnum(&cursor, &name) == STC1_Warning && cursor == 3, true},
+        {"then the library's own", BSS1_ConfigEnum(&cursor, &name) == 0 && std::string(name) == "RES1_DEBUG", true},
+        {"past the end, counting", BSS1_ConfigEnum(&cursor, &name) == STC1_Warning && cursor == 4, true},
     };
     for (const Check &c : cases)
         EXPECT_EQ(c.got, c.want) << c.what;
