@@ -7,9 +7,16 @@
 // to `freeContexts`, where any thread may take it.
 #include "ras/zulralg.h"
 
+// The thread's block as resolved, so that a line pays one thread-local
+// load for it rather than a lookup.  The block is dropped on its own
+// thread, which forgets it then.
+static constinit thread_local ZULRA_tcb_t *resolved = nullptr;
+
 static void drop_tcb(void *argument)
 {
     ZULRA_tcb_t *tcb = (ZULRA_tcb_t *)argument;
+    if (resolved == tcb)
+        resolved = nullptr;
     if (tcb->spare != nullptr) {
         ZULRA_fctx_t *context = tcb->spare;
         tcb->spare = nullptr;
@@ -22,7 +29,12 @@ static constinit ZULSS_descriptor_t tcb_descriptor = {sizeof(ZULRA_tcb_t), nullp
 
 ZULRA_tcb_t *ZULRA_Tcb(void)
 {
-    return (ZULRA_tcb_t *)BSS1_ResolveThread(&tcb_descriptor, __FILE__, __LINE__);
+    ZULRA_tcb_t *tcb = resolved;
+    if (__builtin_expect(tcb == nullptr, 0)) {
+        tcb = (ZULRA_tcb_t *)BSS1_ResolveThread(&tcb_descriptor, __FILE__, __LINE__);
+        resolved = tcb;
+    }
+    return tcb;
 }
 
 ZULRA_fctx_t *ZULRA_TakeContext(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb)
