@@ -5,7 +5,7 @@
 // debug call on a logger set to info, and against an LTTng-UST tracepoint
 // with no session.  Enabled: one line of the same text to a file through
 // the default store, which flushes every line, against spdlog's file sink
-// with flush_on(trace), and against fprintf + fflush; on 1 and 2 threads.
+// with flush_on(trace), and against fprintf + fflush; on 1, 2 and 4 threads.
 //
 // The trace is selected by ZUL_RAS1, which is read once at the start of
 // the process, so main sets it and runs the program again.

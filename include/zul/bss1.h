@@ -197,6 +197,7 @@ typedef struct ZULSS_format {
     uint32_t used;      /* length so far of the record being built */
     uint32_t limit;     /* greatest record length: 127 */
     uint32_t margin;    /* bytes at the start of each record left alone */
+    uint32_t kept;      /* not 0: BSS1_EndFormat leaves the object to its sink */
 } ZULSS_format_t;
 
 /* Creates a format object for a record sink, with room for at least

@@ -2,6 +2,7 @@
 // flush and close one.  The directive engine itself is zulsspr.
 #include "bss/zulssfmt.h"
 #include "bss/zulss.h"
+#include "internal/zulfobj.h"
 
 #include <stdint.h>
 #include <stdlib.h>
@@ -242,7 +243,31 @@ int BSS1_EndFormat(ZULSS_format_t *object)
     // The result of the last batch has no caller to go to; that of the
     // closing call is what the caller hears.
     (void)ZULSS_FlushRecords(object, 1);
+    // A kept object may be in another thread's hands as soon as its sink
+    // has had the closing call, so it is not looked at after that.
+    const uint32_t kept = object->kept;
     int result = object->sink(object->argument, nullptr, 0);
-    free(object);
+    if (kept == 0)
+        free(object);
     return result;
+}
+
+// An object that its record sink keeps from one message to the next.
+void ZULSS_KeepFormat(ZULSS_format_t *object)
+{
+    object->kept = 1;
+}
+
+void ZULSS_ReuseFormat(ZULSS_format_t *object)
+{
+    object->records = 0;
+    object->current = object->base;
+    object->available = object->size;
+    object->used = object->margin;
+    object->base[0] = '\0';
+}
+
+void ZULSS_WriteText(ZULSS_format_t *object, const char *text, size_t length)
+{
+    ZULSS_PutText(object, text, length);
 }

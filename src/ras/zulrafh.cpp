@@ -91,9 +91,9 @@ static int write_pending(ZULRA_fctx_t *context)
     return result;
 }
 
-// The object is about to go.  A line still open (its last record was
-// flushed with the continuation bit) is ended and written; the context is
-// then free for the next message.
+// The message ends.  A line still open (its last record was flushed with
+// the continuation bit) is ended and written; the context, with its format
+// object, is then free for the next message, first of all the thread's.
 static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
 {
     int result = 0;
@@ -109,11 +109,7 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
         context->pending = nullptr;
         context->pendingSize = 0;
     }
-    context->format = nullptr;
-    BSS1_GetLock(&block->lock);
-    context->next = block->freeContexts;
-    block->freeContexts = context;
-    BSS1_ReleaseLock(&block->lock);
+    ZULRA_GiveContext(block, ZULRA_Tcb(), context);
     return result;
 }
 

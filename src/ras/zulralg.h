@@ -55,6 +55,32 @@ typedef struct ZULRA_fctx {
     uint32_t pendingSize;   // bytes allocated
 } ZULRA_fctx_t;
 
+// The log's block of each thread, built at the thread's first line and
+// dropped at its end.  It spares a line the block lock: `spare` is a
+// context (with its format object) that the thread's last message gave
+// back, and the rest remembers where the thread's last line went.  That
+// choice stands while the sync word holds `syncValue`, since every change
+// to the stores, the filters or the default class moves the sync word
+// under the block lock.
+typedef struct ZULRA_tcb {
+    ZULRA_fctx_t *spare;
+    struct ZULRA_store *store; // null: nothing remembered
+    uint32_t syncValue;
+    uint32_t active;           // the class word that picked `store`
+    uint32_t unconfigured;     // RAS1_WRITE_UNCONFIGURED, or 0
+} ZULRA_tcb_t;
+
+// The calling thread's block, or null without memory.
+ZULRA_tcb_t *ZULRA_Tcb(void);
+
+// Takes a free context: the thread's spare, else one off `freeContexts`,
+// else null.
+ZULRA_fctx_t *ZULRA_TakeContext(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb);
+
+// Gives a context back: as the thread's spare if it has none, else to
+// `freeContexts`.  `tcb` may be null.
+void ZULRA_GiveContext(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb, ZULRA_fctx_t *context);
+
 // The class word `v` with its empty fields filled: no unit kind selects
 // every unit kind, and so on.  0 stays 0; ANY counts in no test.
 static inline uint32_t ZULRA_Complete(uint32_t v)

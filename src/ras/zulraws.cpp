@@ -11,6 +11,7 @@
 
 #include <errno.h>
 #include <stdio.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
@@ -23,7 +24,10 @@ int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry
         return 0;
     // A failed write is not noticed: the log has nowhere to report it.  A
     // short write (a pipe, a full disk) goes on from where it stopped.
-    fflush(stream);
+    // Asking first spares the stream's lock on every line when, as in a
+    // log file of the library's own, nothing else writes through it.
+    if (__fpending(stream) != 0)
+        fflush(stream);
     int fd = fileno(stream);
     while (length > 0) {
         ssize_t n = write(fd, text, length);

@@ -41,6 +41,30 @@ TEST(LogStore, ExactHeadWithEnvironmentRoutines)
     EXPECT_EQ(s.Text().back(), '\n');
 }
 
+// One thread's lines follow each change of the store list at once: a line
+// never goes where the list said before the change.
+TEST(LogStore, EachLineGoesWhereTheStoreListNowSays)
+{
+    Sink a, b;
+    ASSERT_EQ(RAS1_RegisterStore("a", 1, &a, Sink::Write, RAS1_ANY), STC1_Success);
+    Record r("moves", "m");
+    r.entry.active = RAS1_ERROR | RAS1_PUBLIC | RAS1_LIBRARY;
+    // 0: no change; else b's class word (b is registered by the first).
+    struct { uint32_t bClasses; Sink *to; } steps[] = {
+        {0, &a}, {RAS1_ERROR, &b}, {RAS1_FLOW, &a}, {RAS1_ERROR, &b}, {0, &b}};
+    bool registered = false;
+    for (int i = 0; i < 5; i++) {
+        if (steps[i].bClasses != 0 && !registered)
+            registered = RAS1_RegisterStore("b", 1, &b, Sink::Write, steps[i].bClasses) == STC1_Warning;
+        else if (steps[i].bClasses != 0)
+            EXPECT_EQ(RAS1_SetStoreClass("b", 1, steps[i].bClasses), STC1_Warning);
+        RAS1_Printf(&r.entry, i, "step %d\n", i);
+        const std::string mark = ") step " + std::to_string(i) + "\n";
+        EXPECT_NE(steps[i].to->Text().find(mark), std::string::npos) << i;
+        EXPECT_EQ((steps[i].to == &a ? b : a).Text().find(mark), std::string::npos) << i;
+    }
+}
+
 // Writers of ERROR and FLOW lines through two stores while another thread
 // flips the default class and resynchronizes: each writer's lines arrive
 // whole and in order in the store of their class.
