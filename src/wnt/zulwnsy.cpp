@@ -43,6 +43,11 @@ struct Entries {
     decltype(&dwfl_module_addrinfo) addrInfo;
     decltype(&dwfl_module_getsrc) getSource;
     decltype(&dwfl_lineinfo) lineInfo;
+    decltype(&dwfl_module_nextcu) nextUnit;
+    decltype(&dwarf_haspc) hasPc;
+    decltype(&dwarf_getsrc_die) unitLine;
+    decltype(&dwarf_lineno) lineNumber;
+    decltype(&dwarf_linesrc) lineFile;
 };
 
 // Stand-ins for missing entries: each fails the way its entry fails.
@@ -69,6 +74,11 @@ const char *no_line_info(Dwfl_Line *, Dwarf_Addr *, int *, int *, Dwarf_Word *, 
 {
     return nullptr;
 }
+Dwarf_Die *no_next_unit(Dwfl_Module *, Dwarf_Die *, Dwarf_Addr *) { return nullptr; }
+int no_has_pc(Dwarf_Die *, Dwarf_Addr) { return -1; }
+Dwarf_Line *no_unit_line(Dwarf_Die *, Dwarf_Addr) { return nullptr; }
+int no_line_number(Dwarf_Line *, int *) { return -1; }
+const char *no_line_file(Dwarf_Line *, Dwarf_Word *, Dwarf_Word *) { return nullptr; }
 
 template <typename F> void bind(void *library, F &slot, const char *name, F missing)
 {
@@ -95,6 +105,30 @@ void bind_all(void *library, Entries *e)
     bind(library, e->addrInfo, "dwfl_module_addrinfo", &no_addr_info);
     bind(library, e->getSource, "dwfl_module_getsrc", &no_get_source);
     bind(library, e->lineInfo, "dwfl_lineinfo", &no_line_info);
+    bind(library, e->nextUnit, "dwfl_module_nextcu", &no_next_unit);
+    bind(library, e->hasPc, "dwarf_haspc", &no_has_pc);
+    bind(library, e->unitLine, "dwarf_getsrc_die", &no_unit_line);
+    bind(library, e->lineNumber, "dwarf_lineno", &no_line_number);
+    bind(library, e->lineFile, "dwarf_linesrc", &no_line_file);
+}
+
+// The source line of `address` found by going through the module's
+// compile units.  The quick lookup needs the address-range index that
+// some compilers leave out (clang does unless asked); without it only
+// this search finds the line.
+const char *unit_line(Entries *e, Dwfl_Module *module, Dwarf_Addr address, int *number)
+{
+    Dwarf_Addr bias = 0;
+    for (Dwarf_Die *unit = e->nextUnit(module, nullptr, &bias); unit != nullptr;
+         unit = e->nextUnit(module, unit, &bias)) {
+        if (e->hasPc(unit, address - bias) <= 0)
+            continue;
+        Dwarf_Line *line = e->unitLine(unit, address - bias);
+        if (line == nullptr || e->lineNumber(line, number) != 0)
+            return nullptr;
+        return e->lineFile(line, nullptr, nullptr);
+    }
+    return nullptr;
 }
 
 // What the walk of one report needs; on the handler's stack.
@@ -178,7 +212,7 @@ void write_address(Walk *w, uintptr_t address, uintptr_t lookup)
     Dwfl_Line *line = w->e->getSource(module, lookup);
     int number = 0;
     const char *file = line ? w->e->lineInfo(line, nullptr, &number, nullptr, nullptr, nullptr)
-                            : nullptr;
+                            : unit_line(w->e, module, lookup, &number);
     if (file != nullptr)
         ZULWN_Printf(out, "<>%s(%d)", file, number);
 }
