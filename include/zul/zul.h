@@ -14,6 +14,7 @@
 #include <zul/lex1.h>
 #include <zul/prm1.h>
 #include <zul/res1.h>
+#include <zul/crf1.h>
 #include <zul/sig1.h>
 
 #endif /* ZUL_ZUL_H */

@@ -78,16 +78,16 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     if (directory != nullptr && length == 0)
         length = uint32_t(strlen(directory));
     if (directory != nullptr && length >= sizeof wanted)
-        return CRF1_LISTEN_DIRECTORY;
+        return CRF1_BadDirectory;
     if (directory != nullptr) {
         memcpy(wanted, directory, length);
         wanted[length] = '\0';
         if (memchr(wanted, '\0', length) != nullptr)
-            return CRF1_LISTEN_DIRECTORY;
+            return CRF1_BadDirectory;
     }
     char dir[ZULPL_SOCKET_PATH_MAX];
     if (ZULPL_PrivateDirectory(directory != nullptr ? wanted : nullptr, dir, sizeof dir) != 0)
-        return CRF1_LISTEN_DIRECTORY;
+        return CRF1_BadDirectory;
 
     // "<dir>/<program>.<pid>.sock": the program's name gives way first
     // when the host's limit on socket paths is near.
@@ -95,7 +95,7 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     snprintf(tail, sizeof tail, ".%u.sock", unsigned(getpid()));
     size_t room = sizeof s->path - strlen(dir) - 1 - strlen(tail);
     if (strlen(dir) + 1 + strlen(tail) + 2 > sizeof s->path)
-        return CRF1_LISTEN_SOCKET;
+        return CRF1_NoSocket;
     char name[64];
     program_name(name, room < sizeof name ? room : sizeof name);
     snprintf(s->path, sizeof s->path, "%s/%s%s", dir, name, tail);
@@ -103,11 +103,11 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     ZULPL_RemoveStaleSockets(dir);
     int fd = ZULPL_ListenLocal(s->path);
     if (fd < 0)
-        return CRF1_LISTEN_SOCKET;
+        return CRF1_NoSocket;
     if (ZULPL_WakePipe(s->wake) != 0) {
         ZULPL_CloseFd(fd);
         ZULPL_RemovePath(s->path);
-        return CRF1_LISTEN_SOCKET;
+        return CRF1_NoSocket;
     }
     s->listener = fd;
     s->ownerPid = uint32_t(getpid());
@@ -128,7 +128,7 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
         ZULPL_CloseFd(s->wake[0]);
         ZULPL_CloseFd(s->wake[1]);
         ZULPL_RemovePath(s->path);
-        return CRF1_LISTEN_THREAD;
+        return CRF1_NoThread;
     }
     s->running.store(1, std::memory_order_release);
     return 0;
@@ -151,7 +151,7 @@ extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char 
     BSS1_GetLock(&s->lock);
     int status;
     if (s->running.load(std::memory_order_acquire)) {
-        status = CRF1_LISTEN_ACTIVE;
+        status = CRF1_Listening;
     } else {
         status = start(s, directory, length);
         if (status != 0 && RAS1_WANTS(classes, RAS1_ERROR))
@@ -161,7 +161,7 @@ extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char 
         else if (status == 0 && RAS1_WANTS(classes, RAS1_STATE))
             RAS1_Printf(&entry, __LINE__, "Console listening on %s\n", s->path);
     }
-    if (status == 0 || status == CRF1_LISTEN_ACTIVE)
+    if (status == 0 || status == CRF1_Listening)
         copy_out(s, path, size);
     BSS1_ReleaseLock(&s->lock);
 
@@ -179,10 +179,10 @@ extern "C" ZUL_API int CRF1_Unlisten(void)
     BSS1_GetLock(&s->lock);
     int status = 0;
     if (!s->running.load(std::memory_order_acquire)) {
-        status = CRF1_LISTEN_INACTIVE;
+        status = CRF1_NotListening;
     } else if (pthread_equal(pthread_self(), s->thread)) {
         // A command run by the server itself cannot wait for its end.
-        status = CRF1_LISTEN_BUSY;
+        status = CRF1_ServerBusy;
     } else {
         s->stopping.store(1, std::memory_order_release);
         ZULPL_Wake(s->wake[1]);

@@ -5,6 +5,8 @@
 // BSS1 thread-local slot, which drops the thread's blocks.
 #include <zul/ras1.h>
 
+#include "internal/zulconsole.h"
+
 __attribute__((constructor)) static void zul_process_attach(void)
 {
     // Log output is held off while the attach work reads settings, and
@@ -13,6 +15,7 @@ __attribute__((constructor)) static void zul_process_attach(void)
     // between the two events.
     RAS1_Event(nullptr, 0, RAS1_EVENT_SUSPEND);
     RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
+    ZULCR_ListenFromSetting();
 }
 
 __attribute__((destructor)) static void zul_process_detach(void)

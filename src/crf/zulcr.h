@@ -1,0 +1,125 @@
+// crf/zulcr.h - private records of the console: the command vector table
+// (CVT), commands, subcommands, consoles and their output chunks.
+#ifndef ZUL_SRC_CRF_ZULCR_H
+#define ZUL_SRC_CRF_ZULCR_H
+
+#include <zul/crf1.h>
+#include <zul/res1.h>
+
+// A link of the command list, which is circular through its head in the
+// CVT: the head's `next` is the first command and its `prev` the last, and
+// a walk ends when it comes back to the head.
+typedef struct ZULCR_link {
+    struct ZULCR_link *next, *prev;
+} ZULCR_link_t;
+
+// The family's process block.
+typedef struct ZULCR_cvt {
+    ZULSS_lock_t lock;      // the command list and every subcommand list
+    ZULCR_link_t commands;  // the head: first and last command, in order of registration
+    uint32_t flags;         // ZULCR_BUILT once construction succeeded
+    uint32_t consoleClass;  // resource class "ZULCR_ccb_t"
+    uint32_t commandClass;  // resource class "ZULCR_mcb_t"
+} ZULCR_cvt_t;
+
+#define ZULCR_BUILT 0x1u
+
+// A subcommand; its name and description follow it, zero-terminated.
+typedef struct ZULCR_scb {
+    struct ZULCR_scb *next; // the next older subcommand
+    ZULCR_handler_t handler;
+    void *data;
+    uint32_t nameLength;
+    uint32_t descriptionLength; // 0: not in the usage list
+    const char *name;
+    const char *description;
+} ZULCR_scb_t;
+
+// A command; its name and description follow it, zero-terminated.
+typedef struct ZULCR_mcb {
+    ZULCR_link_t link;       // first, so that a link is its command
+    ZULCR_handler_t handler; // null: the command dispatches to subcommands
+    void *data;
+    uint32_t resource;       // 0: registered without a handle
+    uint32_t nameLength;
+    uint32_t descriptionLength; // 0: not in the listing
+    uint32_t state;             // ZULCR_LIVE, ZULCR_HATCHING or ZULCR_GONE
+    const char *name;
+    const char *description;
+    ZULCR_scb_t *subcommands;   // newest first
+} ZULCR_mcb_t;
+
+// States of a command.  Only a live command is found by its name; a
+// hatching one (its handle is being made) already holds its name.
+#define ZULCR_LIVE 0u
+#define ZULCR_HATCHING 1u
+#define ZULCR_GONE 2u
+
+// The command whose link this is (the link is its first field).
+static inline ZULCR_mcb_t *ZULCR_Command(ZULCR_link_t *link)
+{
+    return (ZULCR_mcb_t *)link;
+}
+
+// A piece of console output; the storage follows the header.
+typedef struct ZULCR_chunk {
+    struct ZULCR_chunk *next;
+    uint32_t used; // bytes held; while being fetched, bytes left
+    uint32_t size; // capacity of the storage
+    char *text;    // start of the storage; while being fetched, the next byte
+} ZULCR_chunk_t;
+
+// A console.
+typedef struct ZULCR_ccb {
+    ZULSS_lock_t lock;       // the output chain while output is added
+    uint32_t resource;
+    ZULSS_format_t *format;  // everything the commands print
+    uint32_t pending;        // bytes written and not yet fetched
+    ZULCR_chunk_t *reading;  // plain chain being fetched
+    ZULCR_chunk_t *writing;  // last chunk of the circular chain being written
+} ZULCR_ccb_t;
+
+// Chunks are allocated, header included, in multiples of this.
+#define ZULCR_CHUNK_UNIT 1024u
+
+// The forwarding descriptor of the CVT.
+extern ZULSS_descriptor_t ZULCR_cvtDescriptor;
+
+// The CVT, built at first use.
+static inline ZULCR_cvt_t *ZULCR_Cvt(void)
+{
+    return (ZULCR_cvt_t *)ZULSS_PROCESS_BLOCK(&ZULCR_cvtDescriptor);
+}
+
+// The forwarding descriptor's constructor: stores the real block's
+// address in `word`.
+void ZULCR_LocateCVT(void *word);
+
+// The registry part of CRF1_Register: checks the name, makes the record
+// and appends it to the list.  A CRF1_ status.
+int ZULCR_Register(ZULCR_cvt_t *cvt, ZULCR_mcb_t **record, ZULCR_handler_t handler, void *data,
+                   const char *name, uint32_t nameLength, const char *description,
+                   uint32_t descriptionLength);
+
+// Makes a record of `fixed` bytes followed by the two texts, zero-filled,
+// and points `*name` and `*description` at the copies.  Null without
+// memory.
+void *ZULCR_NewRecord(size_t fixed, const char *name, uint32_t nameLength,
+                      const char *description, uint32_t descriptionLength,
+                      const char **nameCopy, const char **descriptionCopy);
+
+// A text's length: `length`, or when it is 0 the measured length of a
+// zero-terminated text (0 for null).
+uint32_t ZULCR_Measure(const char *text, uint32_t length);
+
+// Destructors of the two resource classes.  The command's takes it off
+// the list and frees it with its subcommands; the console's ends its
+// format object and frees its output.
+void ZULCR_ManagerDestructor(void *record);
+void ZULCR_ConsoleDestructor(void *record);
+
+// The sink of a console's format object: appends each line record, with
+// a line feed, to the console's output.
+int ZULCR_WriteFormat(void *console, char *records, uint32_t count);
+
+#endif

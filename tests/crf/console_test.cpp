@@ -1,0 +1,221 @@
+// The console through its public calls: lines in, fetched text out.
+#include <zul/crf1.h>
+#include <zul/ras1.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+
+namespace {
+
+// Everything waiting in a console, fetched in pieces of `piece` bytes.
+std::string FetchAll(uint32_t console, uint32_t piece = 4096)
+{
+    std::string out;
+    char buffer[4096];
+    uint32_t n = 0;
+    while (CRF1_Fetch(console, buffer, piece, &n) == CRF1_OK)
+        out.append(buffer, n);
+    return out;
+}
+
+// Runs a line; the status, and what it wrote.
+std::pair<int, std::string> Line(uint32_t console, const std::string &line)
+{
+    int status = CRF1_Execute(console, line.data(), uint32_t(line.size()), nullptr);
+    return {status, FetchAll(console)};
+}
+
+// demo's subcommands: echo writes its words, fail returns 8, quiet is
+// hidden from the usage list.
+const ZULCR_row_t kRows[] = {{0, "echo", "Echo arguments"}, {1, "fail", "Fail with 8"}, {2, "quiet", ""}};
+
+int DemoHandler(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request_t *request)
+{
+    auto *row = static_cast<const ZULCR_row_t *>(request->subcommandData);
+    if (row->code == 1)
+        return 8;
+    BSS1_PrintFormat(format, "%s", row->name);
+    for (ZULLX_arg_t *arg; LEX1_Parse(format, list, LEX1_PARSE_QUIET, 1, nullptr, &arg, 0, nullptr, nullptr, nullptr) == 0;)
+        BSS1_PrintFormat(format, " %s", arg->text);
+    BSS1_PrintFormat(format, "\n");
+    return 0;
+}
+
+void Register(uint32_t *demo)
+{
+    ASSERT_EQ(CRF1_Register(demo, nullptr, nullptr, "demo", 0, "Demo command", 0), CRF1_OK);
+    for (const ZULCR_row_t &row : kRows)
+        ASSERT_EQ(CRF1_Subcommand(*demo, DemoHandler, (void *)&row, row.name, 0, row.description, 0), CRF1_OK);
+    auto plain = [](ZULLX_list_t *, ZULSS_format_t *f, ZULCR_request_t *) { return BSS1_PrintFormat(f, "plain\n"), 99; };
+    ASSERT_EQ(CRF1_Register(nullptr, plain, nullptr, "plain", 5, "Plain handler", 0), CRF1_OK);
+    ASSERT_EQ(CRF1_Register(nullptr, plain, nullptr, "dup", 0, nullptr, 0), CRF1_OK);
+    ASSERT_EQ(CRF1_Register(nullptr, plain, nullptr, "duplex", 0, "", 0), CRF1_OK);
+}
+
+const char kUsage[] = "\nusage: demo <subcommand> ...\n   or: demo (<subcommand> ...) (<subcommand> ...) ...\n\n"
+                      "subcommand list:\n\n                fail: Fail with 8\n                echo: Echo arguments\n";
+
+TEST(Console, LinesGiveTheirStatusAndOutput)
+{
+    uint32_t demo, console;
+    Register(&demo);
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    struct Case {
+        const char *line;
+        int status;
+        std::string out;
+    } cases[] = {
+        {"", 2, "LEX1_Token status code 2\n"},
+        {" \t ", 2, "LEX1_Token status code 2\n"},
+        {"\"open", 6, "LEX1_Token status code 6\n"},
+        {"?\?", 0, "LEX1_String status code 0,4,2,'?\?'\n"},
+        {"\"demo\" echo", 0, "LEX1_String status code 0,6,4,'demo'\n"},
+        {"nosuch x", 10, "Command nosuch not found\n"},
+        {"dup", 9, "Command dup is ambiguous\n"},
+        {"DEMO echo a b", 0, "echo a b\n"},
+        {"de echo a", 0, "echo a\n"},
+        {"demo ec", 0, "subcommand ec not recognized\n"},
+        {"demo \"ECHO\" x", 0, "echo x\n"},
+        {"demo quiet", 0, "quiet\n"},
+        {"demo", 16, "Positional argument required" + std::string(kUsage)},
+        {"demo ()", 16, "Positional argument required" + std::string(kUsage)},
+        {"demo (echo a) (fail)", 8, "echo a\n"},
+        {"demo (fail) (echo b)", 0, "echo b\n"},
+        {"demo (echo a) (nope) (echo b)", 0, "echo a\nsubcommand nope not recognized\n"},
+        {"demo ((echo a)) (echo b)", 0, "echo a\n"},
+        {"plain (x", 7, "LEX1_ArgList(7): plain not found\n"},
+        {"pl x y", 0, "plain\n"},
+    };
+    for (const Case &c : cases) {
+        auto [status, out] = Line(console, c.line);
+        EXPECT_EQ(status, c.status) << c.line;
+        EXPECT_EQ(out, c.out) << c.line;
+    }
+    auto [status, out] = Line(console, "demo a=b");
+    EXPECT_EQ(status, 15);
+    EXPECT_NE(out.find("Keyword argument not allowed"), std::string::npos) << out;
+    EXPECT_NE(out.find(kUsage), std::string::npos) << out;
+    // The listing: right-aligned names in order of registration, hidden ones left out.
+    std::tie(status, out) = Line(console, "? whatever");
+    EXPECT_EQ(status, 0);
+    EXPECT_NE(out.find("            demo: Demo command\n           plain: Plain handler\n"), std::string::npos) << out;
+    EXPECT_EQ(out.find("dup"), std::string::npos) << out;
+}
+
+TEST(Console, RegistryRefusesWhatItMust)
+{
+    uint32_t demo, console, h;
+    Register(&demo);
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    auto own = [](ZULLX_list_t *, ZULSS_format_t *, ZULCR_request_t *) { return 0; };
+    ASSERT_EQ(CRF1_Register(&h, own, nullptr, "own", 0, nullptr, 0), CRF1_OK);
+    struct Case {
+        const char *what;
+        int got, want;
+    } cases[] = {
+        {"name in another case", CRF1_Register(nullptr, own, nullptr, "DEMO", 0, nullptr, 0), CRF1_Duplicate},
+        {"empty name", CRF1_Register(nullptr, own, nullptr, "", 0, nullptr, 0), CRF1_BadArgument},
+        {"subcommand twice", CRF1_Subcommand(demo, DemoHandler, nullptr, "Echo", 0, nullptr, 0), CRF1_Duplicate},
+        {"subcommand of a handler", CRF1_Subcommand(h, DemoHandler, nullptr, "x", 0, nullptr, 0), CRF1_HasHandler},
+        {"subcommand on a console", CRF1_Subcommand(console, DemoHandler, nullptr, "x", 0, nullptr, 0), CRF1_NotCommand},
+        {"unregister a console", CRF1_Unregister(console), CRF1_NotCommand},
+        {"delete a command", CRF1_Delete(demo), CRF1_NotConsole},
+        {"execute on a command", CRF1_Execute(demo, "demo", 4, nullptr), CRF1_NotConsole},
+        {"fetch nothing", CRF1_Fetch(console, nullptr, 0, nullptr), CRF1_Empty},
+        {"handler's subcommand was not added", Line(console, "own x").first, 0},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(c.got, c.want) << c.what;
+    ASSERT_EQ(CRF1_Unregister(h), CRF1_OK);
+    EXPECT_EQ(CRF1_Unregister(h), CRF1_NotCommand);
+    EXPECT_EQ(Line(console, "own").first, CRF1_NotFound);
+    ASSERT_EQ(CRF1_Delete(console), CRF1_OK);
+    EXPECT_EQ(CRF1_Execute(console, "?", 1, nullptr), CRF1_NotConsole);
+}
+
+// Output longer than the buffer comes out in order, also when lines are
+// added between two fetches; the count tells what waits.
+TEST(Console, FetchInPiecesKeepsTheOrder)
+{
+    uint32_t demo, console, count = 0;
+    Register(&demo);
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    std::string words, expect;
+    for (int i = 0; i < 300; i++)
+        words += " w" + std::to_string(i);
+    std::string line = "demo echo" + words;
+    ASSERT_EQ(CRF1_Execute(console, line.data(), uint32_t(line.size()), &count), CRF1_OK);
+    char buffer[100];
+    uint32_t n;
+    ASSERT_EQ(CRF1_Fetch(console, buffer, sizeof buffer, &n), CRF1_OK);
+    std::string got(buffer, n);
+    ASSERT_EQ(CRF1_Execute(console, "demo echo tail", 14, &n), CRF1_OK);
+    EXPECT_EQ(n, count - 100 + 10);
+    got += FetchAll(console, 77);
+    // A line longer than a record leaves in pieces, each ended by a line feed.
+    std::string flat;
+    for (char c : got)
+        if (c != '\n')
+            flat += c;
+    EXPECT_EQ(flat, "echo" + words + "echo tail");
+    EXPECT_EQ(got.back(), '\n');
+}
+
+// Whatever the bytes, a line gets a status and a message.
+TEST(Console, AnyLineGetsAStatusAndAMessage)
+{
+    uint32_t demo, console;
+    Register(&demo);
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    std::mt19937 random(15);
+    const char kAlphabet[] = "demo echo fail ()=\"\\ ?\n\t,;:'\0\x80\xff";
+    for (int i = 0; i < 2000; i++) {
+        std::string line(random() % (i == 0 ? 200000 : 40), ' ');
+        for (char &c : line)
+            c = kAlphabet[random() % (sizeof kAlphabet - 1)];
+        if (line.rfind("demo fail", 0) == 0 || line.rfind("demo (fail", 0) == 0)
+            continue;
+        auto [status, out] = Line(console, line);
+        EXPECT_FALSE(out.empty()) << status << " " << line;
+    }
+    EXPECT_EQ(CRF1_Execute(console, nullptr, 5, nullptr), LEX1_BadArgument);
+    EXPECT_NE(FetchAll(console), "");
+}
+
+// A command unregistered while its handler runs stays whole until the
+// line is over, and is no longer found by other lines meanwhile.
+TEST(Console, UnregisteredWhileRunning)
+{
+    static std::atomic<int> phase{0};
+    static const ZULCR_row_t row = {7, "go", "Wait and write"};
+    auto slow = [](ZULLX_list_t *, ZULSS_format_t *f, ZULCR_request_t *r) {
+        phase = 1;
+        while (phase != 2)
+            std::this_thread::yield();
+        return BSS1_PrintFormat(f, "done %u\n", static_cast<const ZULCR_row_t *>(r->subcommandData)->code), 0;
+    };
+    uint32_t command, first, second;
+    ASSERT_EQ(CRF1_Register(&command, nullptr, nullptr, "slow", 0, "Slow", 0), CRF1_OK);
+    ASSERT_EQ(CRF1_Subcommand(command, slow, (void *)&row, row.name, 0, row.description, 0), CRF1_OK);
+    ASSERT_EQ(CRF1_New(&first), CRF1_OK);
+    ASSERT_EQ(CRF1_New(&second), CRF1_OK);
+    std::pair<int, std::string> result;
+    std::thread runner([&] { result = Line(first, "slow go"); });
+    while (phase != 1)
+        std::this_thread::yield();
+    EXPECT_EQ(CRF1_Unregister(command), CRF1_OK);
+    EXPECT_EQ(Line(second, "slow go"), std::make_pair(10, std::string("Command slow not found\n")));
+    uint32_t again;
+    EXPECT_EQ(CRF1_Register(&again, nullptr, nullptr, "slow", 0, nullptr, 0), CRF1_OK);
+    phase = 2;
+    runner.join();
+    EXPECT_EQ(result, std::make_pair(0, std::string("done 7\n")));
+    EXPECT_EQ(CRF1_Subcommand(command, slow, nullptr, "x", 0, nullptr, 0), CRF1_NotCommand);
+}
+
+} // namespace
