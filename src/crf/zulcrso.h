@@ -21,7 +21,6 @@
 
 // Statuses of a reply header that the server gives itself, outside the
 // range of any console status.
-#define ZULCR_REPLY_BUSY 100u      // all connections in use
 #define ZULCR_REPLY_TOO_LONG 101u  // the line has no LF within the limit
 #define ZULCR_REPLY_REFUSED 102u   // the peer is neither the owner nor root
 #define ZULCR_REPLY_NO_CONSOLE 103u

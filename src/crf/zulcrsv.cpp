@@ -174,9 +174,19 @@ void refuse(int fd, uint32_t status, const char *message)
     ZULPL_CloseFd(fd);
 }
 
+ZULCR_conn_t *free_slot(ZULCR_server_t *s)
+{
+    for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i)
+        if (!s->conns[i].used)
+            return &s->conns[i];
+    return nullptr;
+}
+
+// Accepts while a slot is free.  With every slot taken, new connections
+// wait in the socket's queue until one is closed or found idle.
 void accept_waiting(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
 {
-    for (;;) {
+    while (free_slot(s) != nullptr) {
         uint32_t uid = 0, pid = 0;
         int fd = ZULPL_AcceptLocal(s->listener, &uid, &pid);
         if (fd == -EAGAIN)
@@ -196,14 +206,7 @@ void accept_waiting(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
             refuse(fd, ZULCR_REPLY_REFUSED, "Not permitted\n");
             continue;
         }
-        ZULCR_conn_t *c = nullptr;
-        for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS && c == nullptr; ++i)
-            if (!s->conns[i].used)
-                c = &s->conns[i];
-        if (c == nullptr) {
-            refuse(fd, ZULCR_REPLY_BUSY, "Too many console connections\n");
-            continue;
-        }
+        ZULCR_conn_t *c = free_slot(s);
         c->in = static_cast<char *>(malloc(ZULCR_SOCKET_LINE));
         if (c->in == nullptr || CRF1_New(&c->console) != 0) {
             free(c->in);
@@ -232,7 +235,7 @@ void *ZULCR_Serve(void *server)
     while (!s->stopping.load(std::memory_order_acquire)) {
         uint32_t n = 0;
         set[n++] = {s->wake[0], ZULPL_IO_READ, 0};
-        set[n++] = {s->listener, ZULPL_IO_READ, 0};
+        set[n++] = {s->listener, uint16_t(free_slot(s) ? ZULPL_IO_READ : 0), 0};
         for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i) {
             ZULCR_conn_t *c = &s->conns[i];
             if (!c->used)
@@ -251,8 +254,6 @@ void *ZULCR_Serve(void *server)
             }
             continue;
         }
-        if (set[1].got & ZULPL_IO_READ)
-            accept_waiting(s, &entry, now);
         for (uint32_t i = 2; i < n; ++i) {
             ZULCR_conn_t *c = owner[i];
             bool keep = true;
@@ -268,6 +269,8 @@ void *ZULCR_Serve(void *server)
             if (!keep)
                 close_conn(c);
         }
+        if (set[1].got & ZULPL_IO_READ)
+            accept_waiting(s, &entry, now);
     }
 
     for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i)
