@@ -164,3 +164,62 @@ TEST(ConsoleSocket, OtherUserIsRefusedAndLogged)
     text << std::ifstream(log).rdbuf();
     EXPECT_NE(text.str().find("from uid 65534"), std::string::npos) << text.str();
 }
+
+#if defined(ZUL_DEMO_PATH) && defined(ZULCTL_PATH)
+namespace {
+
+// Runs zulctl with `args`; its exit status, and its output in *out.
+int Zulctl(const std::string &args, std::string *out)
+{
+    FILE *p = popen((std::string(ZULCTL_PATH) + " " + args + " 2>&1").c_str(), "r");
+    char b[4096];
+    for (size_t n; (n = fread(b, 1, sizeof b, p)) > 0;)
+        out->append(b, n);
+    return WEXITSTATUS(pclose(p));
+}
+
+std::string Slurp(const std::string &path)
+{
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+// The demo as a separate process with its console on: a filter set from
+// outside makes its workers write Entry lines, and `ras1 log` over the
+// socket shows them.
+TEST(ConsoleSocket, DemoSteeredByZulctl)
+{
+    char dir[] = "/tmp/zuldemoXXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    std::string log = std::string(dir) + "/demo.log", d = std::string("--dir ") + dir + "/sock ";
+    int in[2];
+    ASSERT_EQ(pipe(in), 0);
+    pid_t demo = fork();
+    if (demo == 0) {
+        dup2(in[0], 0);
+        close(in[1]);
+        setenv("ZUL_CONSOLE", (std::string(dir) + "/sock").c_str(), 1);
+        setenv("ZUL_RAS1", ("ERROR >" + log).c_str(), 1);
+        execl(ZUL_DEMO_PATH, ZUL_DEMO_PATH, (char *)nullptr);
+        _exit(127);
+    }
+    close(in[0]);
+    std::string pid = std::to_string(demo), out;
+    for (int i = 0; i < 200 && Zulctl(d + "list", &(out = "")) == 0 && out.find(" " + pid + " ") == std::string::npos; ++i)
+        usleep(50000);
+    EXPECT_EQ(Zulctl(d + pid + " 'ras1 set (unit=demo_net FLOW)'", &(out = "")), 0) << out;
+    for (int i = 0; i < 200 && Slurp(log).find("\") Entry") == std::string::npos; ++i)
+        usleep(50000);
+    EXPECT_NE(Slurp(log).find("demo_net.c"), std::string::npos) << Slurp(log);
+    EXPECT_EQ(Zulctl(d + pid + " ras1 log", &(out = "")), 0);
+    EXPECT_NE(out.find("\"net_handle\") Entry"), std::string::npos) << out;
+    close(in[1]);
+    int status = 0;
+    waitpid(demo, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Zulctl(d + pid + " '?'", &(out = "")), 125) << "the socket outlived its process";
+}
+#endif
