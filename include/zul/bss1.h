@@ -303,6 +303,53 @@ ZUL_API int BSS1_DisplayEnvironment(ZULSS_format_t *object);
  * fresh line.  Returns 0. */
 ZUL_API int BSS1_Dump(ZULSS_format_t *object, const void *data, uint32_t length);
 
+/* ------------------------------------------------------------------ */
+/* Configuration variables                                             */
+/* ------------------------------------------------------------------ */
+
+/* A configuration variable is a setting that may change while the
+ * process runs: the library keeps its value, and every new value goes
+ * through the variable's handler, which answers 0 to accept it or a
+ * status of its own.  A refused value is kept all the same, marked
+ * invalid.  Operators list and set variables with the console command
+ * bss1 config (docs/configuration.md).  Any thread; the handler runs
+ * under the variables' lock, which is recursive, so a handler may query
+ * variables. */
+
+/* A handler: `value` is `length` bytes, not terminated, and stays valid
+ * until the next change; null with length 0 when there is no value. */
+typedef int (*ZULSS_confighandler_t)(const char *name, void *context, const char *value,
+                                     uint32_t length);
+
+/* Registers a variable.  Its name is `name` up to the first "=", or all
+ * of it; the whole text goes to BSS1_GetEnv, so "A=B" registers A with
+ * the first value of A, else B, else `initial` (may be null).  The
+ * handler is called with that first value at once.
+ *   STC1_Duplicate     a variable of that name exists (case does not count)
+ *   STC1_Shortage      no memory
+ *   STC1_BadArgument   a null or empty name, or a null handler
+ * otherwise the handler's answer. */
+ZUL_API int BSS1_ConfigRegister(const char *name, const char *initial,
+                                ZULSS_confighandler_t handler, void *context);
+
+/* Sets a variable, named exactly (case counts), to `length` bytes at
+ * `value`.  STC1_NotThere, STC1_Shortage (the old value stays, marked
+ * with that status), STC1_BadArgument (null name, or null value with a
+ * length), otherwise the handler's answer. */
+ZUL_API int BSS1_ConfigSet(const char *name, const char *value, uint32_t length);
+
+/* A variable's value (the library's, valid until the next change; null
+ * if none was ever set), its length and its status; each address may be
+ * null.  STC1_Success, or STC1_NotThere with nothing stored. */
+ZUL_API int BSS1_ConfigQuery(const char *name, const char **value, uint32_t *length,
+                             int32_t *status);
+
+/* Walks the variables, newest first: set *cursor to 0, then each call
+ * stores the next name in *name and adds 1 to *cursor.  STC1_Success, or
+ * STC1_Warning past the end (*name untouched, *cursor still counts up);
+ * STC1_BadArgument for a null address. */
+ZUL_API int BSS1_ConfigEnum(uint32_t *cursor, const char **name);
+
 ZUL_END_DECLS
 
 #endif /* ZUL_BSS1_H */

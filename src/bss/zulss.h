@@ -4,9 +4,14 @@
 
 #include <zul/bss1.h>
 
-// The process block of the BSS1 family.
+struct ZULSS_config;
+
+// The process block of the BSS1 family.  The bss1 command's dumpcvt shows
+// its first 32 bytes.
 typedef struct ZULSS_pcb {
+    ZULSS_lock_t configLock; // guards configList; comes into being at first use
     ZULSS_lock_t keyLock;    // guards keyCount
+    struct ZULSS_config *configList; // configuration variables, newest first
     uint32_t keyCount;       // highest thread key handed out
     uint32_t tlsIndex;       // thread-local slot holding each thread's table
     uint32_t lineLimit;      // longest line record of a format object: 127
@@ -73,8 +78,28 @@ static inline ZULSS_pcb_t *ZULSS_Pcb(void)
     return (ZULSS_pcb_t *)ZULSS_PROCESS_BLOCK(&ZULSS_pcbDescriptor);
 }
 
-// Runs at the end of the BSS1 block's construction to register the
-// family's console command; empty until the console exists.
+// A configuration variable: one allocation, the name behind the record.
+// Records are never removed.
+typedef struct ZULSS_config {
+    struct ZULSS_config *next; // older variable
+    const char *name;          // zero-terminated
+    ZULSS_confighandler_t handler;
+    void *context;
+    char *value;               // `valueLength` bytes, not terminated; null until a value is set
+    uint32_t valueLength;
+    int32_t status;            // the handler's verdict on the value, or STC1_Shortage
+    uint32_t capacity;         // bytes at `value`, a multiple of ZULSS_CONFIG_UNIT
+    uint32_t nameLength;
+} ZULSS_config_t;
+
+#define ZULSS_CONFIG_UNIT 128u
+
+// The variable named exactly `name` (case counts), or null.  The caller
+// holds configLock.
+ZULSS_config_t *ZULSS_FindConfig(ZULSS_pcb_t *pcb, const char *name);
+
+// Runs at the end of the BSS1 block's construction: registers the bss1
+// console command.
 void ZULSS_RegisterCommand(void *pcb);
 
 #endif

@@ -35,12 +35,6 @@ static void forward_pcb(void *word)
 
 constinit ZULSS_descriptor_t ZULSS_pcbDescriptor = {0, forward_pcb, nullptr, 0, 0};
 
-void ZULSS_RegisterCommand(void *)
-{
-    // The console does not exist yet; the bss1 command is registered here
-    // once it does.
-}
-
 ZULSS_ttable_t *ZULSS_ThreadTable(void)
 {
     return static_cast<ZULSS_ttable_t *>(ZULPL_TlsGet(ZULSS_Pcb()->tlsIndex));

@@ -9,6 +9,8 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -216,6 +218,118 @@ TEST(Console, UnregisteredWhileRunning)
     runner.join();
     EXPECT_EQ(result, std::make_pair(0, std::string("done 7\n")));
     EXPECT_EQ(CRF1_Subcommand(command, slow, nullptr, "x", 0, nullptr, 0), CRF1_NotCommand);
+}
+
+// A variable's handler: refuses values that begin with x, and counts calls.
+int calls = 0;
+int Refuse(const char *, void *, const char *value, uint32_t length)
+{
+    return calls++, length != 0 && value[0] == 'x' ? 8 : 0;
+}
+
+TEST(Console, Bss1Lines)
+{
+    setenv("CRF_T_A", "1", 1);
+    uint32_t console;
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    ASSERT_EQ(BSS1_ConfigRegister("T_LEVEL", "3", Refuse, nullptr), 0);
+    ASSERT_EQ(BSS1_ConfigRegister("T_MODE", nullptr, Refuse, nullptr), 0);
+    char pid[32];
+    std::string self(pid, BSS1_Info(BSS1_INFO_PROCESSID, pid, sizeof pid));
+    struct Case {
+        std::string line;
+        int status;
+        std::string out;
+    } cases[] = {
+        {"bss1 getenv CRF_T_A crf_t_b", 16, "CRF_T_A=\"1\"\ncrf_t_b=\"NULL\"\n"},
+        {"bss1 getenv", 16, "Positional argument required\n"},
+        {"bss1 info extra", 13, "Positional argument not allowed: \"extra\"\n"},
+        {"bss1 abend " + self + "0", 0, "Authorization failed\n"},
+        {"bss1 abend " + self.substr(1), 0, "Authorization failed\n"},
+        {"bss1 config", 2, "Registered configuration variables:\n\n"
+                           "Config variable T_MODE = \"NULL\"\nConfig variable T_LEVEL = \"3\"\n"},
+        {"bss1 config NOPE", 2, "Configuration variable NOPE not defined\n"},
+        {"bss1 config T_LEVEL T_MODE=fast NOPE", 2,
+         "Config variable T_LEVEL = \"3\"\nConfig variable T_MODE = \"fast\"\nConfiguration variable NOPE not defined\n"},
+        {"bss1 config T_MODE=xy", 2, "Config variable T_MODE = \"xy\" (Invalid)\n"},
+        {"bss1 config t_mode=1", 2, "Unable to set t_mode to 1\n"},
+        {"bss1 config T_MODE=(a b)", 13, "Positional argument not allowed: \"b\"\n"},
+        {"bss1 (getenv CRF_T_A) (config T_MODE)", 2, "CRF_T_A=\"1\"\nConfig variable T_MODE = \"xy\" (Invalid)\n"},
+    };
+    for (const Case &c : cases) {
+        auto [status, out] = Line(console, c.line);
+        EXPECT_EQ(status, c.status) << c.line;
+        EXPECT_EQ(out, c.out) << c.line;
+    }
+}
+
+TEST(Console, ConfigVariablesKeepValueAndStatus)
+{
+    setenv("CRF_ALT_B", "from-b", 1);
+    ASSERT_EQ(BSS1_ConfigRegister("CRF_ALT_A=CRF_ALT_B", nullptr, Refuse, nullptr), 0);
+    calls = 0;
+    ASSERT_EQ(BSS1_ConfigRegister("V", nullptr, Refuse, nullptr), 0);
+    EXPECT_EQ(calls, 1);
+    const char *value = nullptr, *first = nullptr;
+    uint32_t length = 9;
+    int32_t status = -1;
+    struct Case {
+        const char *what;
+        int got, want;
+    } cases[] = {
+        {"same name in another case", BSS1_ConfigRegister("v", nullptr, Refuse, nullptr), STC1_Duplicate},
+        {"set in another case", BSS1_ConfigSet("v", "1", 1), STC1_NotThere},
+        {"first value of the alternative", BSS1_ConfigQuery("CRF_ALT_A", &value, &length, nullptr) == 0 &&
+                                               std::string(value, length) == "from-b", true},
+        {"long value", BSS1_ConfigSet("V", std::string(200, 'a').c_str(), 200), 0},
+        {"the buffer stays for a shorter value",
+         (BSS1_ConfigQuery("V", &first, nullptr, nullptr), BSS1_ConfigSet("V", "xyz", 3)), 8},
+        {"refused value is kept", BSS1_ConfigQuery("V", &value, &length, &status) == 0 && value == first &&
+                                      std::string(value, length) == "xyz" && status == 8, true},
+        {"existence", BSS1_ConfigQuery("V", nullptr, nullptr, nullptr), 0},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(c.got, c.want) << c.what;
+    uint32_t cursor = 0;
+    const char *name = nullptr;
+    EXPECT_EQ(BSS1_ConfigEnum(&cursor, &name), 0);
+    EXPECT_STREQ(name, "V");
+    EXPECT_EQ(BSS1_ConfigEnum(&cursor, &name), 0);
+    EXPECT_EQ(BSS1_ConfigEnum(&cursor, &name), STC1_Warning);
+    EXPECT_EQ(cursor, 3u);
+}
+
+// The line that turns tracing on: a command sets a filter on the units
+// zulcr*, and the next traced call of the console writes its Entry line.
+std::string logged;
+int SetFilter(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request_t *)
+{
+    static const char *const kUnit[] = {"unit"};
+    ZULLX_arg_t *group, *klass, *unit;
+    uint32_t one = 1;
+    int status = LEX1_Parse(format, list, LEX1_PARSE_WHOLE | LEX1_PARSE_LISTS, 1, nullptr, &group, 0, nullptr, nullptr, nullptr);
+    if (status != 0 || group->type != LEX1_ARG_LIST ||
+        (status = LEX1_Parse(format, group->sublist, LEX1_PARSE_WHOLE, 1, nullptr, &klass, 1, &one, &unit, kUnit)) != 0)
+        return status ? status : 1;
+    uint32_t classes;
+    ZULRA_elem_t element = {unit->text, unit->length, RAS1_FILTER_UNIT};
+    if (RAS1_QueryClassValue(&classes, klass->text, klass->length) != 0 || RAS1_NewFilter(nullptr, classes, &element, 1, 0, 0) > 0)
+        return 1;
+    return BSS1_PrintFormat(format, "OK\n");
+}
+
+TEST(Console, OneLineTurnsOnTracing)
+{
+    auto keep = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t) { return logged.append(text, length), 0; };
+    ASSERT_EQ(RAS1_RegisterStore("keep", 4, nullptr, keep, RAS1_ANY), 0);
+    uint32_t command, console;
+    ASSERT_EQ(CRF1_Register(&command, nullptr, nullptr, "trc", 0, nullptr, 0), CRF1_OK);
+    ASSERT_EQ(CRF1_Subcommand(command, SetFilter, nullptr, "set", 0, nullptr, 0), CRF1_OK);
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    ASSERT_EQ(Line(console, "trc set (unit=zulcr FLOW)"), std::make_pair(0, std::string("OK\n")));
+    EXPECT_NE(logged.find("zulcrft"), std::string::npos) << logged;
+    EXPECT_NE(logged.find("CRF1_Fetch\") Entry"), std::string::npos) << logged;
+    EXPECT_EQ(logged.find("CRF1_Execute"), std::string::npos) << logged;
 }
 
 } // namespace
