@@ -187,6 +187,8 @@ extern "C" ZUL_API int CRF1_Unlisten(void)
         s->stopping.store(1, std::memory_order_release);
         ZULPL_Wake(s->wake[1]);
         pthread_join(s->thread, nullptr);
+        ZULPL_CloseFd(s->wake[0]);
+        ZULPL_CloseFd(s->wake[1]);
         s->running.store(0, std::memory_order_release);
     }
     BSS1_ReleaseLock(&s->lock);

@@ -63,7 +63,9 @@ extern constinit ZULCR_server_t ZULCR_server;
 
 // The server thread's routine; given &ZULCR_server.  It ends when
 // `stopping` is set and the wake pipe is written, after closing every
-// connection, the listener and the wake pipe, and removing the socket.
+// connection and the listener and removing the socket.  The wake pipe is
+// closed by CRF1_Unlisten once the thread has ended, so that its write
+// never meets a descriptor already closed or reused.
 void *ZULCR_Serve(void *server);
 
 #endif

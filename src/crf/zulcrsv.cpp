@@ -278,8 +278,6 @@ void *ZULCR_Serve(void *server)
             close_conn(&s->conns[i]);
     ZULPL_RemovePath(s->path);
     ZULPL_CloseFd(s->listener);
-    ZULPL_CloseFd(s->wake[0]);
-    ZULPL_CloseFd(s->wake[1]);
     RAS1_EXIT(entry, flow);
     return nullptr;
 }
