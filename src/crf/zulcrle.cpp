@@ -4,6 +4,7 @@
 #include <zul/bss1.h>
 #include <zul/crf1.h>
 
+#include "crf/zulcrso.h"
 #include "internal/zulconsole.h"
 #include "internal/zulunits.h"
 
@@ -23,19 +24,22 @@ bool is_word(const char *value, const char *const *words)
 
 void ZULCR_ListenFromSetting(void)
 {
+    // Read with the untraced lookup, and listened for without a trace, so
+    // that the trace does not start (and read ZUL_RAS1) before the
+    // program's main; only a failure is worth starting it for.
     RAS1_DECLARE_ENTRY(entry, "ZULCR_ListenFromSetting", RAS1_PRIVATE);
-    RAS1_ENTRY(entry, classes, flow);
-
     static const char *const kOff[] = {"0", "off", "no", nullptr};
     static const char *const kOn[] = {"1", "on", "yes", nullptr};
-    const char *value = BSS1_GetEnv("ZUL_CONSOLE", nullptr);
-    if (value != nullptr && value[0] != '\0' && !is_word(value, kOff)) {
-        if (value[0] == '/')
-            CRF1_Listen(value, 0, nullptr, 0);
-        else if (is_word(value, kOn))
-            CRF1_Listen(nullptr, 0, nullptr, 0);
-        else if (RAS1_WANTS(classes, RAS1_ERROR))
+    const char *value = BSS1_LocateEnv("ZUL_CONSOLE");
+    if (value == nullptr || value[0] == '\0' || is_word(value, kOff))
+        return;
+    const char *directory = value[0] == '/' ? value : nullptr;
+    if (directory == nullptr && !is_word(value, kOn)) {
+        if (RAS1_WANTS(RAS1_ReadClass(&entry), RAS1_ERROR))
             RAS1_Printf(&entry, __LINE__, "ZUL_CONSOLE=\"%s\" is not 1, on, yes, 0, off, no or a directory\n", value);
+        return;
     }
-    RAS1_EXIT(entry, flow);
+    int status = ZULCR_Listen(directory, 0, nullptr, 0);
+    if (status != 0)
+        ZULCR_LogListen(&entry, RAS1_ReadClass(&entry), directory, 0, status);
 }

@@ -142,28 +142,35 @@ void copy_out(const ZULCR_server_t *s, char *path, uint32_t size)
 
 } // namespace
 
+int ZULCR_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
+{
+    ZULCR_server_t *s = &ZULCR_server;
+    BSS1_GetLock(&s->lock);
+    int status = s->running.load(std::memory_order_acquire) ? int(CRF1_Listening) : start(s, directory, length);
+    if (status == 0 || status == CRF1_Listening)
+        copy_out(s, path, size);
+    BSS1_ReleaseLock(&s->lock);
+    return status;
+}
+
+void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directory, uint32_t length, int status)
+{
+    if (length == 0 && directory != nullptr)
+        length = uint32_t(strlen(directory));
+    if (status != 0 && status != CRF1_Listening && RAS1_WANTS(classes, RAS1_ERROR))
+        RAS1_Printf(entry, __LINE__, "Console socket not opened in %.*s: status %d\n",
+                    directory != nullptr ? int(length) : 7, directory != nullptr ? directory : "default", status);
+    else if (status == 0 && RAS1_WANTS(classes, RAS1_STATE))
+        RAS1_Printf(entry, __LINE__, "Console listening on %s\n", ZULCR_server.path);
+}
+
 extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Listen", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
 
-    ZULCR_server_t *s = &ZULCR_server;
-    BSS1_GetLock(&s->lock);
-    int status;
-    if (s->running.load(std::memory_order_acquire)) {
-        status = CRF1_Listening;
-    } else {
-        status = start(s, directory, length);
-        if (status != 0 && RAS1_WANTS(classes, RAS1_ERROR))
-            RAS1_Printf(&entry, __LINE__, "Console socket not opened in %.*s: status %d\n",
-                        directory != nullptr ? int(length ? length : strlen(directory)) : 7,
-                        directory != nullptr ? directory : "default", status);
-        else if (status == 0 && RAS1_WANTS(classes, RAS1_STATE))
-            RAS1_Printf(&entry, __LINE__, "Console listening on %s\n", s->path);
-    }
-    if (status == 0 || status == CRF1_Listening)
-        copy_out(s, path, size);
-    BSS1_ReleaseLock(&s->lock);
+    int status = ZULCR_Listen(directory, length, path, size);
+    ZULCR_LogListen(&entry, classes, directory, length, status);
 
     RAS1_EXIT_VALUE(entry, flow, status);
     return status;

@@ -7,6 +7,7 @@
 
 #include <zul/bss1.h>
 #include <zul/crf1.h>
+#include <zul/ras1.h>
 
 #include <atomic>
 #include <pthread.h>
@@ -60,6 +61,14 @@ typedef struct ZULCR_server {
 } ZULCR_server_t;
 
 extern constinit ZULCR_server_t ZULCR_server;
+
+// CRF1_Listen without its trace, for the start at library load, which
+// must not start the trace before the program's main has run.
+int ZULCR_Listen(const char *directory, uint32_t length, char *path, uint32_t size);
+
+// The trace lines of a listen: the failure under ERROR, the socket's path
+// under STATE.
+void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directory, uint32_t length, int status);
 
 // The server thread's routine; given &ZULCR_server.  It ends when
 // `stopping` is set and the wake pipe is written, after closing every

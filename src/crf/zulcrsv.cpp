@@ -225,9 +225,10 @@ void accept_waiting(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
 
 void *ZULCR_Serve(void *server)
 {
+    // No Entry line: a server opened at library load must not start the
+    // trace before the program's main.  The class word is read when there
+    // is something to say.
     RAS1_DECLARE_ENTRY(entry, "ZULCR_Serve", RAS1_PRIVATE);
-    RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_server_t *s = static_cast<ZULCR_server_t *>(server);
     ZULPL_io_t set[kWaitSlots];
@@ -278,6 +279,5 @@ void *ZULCR_Serve(void *server)
             close_conn(&s->conns[i]);
     ZULPL_RemovePath(s->path);
     ZULPL_CloseFd(s->listener);
-    RAS1_EXIT(entry, flow);
     return nullptr;
 }
