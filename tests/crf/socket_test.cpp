@@ -165,6 +165,25 @@ TEST(ConsoleSocket, OtherUserIsRefusedAndLogged)
     EXPECT_NE(text.str().find("from uid 65534"), std::string::npos) << text.str();
 }
 
+// A forked child has no server: it opens a socket of its own, and its
+// end leaves its parent's socket in place and answering.
+TEST(ConsoleSocket, ForkedChildLeavesItsParentsSocketAlone)
+{
+    std::string path = Listen(), dir = path.substr(0, path.rfind('/'));
+    pid_t child = fork();
+    if (child == 0) {
+        char own[108];
+        bool ok = CRF1_Listen(dir.c_str(), 0, own, sizeof own) == CRF1_OK && path != own;
+        _exit(ok && CRF1_Unlisten() == CRF1_OK ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    int fd = Dial(path);
+    EXPECT_EQ(Talk(fd, "?\n", 1).rfind("ZUL 0 ", 0), 0u);
+    close(fd);
+}
+
 #if defined(ZUL_DEMO_PATH) && defined(ZULCTL_PATH)
 namespace {
 
