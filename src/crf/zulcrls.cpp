@@ -98,7 +98,8 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
         return CRF1_NoSocket;
     char name[64];
     program_name(name, room < sizeof name ? room : sizeof name);
-    snprintf(s->path, sizeof s->path, "%s/%s%s", dir, name, tail);
+    if (snprintf(s->path, sizeof s->path, "%s/%s%s", dir, name, tail) >= int(sizeof s->path))
+        return CRF1_NoSocket;
 
     ZULPL_RemoveStaleSockets(dir);
     int fd = ZULPL_ListenLocal(s->path);
