@@ -21,14 +21,6 @@
 
 RAS1_DECLARE_UNIT(RAS1_APPLICATION, "1", "TEST");
 
-#if defined(__SANITIZE_THREAD__)
-#define ZUL_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define ZUL_TSAN 1
-#endif
-#endif
-
 namespace {
 
 std::string Listen()
@@ -67,6 +59,13 @@ std::string Talk(int fd, const std::string &out, int replies)
         in.append(b, size_t(n));
     }
     return in;
+}
+
+std::string Slurp(const std::string &path)
+{
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
 }
 
 int Pong(ZULLX_list_t *, ZULSS_format_t *format, ZULCR_request_t *)
@@ -168,16 +167,14 @@ TEST(ConsoleSocket, OtherUserIsRefusedAndLogged)
     EXPECT_EQ(Talk(fd, "?\n", 1).rfind("ZUL 0 ", 0), 0u);
     close(fd);
     CRF1_Unlisten();
-    std::stringstream text;
-    text << std::ifstream(log).rdbuf();
-    EXPECT_NE(text.str().find("from uid 65534"), std::string::npos) << text.str();
+    EXPECT_NE(Slurp(log).find("from uid 65534"), std::string::npos) << Slurp(log);
 }
 
 // A forked child has no server: it opens a socket of its own, and its
 // end leaves its parent's socket in place and answering.
 TEST(ConsoleSocket, ForkedChildLeavesItsParentsSocketAlone)
 {
-#ifdef ZUL_TSAN
+#if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "ThreadSanitizer cannot start a thread in a child of a threaded process";
 #endif
     std::string path = Listen(), dir = path.substr(0, path.rfind('/'));
@@ -187,10 +184,8 @@ TEST(ConsoleSocket, ForkedChildLeavesItsParentsSocketAlone)
         bool ok = CRF1_Listen(dir.c_str(), 0, own, sizeof own) == CRF1_OK && path != own;
         _exit(ok && CRF1_Unlisten() == CRF1_OK ? 0 : 1);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
+    int status = 0, fd = (waitpid(child, &status, 0), Dial(path));
     EXPECT_EQ(status, 0);
-    int fd = Dial(path);
     EXPECT_EQ(Talk(fd, "?\n", 1).rfind("ZUL 0 ", 0), 0u);
     close(fd);
 }
@@ -206,13 +201,6 @@ int Zulctl(const std::string &args, std::string *out)
     for (size_t n; (n = fread(b, 1, sizeof b, p)) > 0;)
         out->append(b, n);
     return WEXITSTATUS(pclose(p));
-}
-
-std::string Slurp(const std::string &path)
-{
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
 }
 
 } // namespace
