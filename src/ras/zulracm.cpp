@@ -164,12 +164,18 @@ static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_reque
 
 void ZULRA_RegisterCommand(void *block)
 {
-    // A failed registration leaves the trace running without its command.
+    // The console's calls are traced.  Tracing is held off while they
+    // run, so that the registration neither starts the trace, which would
+    // give the process its default store before the program could
+    // register a store of its own, nor writes lines for work that the
+    // program did not ask for.  A failed registration leaves the trace
+    // running without its command.
+    (void)RAS1_Event(nullptr, __LINE__, RAS1_EVENT_SUSPEND);
     uint32_t command = 0;
     if (CRF1_Register(&command, nullptr, block, "ras1", 0,
-                      "Manage RAS1 (Reliability, Availablity, Servicability)", 0) != 0)
-        return;
-    for (const ZULCR_row_t &row : kSubcommands)
-        (void)CRF1_Subcommand(command, ZULRA_Command, const_cast<ZULCR_row_t *>(&row), row.name, 0,
-                              row.description, 0);
+                      "Manage RAS1 (Reliability, Availablity, Servicability)", 0) == 0)
+        for (const ZULCR_row_t &row : kSubcommands)
+            (void)CRF1_Subcommand(command, ZULRA_Command, const_cast<ZULCR_row_t *>(&row),
+                                  row.name, 0, row.description, 0);
+    (void)RAS1_Event(nullptr, __LINE__, RAS1_EVENT_RESUME);
 }
