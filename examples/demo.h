@@ -19,4 +19,8 @@ int net_handle(const char *line);
 /* Writes the totals of the requests handled to the log. */
 void net_report(void);
 
+/* Runs console lines from standard input until it ends; 0, or the
+ * status of a console that could not be made. */
+int console_run(void);
+
 #endif

@@ -7,6 +7,8 @@
 
 #include <zul/ras1.h>
 
+#include "internal/zulconsole.h"
+
 __attribute__((constructor)) static void zul_process_attach(void)
 {
     // Log output is held off while the attach work reads settings, and
@@ -18,6 +20,7 @@ __attribute__((constructor)) static void zul_process_attach(void)
     ZULWNT_Setup();
     RAS1_Event(nullptr, 0, RAS1_EVENT_RESUME);
     ZULWNT_Install();
+    ZULCR_ListenFromSetting();
 }
 
 __attribute__((destructor)) static void zul_process_detach(void)

@@ -110,6 +110,7 @@ typedef struct ZULRA_pcb {
     uint32_t poolLeft;
     int32_t once;                     // guards the start of the service
     ZULRA_capture_t *capture;
+    uint32_t captureHold;             // readers of the ring; nothing is captured while not 0
     ZULRA_chunk_t *lists[3];
     uint32_t chunkBytes;
     uint32_t chunkSlots;
@@ -223,8 +224,7 @@ void ZULRA_NormalizeUnit(ZULRA_unit_t *unit);
 // The class table (zulracl), the store walk (zulrast), the class names
 // (zulraqn) and the writing of a line (zulrafo) belong to the log; the
 // start (zulrain), the pool (zulrasp), the filter walk (zulrafl) and the
-// banner (zulrasb) to the filters and the start.  The console command
-// waits in zulrasm until the console exists.
+// banner (zulrasb) to the filters and the start.
 
 // The start of the service: runs once per process, under once-only
 // construction, at the first sync that is not suspended.
@@ -247,6 +247,27 @@ int ZULRA_MatchFilters(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t *class
 // The first store of the store list whose class matches `want`, or null.
 // The caller holds the block lock.
 struct ZULRA_store *ZULRA_MatchStore(ZULRA_pcb_t *block, uint32_t want);
+
+// Raises (`hold` 1) or lowers (`hold` 0) the count of readers of the
+// capture ring.  Raising it waits for a capture in progress, so that once
+// it returns no writer touches the ring until it is lowered again.
+void ZULRA_HoldCapture(ZULRA_pcb_t *block, int hold);
+
+// The ras1 console command (zulracm, zulraset, zulracp).  A list of an
+// argument tree, as the console hands it to a command.
+struct ZULLX_list;
+
+// The class word `classes` as names joined by "+", each cut to its
+// shortest abbreviation, and a line end.
+void ZULRA_ShowClass(ZULSS_format_t *format, uint32_t classes);
+
+// `ras1 log`: the capture ring, oldest line first.
+void ZULRA_ShowCapture(ZULRA_pcb_t *block, ZULSS_format_t *format);
+
+// `ras1 set`: class names set the default class, parenthesised groups of
+// keywords and class names make filters.  0, or 1 when the arguments
+// could not be read.
+int ZULRA_SetCommand(ZULSS_format_t *format, struct ZULLX_list *list);
 
 // Writes the build banner of a newly met build record.
 void ZULRA_ShowBuild(ZULRA_build_t *build);

@@ -26,12 +26,16 @@ static constinit ZULSS_lock_t ring_lock = {};
 // larger one, left by a very long line, goes back to the heap.
 #define KEPT_PENDING 4096u
 
-// Copies the records of a batch to the ring.
+// Copies the records of a batch to the ring, unless a reader holds it.
 static void capture(ZULRA_pcb_t *block, const char *records, uint32_t count)
 {
     if (__atomic_load_n(&block->capture, __ATOMIC_ACQUIRE) == nullptr)
         return;
     BSS1_GetLock(&ring_lock);
+    if (block->captureHold != 0) {
+        BSS1_ReleaseLock(&ring_lock);
+        return;
+    }
     ZULRA_capture_t *slot = block->capture;
     const char *p = records;
     for (uint32_t i = 0; i < count; i++) {
@@ -45,6 +49,19 @@ static void capture(ZULRA_pcb_t *block, const char *records, uint32_t count)
         p += 1 + length;
     }
     __atomic_store_n(&block->capture, slot, __ATOMIC_RELEASE);
+    BSS1_ReleaseLock(&ring_lock);
+}
+
+// The count of readers changes under the ring's lock, which a capture
+// holds throughout: a reader that has raised it walks the ring with no
+// lock while every writer passes the ring by.
+void ZULRA_HoldCapture(ZULRA_pcb_t *block, int hold)
+{
+    BSS1_GetLock(&ring_lock);
+    if (hold)
+        block->captureHold++;
+    else if (block->captureHold != 0)
+        block->captureHold--;
     BSS1_ReleaseLock(&ring_lock);
 }
 

@@ -1,3 +1,11 @@
 # The console: registry, consoles, command lines and the bss1 command.
 zul_add_test(zul_test_crf SOURCES ${CMAKE_CURRENT_LIST_DIR}/console_test.cpp
   FAMILIES crf ONE_PER_PROCESS)
+# The console socket, from outside the process.
+zul_add_test(zul_test_crfsock SOURCES ${CMAKE_CURRENT_LIST_DIR}/socket_test.cpp
+  FAMILIES crf ONE_PER_PROCESS)
+if(TARGET zul_demo)
+  target_compile_definitions(zul_test_crfsock PRIVATE ZUL_DEMO_PATH="$<TARGET_FILE:zul_demo>"
+    ZULCTL_PATH="$<TARGET_FILE:zulctl>")
+  add_dependencies(zul_test_crfsock zul_demo zulctl)
+endif()

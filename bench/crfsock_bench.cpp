@@ -1,0 +1,83 @@
+// A short command over the console socket, round trip, beside what a
+// program would write instead: a bare echo over a Unix-domain socket,
+// served by a thread of its own.  Both measured in the same run.
+#include <zul/crf1.h>
+
+#include <benchmark/benchmark.h>
+
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+
+namespace {
+
+int Dial(const char *path)
+{
+    sockaddr_un a{AF_UNIX, {}};
+    strncpy(a.sun_path, path, sizeof a.sun_path - 1);
+    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0)
+        abort();
+    return fd;
+}
+
+// Sends `line` and reads until `expect` bytes have come.
+void RoundTrip(int fd, const char *line, size_t length, size_t expect)
+{
+    char buffer[256];
+    if (send(fd, line, length, 0) != ssize_t(length))
+        abort();
+    for (size_t got = 0; got < expect;) {
+        ssize_t n = recv(fd, buffer, sizeof buffer, 0);
+        if (n <= 0)
+            abort();
+        got += size_t(n);
+    }
+}
+
+int Pong(ZULLX_list_t *, ZULSS_format_t *format, ZULCR_request_t *)
+{
+    return BSS1_PrintFormat(format, "pong\n");
+}
+
+void BM_ConsoleSocketRoundTrip(benchmark::State &state)
+{
+    static char path[108];
+    if (path[0] == '\0') {
+        char dir[] = "/tmp/zulbenchXXXXXX";
+        CRF1_Register(nullptr, Pong, nullptr, "ping", 0, "Answers pong", 0);
+        if (mkdtemp(dir) == nullptr || CRF1_Listen(dir, 0, path, sizeof path) != CRF1_OK)
+            abort();
+    }
+    int fd = Dial(path);
+    for (auto _ : state)
+        RoundTrip(fd, "ping\n", 5, strlen("ZUL 0 5\npong\n"));
+    close(fd);
+}
+BENCHMARK(BM_ConsoleSocketRoundTrip);
+
+void BM_BareUnixEchoRoundTrip(benchmark::State &state)
+{
+    int pair[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0)
+        abort();
+    std::thread echo([fd = pair[1]] {
+        char buffer[256];
+        for (ssize_t n; (n = recv(fd, buffer, sizeof buffer, 0)) > 0;)
+            send(fd, buffer, size_t(n), 0);
+    });
+    for (auto _ : state)
+        RoundTrip(pair[0], "ping\n", 5, 5);
+    shutdown(pair[0], SHUT_RDWR);
+    echo.join();
+    close(pair[0]);
+    close(pair[1]);
+}
+BENCHMARK(BM_BareUnixEchoRoundTrip);
+
+} // namespace

@@ -1,0 +1,206 @@
+// CRF1_Listen, CRF1_Unlisten: the console server, a local socket that
+// lets the process's owner run console commands from outside.
+//
+// The socket is "<program>.<pid>.sock" in a directory only the owner can
+// enter.  It is removed by CRF1_Unlisten and when the process ends; a
+// socket left by a process that has gone is removed by the next server
+// that starts in the same directory.  A forked child has no server: it
+// closes its copies of the descriptors and leaves the parent's socket
+// alone, and may call CRF1_Listen for one of its own.
+#include "crf/zulcrso.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "internal/zulunits.h"
+#include "platform/zulplat.h"
+
+ZULRA_CRF1_UNIT("zulcrls");
+
+constinit ZULCR_server_t ZULCR_server = {};
+
+namespace {
+
+constinit std::atomic<uint32_t> forkHooked{0};
+
+// The program's name as the socket carries it: the last part of its path,
+// with blanks, control characters and slashes made '_', at most `room`
+// bytes.
+void program_name(char *out, size_t room)
+{
+    char path[256];
+    const char *name = "zul";
+    if (ZULPL_ProgramPath(path, sizeof path) != 0) {
+        const char *slash = strrchr(path, '/');
+        name = slash != nullptr ? slash + 1 : path;
+        if (*name == '\0')
+            name = "zul";
+    }
+    size_t n = 0;
+    for (; name[n] != '\0' && n + 1 < room; ++n)
+        out[n] = (static_cast<unsigned char>(name[n]) <= ' ' || name[n] == '/') ? '_' : name[n];
+    out[n] = '\0';
+}
+
+// In a forked child the thread is gone: close the copies of its
+// descriptors, forget the consoles (their resources belong to the
+// parent's story) and leave the socket to the parent.
+void after_fork_in_child()
+{
+    ZULCR_server_t *s = &ZULCR_server;
+    if (!s->running.load(std::memory_order_acquire))
+        return;
+    for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i)
+        if (s->conns[i].used)
+            ZULPL_CloseFd(s->conns[i].fd);
+    ZULPL_CloseFd(s->listener);
+    ZULPL_CloseFd(s->wake[0]);
+    ZULPL_CloseFd(s->wake[1]);
+    memset(s->conns, 0, sizeof s->conns);
+    s->running.store(0, std::memory_order_release);
+}
+
+// The socket goes when the process ends, whatever the server thread is
+// doing; only the process that bound it removes it.
+__attribute__((destructor)) void remove_at_exit()
+{
+    ZULCR_server_t *s = &ZULCR_server;
+    if (s->running.load(std::memory_order_acquire) && s->ownerPid == uint32_t(getpid()))
+        ZULPL_RemovePath(s->path);
+}
+
+int start(ZULCR_server_t *s, const char *directory, uint32_t length)
+{
+    char wanted[ZULPL_SOCKET_PATH_MAX];
+    if (directory != nullptr && length == 0)
+        length = uint32_t(strlen(directory));
+    if (directory != nullptr && length >= sizeof wanted)
+        return CRF1_BadDirectory;
+    if (directory != nullptr) {
+        memcpy(wanted, directory, length);
+        wanted[length] = '\0';
+        if (memchr(wanted, '\0', length) != nullptr)
+            return CRF1_BadDirectory;
+    }
+    char dir[ZULPL_SOCKET_PATH_MAX];
+    if (ZULPL_PrivateDirectory(directory != nullptr ? wanted : nullptr, dir, sizeof dir) != 0)
+        return CRF1_BadDirectory;
+
+    // "<dir>/<program>.<pid>.sock": the program's name gives way first
+    // when the host's limit on socket paths is near.
+    char tail[24];
+    snprintf(tail, sizeof tail, ".%u.sock", unsigned(getpid()));
+    size_t room = sizeof s->path - strlen(dir) - 1 - strlen(tail);
+    if (strlen(dir) + 1 + strlen(tail) + 2 > sizeof s->path)
+        return CRF1_NoSocket;
+    char name[64];
+    program_name(name, room < sizeof name ? room : sizeof name);
+    if (snprintf(s->path, sizeof s->path, "%s/%s%s", dir, name, tail) >= int(sizeof s->path))
+        return CRF1_NoSocket;
+
+    ZULPL_RemoveStaleSockets(dir);
+    int fd = ZULPL_ListenLocal(s->path);
+    if (fd < 0)
+        return CRF1_NoSocket;
+    if (ZULPL_WakePipe(s->wake) != 0) {
+        ZULPL_CloseFd(fd);
+        ZULPL_RemovePath(s->path);
+        return CRF1_NoSocket;
+    }
+    s->listener = fd;
+    s->ownerPid = uint32_t(getpid());
+    s->ownerUid = ZULPL_UserId();
+    s->stopping.store(0, std::memory_order_relaxed);
+    if (forkHooked.exchange(1) == 0)
+        pthread_atfork(nullptr, nullptr, after_fork_in_child);
+
+    // The thread takes no signal: the program's handlers and sigwait
+    // loops keep their signals.
+    sigset_t all, old;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &old);
+    int rc = pthread_create(&s->thread, nullptr, ZULCR_Serve, s);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    if (rc != 0) {
+        ZULPL_CloseFd(fd);
+        ZULPL_CloseFd(s->wake[0]);
+        ZULPL_CloseFd(s->wake[1]);
+        ZULPL_RemovePath(s->path);
+        return CRF1_NoThread;
+    }
+    s->running.store(1, std::memory_order_release);
+    return 0;
+}
+
+void copy_out(const ZULCR_server_t *s, char *path, uint32_t size)
+{
+    if (path != nullptr && size != 0)
+        snprintf(path, size, "%s", s->path);
+}
+
+} // namespace
+
+int ZULCR_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
+{
+    ZULCR_server_t *s = &ZULCR_server;
+    BSS1_GetLock(&s->lock);
+    int status = s->running.load(std::memory_order_acquire) ? int(CRF1_Listening) : start(s, directory, length);
+    if (status == 0 || status == CRF1_Listening)
+        copy_out(s, path, size);
+    BSS1_ReleaseLock(&s->lock);
+    return status;
+}
+
+void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directory, uint32_t length, int status)
+{
+    if (length == 0 && directory != nullptr)
+        length = uint32_t(strlen(directory));
+    if (status != 0 && status != CRF1_Listening && RAS1_WANTS(classes, RAS1_ERROR))
+        RAS1_Printf(entry, __LINE__, "Console socket not opened in %.*s: status %d\n",
+                    directory != nullptr ? int(length) : 7, directory != nullptr ? directory : "default", status);
+    else if (status == 0 && RAS1_WANTS(classes, RAS1_STATE))
+        RAS1_Printf(entry, __LINE__, "Console listening on %s\n", ZULCR_server.path);
+}
+
+extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
+{
+    RAS1_DECLARE_ENTRY(entry, "CRF1_Listen", RAS1_PUBLIC);
+    RAS1_ENTRY(entry, classes, flow);
+
+    int status = ZULCR_Listen(directory, length, path, size);
+    ZULCR_LogListen(&entry, classes, directory, length, status);
+
+    RAS1_EXIT_VALUE(entry, flow, status);
+    return status;
+}
+
+extern "C" ZUL_API int CRF1_Unlisten(void)
+{
+    RAS1_DECLARE_ENTRY(entry, "CRF1_Unlisten", RAS1_PUBLIC);
+    RAS1_ENTRY(entry, classes, flow);
+    (void)classes;
+
+    ZULCR_server_t *s = &ZULCR_server;
+    BSS1_GetLock(&s->lock);
+    int status = 0;
+    if (!s->running.load(std::memory_order_acquire)) {
+        status = CRF1_NotListening;
+    } else if (pthread_equal(pthread_self(), s->thread)) {
+        // A command run by the server itself cannot wait for its end.
+        status = CRF1_ServerBusy;
+    } else {
+        s->stopping.store(1, std::memory_order_release);
+        ZULPL_Wake(s->wake[1]);
+        pthread_join(s->thread, nullptr);
+        ZULPL_CloseFd(s->wake[0]);
+        ZULPL_CloseFd(s->wake[1]);
+        s->running.store(0, std::memory_order_release);
+    }
+    BSS1_ReleaseLock(&s->lock);
+
+    RAS1_EXIT_VALUE(entry, flow, status);
+    return status;
+}
