@@ -35,6 +35,26 @@
 
 #include <setjmp.h>
 
+/* How a scope keeps its jump state.  The compiler's own non-local jump
+ * saves three words inline (frame, stack pointer, resume address) and
+ * spills only the registers that are live; it saves no signal mask and
+ * makes no call.  Under ThreadSanitizer the C library's _setjmp is used
+ * instead, since the sanitizer follows only the jumps it intercepts; a
+ * program built with it needs a libzul built with it too.  Either way the
+ * state lives in the frame's `jump`, and a raise comes back with 1. */
+#if defined(__SANITIZE_THREAD__)
+#define PFM1__TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define PFM1__TSAN 1
+#endif
+#endif
+#ifdef PFM1__TSAN
+#define PFM1__SAVE(buffer) _setjmp(buffer)
+#else
+#define PFM1__SAVE(buffer) __builtin_setjmp((void **)(buffer))
+#endif
+
 ZUL_BEGIN_DECLS
 
 /* ------------------------------------------------------------------ */
@@ -76,7 +96,7 @@ typedef struct PFM1_Frame {
     uint32_t state;          /* PFM1_FRAME_ARMED; the release's result */
     PFM1_FFDC ffdc;          /* FFDC routine of the scope it guards, or null */
     void *ffdcArg;
-    jmp_buf jump; /* where a raise out of that scope continues */
+    jmp_buf jump; /* where a raise out of that scope continues (PFM1__SAVE) */
 } PFM1_Frame;
 
 /* A thread's anchor, built at the thread's first PFM1 call and dropped at
@@ -230,7 +250,7 @@ ZUL_END_DECLS
     do {                                                                      \
         PFM1_Scope s;                                                         \
         s.tab = PFM1__ScopeTAB();                                             \
-        if (_setjmp(s.tab->top->jump) == 0) {                                 \
+        if (PFM1__SAVE(s.tab->top->jump) == 0) {                              \
             PFM1__Push(s.tab, &s.frame);                                      \
             {
 
@@ -251,7 +271,7 @@ ZUL_END_DECLS
 /* The scope as a function: runs body() protected, and returns 0 after a
  * normal end or the status a raise left it with.  `body` must be
  * noexcept.  The jump comes back into this function, which stays active
- * while the body runs; it is never inlined, since it calls _setjmp. */
+ * while the body runs; it is never inlined, since it saves a jump state. */
 template <class Body>
 inline uint32_t PFM1__Protect(PFM1_Scope *s, Body &body, const char *file, int line) noexcept
 {
@@ -259,7 +279,7 @@ inline uint32_t PFM1__Protect(PFM1_Scope *s, Body &body, const char *file, int l
                   "a protected body must be noexcept: an exception leaving it would "
                   "leave its frame on the thread's stack");
     s->tab = PFM1__ScopeTAB();
-    if (_setjmp(s->tab->top->jump) == 0) {
+    if (PFM1__SAVE(s->tab->top->jump) == 0) {
         PFM1__Push(s->tab, &s->frame);
         body();
         return PFM1__Release(s->tab, &s->frame, file, line);

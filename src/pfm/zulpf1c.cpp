@@ -19,7 +19,7 @@ namespace {
 __attribute__((noinline)) void run_scoped(PFM1_TAB *own, PFM1_FFDC routine, void *argument)
 {
     PFM1_Frame frame;
-    if (_setjmp(own->top->jump) != 0)
+    if (PFM1__SAVE(own->top->jump) != 0)
         return;
     PFM1__Push(own, &frame);
     if (RAS1_WANTS(RAS1_PeekClass(&callEntry), RAS1_STATE) && !ZULPF_InHandler())

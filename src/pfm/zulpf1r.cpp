@@ -14,6 +14,16 @@
 
 #include <setjmp.h>
 #include <stdlib.h>
+#if defined(__SANITIZE_ADDRESS__)
+#define ZULPF_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZULPF_ASAN 1
+#endif
+#endif
+#ifdef ZULPF_ASAN
+#include <sanitizer/asan_interface.h>
+#endif
 
 ZULRA_PFM1_UNIT("zulpf1r");
 
@@ -30,6 +40,21 @@ namespace {
     if (RAS1_WANTS(RAS1_ReadClass(&raiseEntry), RAS1_ANY))
         RAS1_Printf(&raiseEntry, __LINE__, "Unhandled exception: Status(%08lX)\n", status);
     exit(-1);
+}
+
+// Back to the scope's entry, which reads the status from the TAB.  The
+// jump is the counterpart of PFM1__SAVE.  AddressSanitizer is told first
+// that the frames in between are left, so their poisoned bytes go.
+[[noreturn]] void jump(jmp_buf state)
+{
+#ifdef PFM1__TSAN
+    longjmp(state, 1);
+#else
+#ifdef ZULPF_ASAN
+    __asan_handle_no_return();
+#endif
+    __builtin_longjmp(reinterpret_cast<void **>(state), 1);
+#endif
 }
 
 } // namespace
@@ -60,5 +85,5 @@ void PFM1__Raise(PFM1_TAB *tab, uint32_t status)
         (void)PFM1__DropFrame(owner, top, __FILE__, __LINE__);
     tab->status = status;
     ZULPL_SigJumpOut(top);
-    longjmp(tab->top->jump, status != 0 ? static_cast<int>(status) : static_cast<int>(PFM1_ZERO_RAISED));
+    jump(tab->top->jump);
 }
