@@ -6,6 +6,8 @@
 // with no session.  Enabled: one line of the same text to a file through
 // the default store, which flushes every line, against spdlog's file sink
 // with flush_on(trace), and against fprintf + fflush; on 1, 2 and 4 threads.
+// The same line to a store that writes to /dev/null, against a bare write
+// of its bytes there, shows the library's own cost without the disk's.
 //
 // The trace is selected by ZUL_RAS1, which is read once at the start of
 // the process, so main sets it and runs the program again.
@@ -115,6 +117,53 @@ void WriteLineToFile(benchmark::State &state)
 }
 BENCHMARK(WriteLineToFile)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
+// ---- enabled, one line to /dev/null --------------------------------------
+
+int NullFd()
+{
+    static int fd = open("/dev/null", O_WRONLY);
+    return fd;
+}
+
+int WriteToNull(void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t)
+{
+    return write(NullFd(), text, length) < 0;
+}
+
+// The entry's DETAIL lines go to a store of their own, which writes each
+// flush with one write(2) to /dev/null.  It is registered after the trace
+// has started, so that the default store and ZUL_RAS1 stay as they are.
+void ZulLineToNull(benchmark::State &state)
+{
+    RAS1_DECLARE_ENTRY(entry, "null", RAS1_PUBLIC);
+    static int registered = [] {
+        (void)RAS1_ReadClass(&entry);
+        return RAS1_RegisterStore("NULL", 4, nullptr, WriteToNull, RAS1_DETAIL);
+    }();
+    (void)registered;
+    int i = 0;
+    for (auto _ : state) {
+        uint32_t classes = RAS1_ReadClass(&entry);
+        if (RAS1_WANTS(classes, RAS1_DETAIL))
+            RAS1_Printf(&entry, __LINE__, "request %d handled in %d us\n", i, 42);
+        i++;
+    }
+    if (state.thread_index() == 0 && !RAS1_WANTS(RAS1_ReadClass(&entry), RAS1_DETAIL))
+        state.SkipWithError("ZUL_RAS1 did not select the line");
+}
+BENCHMARK(ZulLineToNull)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+
+void WriteLineToNull(benchmark::State &state)
+{
+    char line[128];
+    int n = std::snprintf(line, sizeof line,
+                          "(6B04389D.004C4B40-2C6E:trace_bench.cpp,90,\"null\") "
+                          "request %d handled in %d us\n", 1234567, 42);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(write(NullFd(), line, static_cast<size_t>(n)));
+}
+BENCHMARK(WriteLineToNull)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+
 #if ZUL_BENCH_SPDLOG
 std::shared_ptr<spdlog::logger> FileLogger()
 {
@@ -163,7 +212,7 @@ int main(int argc, char **argv)
     // record then carries a word without its bits, as in a process where
     // some tracing is configured.
     if (std::getenv("ZUL_RAS1") == nullptr) {
-        std::string value = std::string("(UNIT:trace_bench ENTRY:enabled ERROR) >") + kZulLog;
+        std::string value = std::string("(UNIT:trace_bench ENTRY:enabled ERROR) (UNIT:trace_bench ENTRY:null DETAIL) >") + kZulLog;
         setenv("ZUL_RAS1", value.c_str(), 1);
         execv("/proc/self/exe", argv);
         std::perror("execv");

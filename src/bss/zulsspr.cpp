@@ -354,6 +354,27 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
             break;
         at += 1;
 
+        // The commonest directives, bare %d and %s, skip the parse of
+        // flags, width, precision and size; they put out what the general
+        // path gives them.
+        if (*at == 'd') {
+            at += 1;
+            int32_t value = va_arg(arguments, int32_t);
+            uint32_t magnitude = static_cast<uint32_t>(value);
+            char sign = 0;
+            if (value < 0) {
+                sign = '-';
+                magnitude = 0u - magnitude;
+            }
+            number_field(out, magnitude, 0, kLower, sign, nullptr, 0, 0, 0, 0);
+            continue;
+        }
+        if (*at == 's') {
+            at += 1;
+            text_field(out, va_arg(arguments, const char *), 0, 0, 0, false);
+            continue;
+        }
+
         unsigned flags = 0;
         uint32_t width = 0, precision = 0;
         bool widthPresent = false, precisionPresent = false;

@@ -47,6 +47,12 @@ uint32_t ZULPL_Ticks(void);
 // wrap without waiting for it; null restores the system's counter.
 void ZULPL_SetTickSource(uint32_t (*source)(void));
 
+// All of `length` bytes to `fd`, going on after a short write and after
+// a signal; stops at the first error.  It is not a point where a thread
+// can be cancelled: a log store writes under its lock, which a thread
+// cancelled in the middle of the write would never release.
+void ZULPL_WriteAll(int fd, const char *text, size_t length);
+
 // The full path of the running executable into `buffer` (NUL-terminated,
 // cut to fit).  Returns its length, 0 if it cannot be found.
 size_t ZULPL_ProgramPath(char *buffer, size_t size);

@@ -90,15 +90,27 @@ static char *put_decimal(char *to, int value)
     return to;
 }
 
-// A text as a text directive puts it: "NULL" for a null pointer, and
-// with a `limit` no further than a zero byte.  Each text goes in as a
-// piece of its own, as the directive's would.
-static void put_name(ZULSS_format_t *object, const char *text, uint32_t limit, bool limited)
+// Room for a head whose names are short: the fixed fields take at most
+// 45 bytes.
+static constexpr size_t kHeadRoom = 192;
+
+// A name as a text directive puts it, "NULL" for a null pointer, behind
+// the head gathered in `head` up to `end`.  A name too long for the room
+// left goes in as a piece of its own, after what has been gathered.
+// Returns the new end of the gathered head.
+static char *put_name(ZULSS_format_t *object, char *head, char *end, const char *text,
+                      size_t length)
 {
     if (text == nullptr)
-        ZULSS_WriteText(object, "NULL", 4);
-    else
-        ZULSS_WriteText(object, text, limited ? strnlen(text, limit) : strlen(text));
+        text = "NULL";
+    // 16 bytes stay free for the fields that follow a name.
+    if (length > (size_t)(head + kHeadRoom - 16 - end)) {
+        ZULSS_WriteText(object, head, (size_t)(end - head));
+        ZULSS_WriteText(object, text, length);
+        return head;
+    }
+    memcpy(end, text, length);
+    return end + length;
 }
 
 // The store for a line of class word `active`, and whether no tracing is
@@ -188,7 +200,11 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
             open_store(object);
     }
 
-    char head[32];
+    // The head goes in as few pieces as it can: everything before the
+    // environment routines' text as one, everything behind it as another.
+    // No piece of it can start with a line feed after a carriage return,
+    // so the records come out as they would from one piece per field.
+    char head[kHeadRoom];
     char *end = head;
     *end++ = '(';
     end = put_hex(end, now.seconds, 8);
@@ -197,21 +213,25 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     *end++ = '-';
     end = put_hex(end, BSS1_ThreadID(), 1);
     *end++ = ':';
-    ZULSS_WriteText(object, head, (size_t)(end - head));
-    for (ZULRA_envr_t *node = environments; node != nullptr; node = node->next)
-        node->routine(node->user, object);
+    if (environments != nullptr) {
+        ZULSS_WriteText(object, head, (size_t)(end - head));
+        end = head;
+        for (ZULRA_envr_t *node = environments; node != nullptr; node = node->next)
+            node->routine(node->user, object);
+    }
     const char *name;
     uint32_t nameLength;
     unit_name(block, entry->unit, &name, &nameLength);
-    put_name(object, name, nameLength, true);
-    end = head;
+    end = put_name(object, head, end, name, name ? strnlen(name, nameLength) : 4);
     *end++ = ',';
     end = put_decimal(end, line);
     *end++ = ',';
     *end++ = '"';
+    end = put_name(object, head, end, entry->name, entry->name ? strlen(entry->name) : 4);
+    *end++ = '"';
+    *end++ = ')';
+    *end++ = ' ';
     ZULSS_WriteText(object, head, (size_t)(end - head));
-    put_name(object, entry->name, 0, false);
-    ZULSS_WriteText(object, "\") ", 3);
 
     *format = object;
     return STC1_Success;

@@ -2,17 +2,17 @@
 //
 // The store gets whole lines only (the format handler holds back a line
 // until its end has come), and it writes each batch of them to the file
-// with one write(2) of its own, straight from the format object's buffer,
+// with one write(2) of its own (see ZULPL_WriteAll), straight from the format object's buffer,
 // under the store's lock: lines of several threads never mix, however
 // long they are.  Whatever the program left in the stream's buffer (the
 // stream may be its standard output) is flushed first, so the order of
 // the output is kept.
 #include "ras/zulralg.h"
 
-#include <errno.h>
+#include "platform/zulplat.h"
+
 #include <stdio.h>
 #include <stdio_ext.h>
-#include <unistd.h>
 
 int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                       uint32_t flags)
@@ -28,16 +28,6 @@ int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry
     // log file of the library's own, nothing else writes through it.
     if (__fpending(stream) != 0)
         fflush(stream);
-    int fd = fileno(stream);
-    while (length > 0) {
-        ssize_t n = write(fd, text, length);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            break;
-        }
-        text += n;
-        length -= (uint32_t)n;
-    }
+    ZULPL_WriteAll(fileno(stream), text, length);
     return 0;
 }
