@@ -17,3 +17,8 @@ if(LTTNG_UST_FOUND)
   target_link_libraries(zul_bench_trace PRIVATE PkgConfig::LTTNG_UST ${CMAKE_DL_LIBS})
   target_compile_definitions(zul_bench_trace PRIVATE ZUL_BENCH_LTTNG=1)
 endif()
+# The same enabled pair with the lines going to /dev/null: the library's
+# own cost without the disk's.
+zul_add_bench(zul_bench_trace_null SOURCES ${CMAKE_CURRENT_LIST_DIR}/trace_bench.cpp
+  FAMILIES ras)
+target_compile_definitions(zul_bench_trace_null PRIVATE ZUL_BENCH_TO_NULL=1)

@@ -6,8 +6,11 @@
 // with no session.  Enabled: one line of the same text to a file through
 // the default store, which flushes every line, against spdlog's file sink
 // with flush_on(trace), and against fprintf + fflush; on 1, 2 and 4 threads.
-// The same line to a store that writes to /dev/null, against a bare write
-// of its bytes there, shows the library's own cost without the disk's.
+// Built a second time as zul_bench_trace_null (ZUL_BENCH_TO_NULL), the
+// same pair of enabled lines goes to /dev/null instead, through the same
+// default store: ZulLineToNull against WriteLineToNull shows the library's
+// own cost without the disk's.  The pair has a program of its own because
+// a second store in this program would take the file pair's lines.
 //
 // The trace is selected by ZUL_RAS1, which is read once at the start of
 // the process, so main sets it and runs the program again.
@@ -34,11 +37,19 @@ RAS1_DECLARE_UNIT_EX("trace_bench", RAS1_APPLICATION, "1", "BENCH", 0);
 
 namespace {
 
+#if ZUL_BENCH_TO_NULL
+const char *const kZulLog = "/dev/null";
+const char *const kWriteLog = "/dev/null";
+#define ZUL_BENCH_TARGET "Null"
+#else
 const char *const kZulLog = "/tmp/zul_bench_trace.log";
+const char *const kWriteLog = "/tmp/zul_bench_write.log";
+#define ZUL_BENCH_TARGET "File"
+#endif
 const char *const kSpdLog = "/tmp/zul_bench_spdlog.log";
 const char *const kStdioLog = "/tmp/zul_bench_stdio.log";
-const char *const kWriteLog = "/tmp/zul_bench_write.log";
 
+#if !ZUL_BENCH_TO_NULL
 // ---- disabled -----------------------------------------------------------
 
 void ZulDisabled(benchmark::State &state)
@@ -83,6 +94,7 @@ void LttngDisabled(benchmark::State &state)
 }
 BENCHMARK(LttngDisabled);
 #endif
+#endif // !ZUL_BENCH_TO_NULL
 
 // ---- enabled, one flushed line to a file ---------------------------------
 
@@ -99,7 +111,7 @@ void ZulLineToFile(benchmark::State &state)
     if (state.thread_index() == 0 && !RAS1_WANTS(RAS1_ReadClass(&entry), RAS1_ERROR))
         state.SkipWithError("ZUL_RAS1 did not select the line");
 }
-BENCHMARK(ZulLineToFile)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(ZulLineToFile)->Name("ZulLineTo" ZUL_BENCH_TARGET)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
 // The floor: one write(2) per line of the bytes the store writes (a line
 // head and the message, about 80 bytes), formatted by hand beforehand, to
@@ -115,54 +127,7 @@ void WriteLineToFile(benchmark::State &state)
     for (auto _ : state)
         benchmark::DoNotOptimize(write(fd, line, static_cast<size_t>(n)));
 }
-BENCHMARK(WriteLineToFile)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
-
-// ---- enabled, one line to /dev/null --------------------------------------
-
-int NullFd()
-{
-    static int fd = open("/dev/null", O_WRONLY);
-    return fd;
-}
-
-int WriteToNull(void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t)
-{
-    return write(NullFd(), text, length) < 0;
-}
-
-// The entry's DETAIL lines go to a store of their own, which writes each
-// flush with one write(2) to /dev/null.  It is registered after the trace
-// has started, so that the default store and ZUL_RAS1 stay as they are.
-void ZulLineToNull(benchmark::State &state)
-{
-    RAS1_DECLARE_ENTRY(entry, "null", RAS1_PUBLIC);
-    static int registered = [] {
-        (void)RAS1_ReadClass(&entry);
-        return RAS1_RegisterStore("NULL", 4, nullptr, WriteToNull, RAS1_DETAIL);
-    }();
-    (void)registered;
-    int i = 0;
-    for (auto _ : state) {
-        uint32_t classes = RAS1_ReadClass(&entry);
-        if (RAS1_WANTS(classes, RAS1_DETAIL))
-            RAS1_Printf(&entry, __LINE__, "request %d handled in %d us\n", i, 42);
-        i++;
-    }
-    if (state.thread_index() == 0 && !RAS1_WANTS(RAS1_ReadClass(&entry), RAS1_DETAIL))
-        state.SkipWithError("ZUL_RAS1 did not select the line");
-}
-BENCHMARK(ZulLineToNull)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
-
-void WriteLineToNull(benchmark::State &state)
-{
-    char line[128];
-    int n = std::snprintf(line, sizeof line,
-                          "(6B04389D.004C4B40-2C6E:trace_bench.cpp,90,\"null\") "
-                          "request %d handled in %d us\n", 1234567, 42);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(write(NullFd(), line, static_cast<size_t>(n)));
-}
-BENCHMARK(WriteLineToNull)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(WriteLineToFile)->Name("WriteLineTo" ZUL_BENCH_TARGET)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
 #if ZUL_BENCH_SPDLOG
 std::shared_ptr<spdlog::logger> FileLogger()
@@ -187,6 +152,7 @@ void SpdlogLineToFile(benchmark::State &state)
 BENCHMARK(SpdlogLineToFile)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 #endif
 
+#if !ZUL_BENCH_TO_NULL
 FILE *StdioFile()
 {
     static FILE *file = std::fopen(kStdioLog, "w");
@@ -203,6 +169,7 @@ void FprintfLineToFile(benchmark::State &state)
     }
 }
 BENCHMARK(FprintfLineToFile)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+#endif
 
 } // namespace
 
@@ -212,7 +179,7 @@ int main(int argc, char **argv)
     // record then carries a word without its bits, as in a process where
     // some tracing is configured.
     if (std::getenv("ZUL_RAS1") == nullptr) {
-        std::string value = std::string("(UNIT:trace_bench ENTRY:enabled ERROR) (UNIT:trace_bench ENTRY:null DETAIL) >") + kZulLog;
+        std::string value = std::string("(UNIT:trace_bench ENTRY:enabled ERROR) >") + kZulLog;
         setenv("ZUL_RAS1", value.c_str(), 1);
         execv("/proc/self/exe", argv);
         std::perror("execv");
@@ -223,9 +190,11 @@ int main(int argc, char **argv)
         return 1;
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+#if !ZUL_BENCH_TO_NULL
     std::remove(kZulLog);
+    std::remove(kWriteLog);
+#endif
     std::remove(kSpdLog);
     std::remove(kStdioLog);
-    std::remove(kWriteLog);
     return 0;
 }
