@@ -48,9 +48,10 @@ uint32_t ZULPL_Ticks(void);
 void ZULPL_SetTickSource(uint32_t (*source)(void));
 
 // All of `length` bytes to `fd`, going on after a short write and after
-// a signal; stops at the first error.  It is not a point where a thread
-// can be cancelled: a log store writes under its lock, which a thread
-// cancelled in the middle of the write would never release.
+// a signal; stops at the first error, or when nothing more is taken.  It
+// is not a point where a thread can be cancelled: a log store writes
+// under its lock, which a thread cancelled in the middle of the write
+// would never release.  Async-signal-safe.
 void ZULPL_WriteAll(int fd, const char *text, size_t length);
 
 // The full path of the running executable into `buffer` (NUL-terminated,

@@ -11,6 +11,7 @@
 // async-signal-safe: atomics, sigaction, sigprocmask, raise, write.
 #include "platform/zulplsg.h"
 #include "internal/zulfatal.h"
+#include "platform/zulplat.h"
 
 #include <atomic>
 #include <errno.h>
@@ -335,13 +336,5 @@ int ZULPL_SigRaise(int h)
 
 void ZULPL_SigWriteOut(const char *text, size_t length)
 {
-    while (length > 0) {
-        ssize_t n = write(1, text, length);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;
-        text += n;
-        length -= static_cast<size_t>(n);
-    }
+    ZULPL_WriteAll(STDOUT_FILENO, text, length);
 }

@@ -15,11 +15,10 @@ void ZULPL_WriteAll(int fd, const char *text, size_t length)
 {
     while (length > 0) {
         long n = syscall(SYS_write, fd, text, length);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) // an error, or a file that takes nothing more
             return;
-        }
         text += n;
         length -= static_cast<size_t>(n);
     }

@@ -7,27 +7,19 @@
 // conversions the report uses; a piece longer than the buffer is written
 // in parts, never cut and never run past the buffer's end.
 #include "wnt/zulwn.h"
+#include "platform/zulplat.h"
 
-#include <errno.h>
 #include <string.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 void ZULWN_Flush(ZULWN_out_t *out)
 {
-    const char *p = out->buffer;
-    uint32_t left = out->used;
+    uint32_t used = out->used;
     out->used = 0;
     // A failed write costs the report and nothing else.
-    while (left > 0 && out->fd >= 0) {
-        ssize_t n = write(out->fd, p, left);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;
-        p += n;
-        left -= (uint32_t)n;
-    }
+    if (out->fd >= 0)
+        ZULPL_WriteAll(out->fd, out->buffer, used);
 }
 
 void ZULWN_Write(ZULWN_out_t *out, const char *text, uint32_t length)
