@@ -15,6 +15,7 @@
 #include <chrono>
 #include <fstream>
 #include <sstream>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -157,8 +158,16 @@ TEST(ConsoleSocket, OtherUserIsRefusedAndLogged)
         if (seteuid(65534) != 0)
             _exit(2);
         setfsuid(0);
+        // No allocation here: a sanitizer's allocator may have been forked
+        // with its lock held by the server thread.
+        static const char want[] = "ZUL 102 14\nNot permitted\n";
+        char got[sizeof want] = {};
         int fd = Dial(path);
-        _exit(fd >= 0 && Talk(fd, "?\n", 1) == "ZUL 102 14\nNot permitted\n" ? 0 : 1);
+        size_t n = 0;
+        send(fd, "?\n", 2, MSG_NOSIGNAL);
+        for (ssize_t k; n < sizeof want - 1 && (k = recv(fd, got + n, sizeof want - 1 - n, 0)) > 0;)
+            n += size_t(k);
+        _exit(fd >= 0 && memcmp(got, want, sizeof want) == 0 ? 0 : 1);
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -176,6 +185,11 @@ TEST(ConsoleSocket, ForkedChildLeavesItsParentsSocketAlone)
 {
 #if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "ThreadSanitizer cannot start a thread in a child of a threaded process";
+#elif defined(__SANITIZE_ADDRESS__)
+    // This AddressSanitizer runtime takes no allocator locks around fork: a
+    // child forked while the server thread allocates inherits a held lock and
+    // hangs in its first thread start, whatever the library does.
+    GTEST_SKIP() << "AddressSanitizer's allocator is not fork-safe for a child that starts a thread";
 #endif
     std::string path = Listen(), dir = path.substr(0, path.rfind('/'));
     pid_t child = fork();
