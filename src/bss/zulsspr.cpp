@@ -91,46 +91,48 @@ constexpr struct LiteralStops {
 } kStops;
 
 // Puts in the literal text of the format from `text` up to the next "%"
-// or the terminator, as one piece, scanning and copying in one pass.  The
-// records come out as ZULSS_PutText makes them: a line feed ends a record,
-// a carriage return right before it in the piece is dropped, and a full
-// record is finished as continued only when more of the piece follows.
-// Returns the address of the "%" or the terminator.
+// or the terminator.  Each stretch up to a stop byte is found by a tight
+// scan first and then copied whole, record by record.  The records come
+// out as ZULSS_PutText makes them: a line feed ends a record, a carriage
+// return right before it in the same record's part of the piece is
+// dropped, and a full record is finished as continued only when more of
+// the piece follows.  Returns the address of the "%" or the terminator.
 const char *put_literal(Output &out, const char *text)
 {
     ZULSS_format_t *object = out.object;
     const char *at = text;
     for (;;) {
-        uint32_t used = object->used;
-        uint32_t room = object->limit - used;
-        if (room == 0) {
-            if (*at == '%' || *at == '\0')
-                return at;
-            ZULSS_FinishRecord(object, ZULSS_RECORD_CONTINUED);
-            continue;
+        const char *stop = at;
+        while (!kStops.stop[static_cast<unsigned char>(*stop)])
+            ++stop;
+        size_t left = static_cast<size_t>(stop - at);
+        uint32_t last = 0; // bytes of the stretch in the open record
+        while (left > 0) {
+            uint32_t room = object->limit - object->used;
+            if (room == 0) {
+                ZULSS_FinishRecord(object, ZULSS_RECORD_CONTINUED);
+                last = 0;
+                continue;
+            }
+            uint32_t take = left < room ? static_cast<uint32_t>(left) : room;
+            memcpy(object->current + 1 + object->used, at, take);
+            object->used += take;
+            out.count += take;
+            at += take;
+            left -= take;
+            last = take;
         }
-        char *to = object->current + 1 + used;
-        uint32_t i = 0;
-        char c = 0;
-        for (; i < room; ++i) {
-            c = at[i];
-            if (kStops.stop[static_cast<unsigned char>(c)])
-                break;
-            to[i] = c;
-        }
-        if (i < room && c == '\n') {
-            uint32_t copy = (i > 0 && at[i - 1] == '\r') ? i - 1 : i;
-            object->used = used + copy;
-            out.count += i + 1;
-            at += i + 1;
-            ZULSS_FinishRecord(object, 0);
-            continue;
-        }
-        object->used = used + i;
-        out.count += i;
-        at += i;
-        if (i < room)
+        if (*at != '\n')
             return at;
+        if (object->used == object->limit) {
+            ZULSS_FinishRecord(object, ZULSS_RECORD_CONTINUED);
+            last = 0;
+        }
+        if (last > 0 && at[-1] == '\r')
+            object->used -= 1;
+        out.count += 1;
+        at += 1;
+        ZULSS_FinishRecord(object, 0);
     }
 }
 
@@ -172,12 +174,22 @@ inline void write_digits(char *end, uint64_t value, unsigned shift, const char *
     }
 }
 
+// The number of decimal digits of `v`: the bit length gives the count
+// within one, and one comparison settles it.
+inline uint32_t decimal_count(uint32_t v)
+{
+    static constexpr uint32_t kPowers[10] = {1,         10,         100,      1000,
+                                             10000,     100000,     1000000,  10000000,
+                                             100000000, 1000000000};
+    uint32_t guess = ((32 - static_cast<uint32_t>(__builtin_clz(v | 1))) * 1233) >> 12;
+    return guess + ((v | 1) >= kPowers[guess]);
+}
+
 inline uint32_t count_digits(uint64_t value, unsigned shift)
 {
     uint32_t count = 1;
     if (shift == 0) {
-        for (uint32_t v = static_cast<uint32_t>(value); v >= 10; v /= 10)
-            ++count;
+        count = decimal_count(static_cast<uint32_t>(value));
     } else {
         while (value >>= shift)
             ++count;
@@ -365,6 +377,18 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
             if (value < 0) {
                 sign = '-';
                 magnitude = 0u - magnitude;
+            }
+            // With no fill, sign and digits are all there is; where they fit
+            // in the open record they go straight in.
+            uint32_t count = decimal_count(magnitude);
+            uint32_t total = count + (sign != 0);
+            if (total <= object->limit - object->used) {
+                char *to = object->current + 1 + object->used;
+                *to = sign;
+                write_digits(to + total, magnitude, 0, kLower);
+                object->used += total;
+                out.count += total;
+                continue;
             }
             number_field(out, magnitude, 0, kLower, sign, nullptr, 0, 0, 0, 0);
             continue;
