@@ -117,6 +117,10 @@ TEST(FormatRecords, Layout)
     };
     for (const Case &k : cases)
         EXPECT_EQ(Format(k.margin, k.format.c_str(), k.argument).dump, k.dump) << k.format << " " << k.margin;
+    // A number at the end of a record: whole where it fits, else broken
+    // at the limit like any text.
+    EXPECT_EQ(Format(0, (X(121) + "%d").c_str(), -12345).dump, X(121) + "-12345.|");
+    EXPECT_EQ(Format(0, (X(123) + "%d").c_str(), -12345).dump, X(123) + "-123+45.|");
 }
 
 TEST(FormatRecords, FlushesBatchesAndEnd)
