@@ -14,6 +14,7 @@
 #include "bss/zulssenv.h"
 
 #include <ctype.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -356,8 +357,12 @@ static void make_room(ZULSS_env_t *env, uint32_t length)
 {
     while (env->capacity - length < ZULSS_ENV_STEP) {
         char *grown = static_cast<char *>(realloc(env->buffer, env->capacity + ZULSS_ENV_STEP));
-        if (grown == nullptr)
+        if (grown == nullptr) {
+            fprintf(stderr, "environment line buffer of %lu bytes: out of memory\n",
+                    static_cast<unsigned long>(env->capacity) + ZULSS_ENV_STEP);
+            fflush(stderr);
             abort();
+        }
         env->buffer = grown;
         env->capacity += ZULSS_ENV_STEP;
     }

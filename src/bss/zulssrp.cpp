@@ -1,6 +1,7 @@
 // BSS1_ResolveProcess: the address of a process block, built on first use.
 #include "bss/zulss.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -13,8 +14,14 @@ static void construct_process_block(void *argument)
     uintptr_t value;
     if (d->size != 0) {
         void *block = malloc(d->size);
-        if (block == nullptr)
-            abort(); // a process block is not optional
+        if (block == nullptr) {
+            // A process block is not optional.  Like every message before
+            // an abort, on standard error, which needs no memory.
+            fprintf(stderr, "process block of %lu bytes: out of memory\n",
+                    static_cast<unsigned long>(d->size));
+            fflush(stderr);
+            abort();
+        }
         memset(block, 0, d->size);
         if (d->constructor != nullptr)
             d->constructor(block);
