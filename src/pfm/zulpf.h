@@ -33,6 +33,11 @@ void PFM1C_SignalHandler(int signal);
 void PFM1C_GenericHandler(int signal);
 uint32_t PFM1C_FaultCode(int signal);
 
+// Gives back what the calling thread's FFDC routines ran in (a fiber of
+// ThreadSanitizer's, in builds with it; nothing otherwise).  At the end of
+// the thread's TAB.
+void ZULPF_DropFiber(void);
+
 // The process anchor, built on first use.
 static inline PFM1_PAB *ZULPF_Pab(void)
 {

@@ -123,6 +123,7 @@ TEST(Pfm, FaultProbe)
     const ProbeCase cases[] = {
         {"loop", 0, 0, "ffdc 50500"},
         {"overflow", 0, 0, ""},
+        {"thread", 0, 0, ""},
         {"outside", -1, SIGSEGV, ""},
         {"deep", -1, SIGSEGV, ""},
         {"raise0", 0, 0, ""},
