@@ -149,7 +149,7 @@ ZUL_API void PFM1__EnableFFDC(PFM1_TAB *tab, PFM1_FFDC routine, void *argument);
 ZUL_API void PFM1__CallFFDC(PFM1_TAB *tab);
 
 /* Pushes `frame`, arming the frame below it: the exported form of what
- * PFM1_TRY does inline. */
+ * PFM1_TRY does inline.  A null `tab` or `frame` pushes nothing. */
 ZUL_API void PFM1__UseFrame(PFM1_TAB *tab, PFM1_Frame *frame);
 
 /* Pops `frame` if it is on top and returns 0.  Otherwise writes "Bad
