@@ -131,7 +131,8 @@ typedef struct PFM1_PAB {
 /* ------------------------------------------------------------------ */
 
 /* The calling thread's TAB, built at its first use (and the PAB at the
- * process's first).  Null when memory has run out. */
+ * process's first).  Null when memory has run out before the TAB could
+ * catch faults; a later call tries again. */
 ZUL_API PFM1_TAB *PFM1_Thread(void);
 
 /* Makes `handler` the calling thread's handler of portable `signal` and

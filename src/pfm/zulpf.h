@@ -16,15 +16,17 @@ extern SIG1_Set ZULPF_asyncSignals;
 extern SIG1_Set ZULPF_defaultSignals;
 extern SIG1_Set ZULPF_ignoredSignals;
 
-// The calling thread's TAB once it is built, null before and after: a
-// static thread-local word, so a signal handler reads it without
-// allocating.  Set by PFM1C_NewTAB, cleared by PFM1C_DeleteTAB.
+// The calling thread's TAB once it is built and ready to catch faults,
+// null before and after: a static thread-local word, so a signal handler
+// reads it without allocating.  Set by PFM1C_ReadyTAB, cleared by
+// PFM1C_DeleteTAB.
 extern thread_local __attribute__((tls_model("initial-exec"))) PFM1_TAB *ZULPF_threadTAB;
 
 void PFM1C_NewPAB(void *pab);
 void PFM1C_DeletePAB(void *pab);
 void PFM1C_NewTAB(void *tab);
 void PFM1C_DeleteTAB(void *tab);
+bool PFM1C_ReadyTAB(PFM1_TAB *tab);
 void PFM1C_InitSelf(void *unused);
 PFM1_TAB *PFM1C_FindThread(PFM1_PAB *pab, int signal);
 uint32_t PFM1C_RegisterSignal(PFM1_PAB *pab, int signal);

@@ -1,11 +1,14 @@
 // Protected scopes through the public macros: nesting, raising, release
 // order, FFDC, signals turned into faults, inhibit counts on two threads;
-// and, in the C probe's own processes, 100,000 SIGSEGVs in scopes, stack
-// overflow, and the ways a process ends with no scope open.
+// and, in the C probes' own processes, 100,000 SIGSEGVs in scopes, stack
+// overflow, a fault on a second thread, the ways a process ends with no
+// scope open, and a thread's first scope when memory runs out.
 #include <zul/pfm1.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <string>
@@ -111,6 +114,19 @@ TEST(Pfm, InhibitCountsOnTwoThreads)
     EXPECT_FALSE(masked(SIG1_SIGTERM));
 }
 
+// Runs a shell command; its standard output in `out`, its wait status
+// as the result.
+int run(const std::string &command, std::string &out)
+{
+    FILE *pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr)
+        return -1;
+    char buf[256];
+    for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
+        out.append(buf, n);
+    return pclose(pipe);
+}
+
 struct ProbeCase {
     const char *mode;
     int exitCode;        // -1: ended by `signal`
@@ -130,19 +146,42 @@ TEST(Pfm, FaultProbe)
         {"raise7", 255, 0, "Unhandled exception: Status(00000007)"},
     };
     for (const ProbeCase &c : cases) {
-        std::string command = std::string("ZUL_RAS1=ERROR exec " ZUL_PFM_PROBE " ") + c.mode;
-        FILE *pipe = popen(command.c_str(), "r");
-        ASSERT_NE(pipe, nullptr);
         std::string out;
-        char buf[256];
-        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
-            out.append(buf, n);
-        const int status = pclose(pipe);
+        const int status = run(std::string("ZUL_RAS1=ERROR exec " ZUL_PFM_PROBE " ") + c.mode, out);
         if (c.exitCode >= 0)
             EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == c.exitCode) << c.mode << ": " << status << out;
         else
             EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal) << c.mode << ": " << status << out;
         EXPECT_NE(out.find(c.output), std::string::npos) << c.mode << ": " << out;
+    }
+}
+
+// A new thread's first scope, with its allocations failing from the Nth
+// on: the scope catches its fault, or the thread has no TAB and the
+// process ends as an unhandled raise (255), or a process block could not
+// be built and the process aborts with a message.  Never a scope that
+// opens and then lets its fault end the process.  The main thread has
+// used a scope before, or only the signals, or nothing; in the last case
+// the thread's own allocations are the last 40 of the many it makes.
+TEST(Pfm, FirstScopeOutOfMemory)
+{
+    for (const char *mode : {"warm", "signals", "cold"}) {
+        const std::string probe =
+            std::string("ZULWNT_RASPATH=/nonexistent/ exec " ZUL_PFM_OOM_PROBE " 2>&1 ");
+        std::string out;
+        ASSERT_EQ(run(probe + "0 " + mode, out), 0) << mode << ": " << out;
+        int total = 0;
+        ASSERT_EQ(sscanf(out.c_str(), "caught, 0 of %d refused", &total), 1) << out;
+        for (int n = mode[0] == 'c' ? std::max(1, total - 40) : 1; n <= total; n++) {
+            out.clear();
+            const int status = run(probe + std::to_string(n) + " " + mode, out);
+            const bool caught = WIFEXITED(status) && WEXITSTATUS(status) == 0 &&
+                                out.find("caught") != std::string::npos;
+            const bool noTab = WIFEXITED(status) && WEXITSTATUS(status) == 255;
+            const bool noBlock = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT &&
+                                 out.find("out of memory") != std::string::npos;
+            EXPECT_TRUE(caught || noTab || noBlock) << mode << " " << n << ": " << status << " " << out;
+        }
     }
 }
 
