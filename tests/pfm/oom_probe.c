@@ -2,34 +2,38 @@
  * linked with --wrap for malloc, calloc and realloc, so that every
  * allocation of the library can be made to fail.
  *
- *     zul_pfm_oom_probe N [cold]
+ *     zul_pfm_oom_probe warm|signals|cold [last]
  *
- * A new thread lets its allocations fail from the Nth on (0: none), then
- * opens a scope and faults in it.  The scope must catch the fault (the probe
- * prints "caught" and how many allocations were refused, and exits 0), or
- * the thread must end up without a TAB, which ends the process as an
- * unhandled raise of STC1_Shortage (exit code 255).  With "cold" the
- * main thread has used no scope before; otherwise it has. */
+ * Before anything else the main thread has used a scope (warm), only the
+ * signals (signals), or nothing (cold).  Then, in a forked child for each
+ * N, a new thread lets its allocations fail from the Nth on, opens a
+ * scope and faults in it.  A first child with none failing counts the
+ * thread's allocations, T; N then runs from 1 to T, or over the last
+ * `last` of them only, and then once more with none failing.  One line per N says how its child ended:
+ * "caught" (the scope caught the fault), "no TAB" (the thread had none,
+ * and the process ended as an unhandled raise of STC1_Shortage, exit code
+ * 255), "abort" (a process block could not be built), or "status S" for
+ * anything else, such as a scope that opened and let its fault end the
+ * process.  Forking keeps the many runs cheap under the sanitizers. */
 #define _GNU_SOURCE
 #include <zul/pfm1.h>
 
 #include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 static __thread int counting; /* allocations are counted on this thread */
 static __thread int failFrom;  /* the first to fail; 0: none fails */
 static __thread int made;
-static __thread int refused;
 
 static int fails(void)
 {
-    if (!counting || (++made < failFrom || failFrom == 0))
-        return 0;
-    refused++;
-    return 1;
+    return counting && ++made >= failFrom && failFrom != 0;
 }
 
 void *__real_malloc(size_t size);
@@ -40,6 +44,7 @@ void *__wrap_calloc(size_t count, size_t size) { return fails() ? NULL : __real_
 void *__wrap_realloc(void *old, size_t size) { return fails() ? NULL : __real_realloc(old, size); }
 
 static volatile int *volatile nowhere;
+static int *allocations; /* shared with the children: how many the thread made */
 
 static void *first_scope(void *argument)
 {
@@ -51,23 +56,57 @@ static void *first_scope(void *argument)
     } PFM1_CATCH(s) {
         seen = s.status;
     } PFM1_END(s);
-    const int count = refused, total = made;
     counting = 0;
-    printf("%s, %d of %d refused\n", seen == 0x00120001u ? "caught" : "missed", count, total);
-    return NULL;
+    *allocations = made;
+    return seen == 0x00120001u ? argument : NULL;
+}
+
+/* The scenario in a child; its wait status. */
+static int run(int from)
+{
+    fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        pthread_t thread;
+        void *caught = NULL;
+        if (pthread_create(&thread, NULL, first_scope, &from) != 0 ||
+            pthread_join(thread, &caught) != 0 || caught == NULL)
+            _exit(2);
+        _exit(0);
+    }
+    int status = -1;
+    if (child < 0 || waitpid(child, &status, 0) != child)
+        return -1;
+    return status;
 }
 
 int main(int argc, char **argv)
 {
-    int from = argc > 1 ? atoi(argv[1]) : 0;
+    const char *mode = argc > 1 ? argv[1] : "warm";
     nowhere = mmap(NULL, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    const char *mode = argc > 2 ? argv[2] : "";
+    allocations = mmap(NULL, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (allocations == MAP_FAILED)
+        return 3;
     if (strcmp(mode, "signals") == 0)
         SIG1_ProcMask(SIG1_BLOCK, NULL, NULL);
     else if (strcmp(mode, "cold") != 0)
         PFM1_Thread();
-    pthread_t thread;
-    if (pthread_create(&thread, NULL, first_scope, &from) != 0 || pthread_join(thread, NULL) != 0)
+
+    if (run(0) != 0)
         return 3;
+    const int total = *allocations;
+    const int last = argc > 2 ? atoi(argv[2]) : total;
+    printf("%d allocations\n", total);
+    for (int n = total - last > 0 ? total - last + 1 : 1; n <= total + 1; n++) {
+        const int status = run(n);
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+            printf("%d caught\n", n);
+        else if (WIFEXITED(status) && WEXITSTATUS(status) == 255)
+            printf("%d no TAB\n", n);
+        else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT)
+            printf("%d abort\n", n);
+        else
+            printf("%d status %d\n", n, status);
+    }
     return 0;
 }
