@@ -132,6 +132,9 @@ void ZULWNT_Setup(void)
 
 void ZULWNT_Install(void)
 {
+    // The symbol section's stack serves a report that a fault outside
+    // every protected scope asks for, also when the report takes no signal.
+    ZULWN_MakeStack();
     if (!takeSignals)
         return; // the fatal signals, and std::terminate, stay as they are
     for (int h : ZULWN_fatalSignals) {
@@ -153,7 +156,6 @@ void ZULWNT_Install(void)
             ZULWN_previous[h].saved = 0;
     }
     ZULPL_AltStack();
-    ZULWN_MakeStack();
     previousTerminate = std::set_terminate(on_terminate);
 }
 
