@@ -21,6 +21,7 @@ struct Traced { const char *unit; uint32_t unitClasses; const char *comp; uint32
 constexpr uint32_t kConsole = RAS1_SUBSYSTEM | RAS1_LIBRARY | RAS1_PROBE;
 constexpr uint32_t kBasic = RAS1_LIBRARY;
 constexpr uint32_t kSignals = RAS1_LIBRARY | RAS1_TOOLKIT;
+constexpr uint32_t kResources = RAS1_KERNEL | RAS1_OBJECT;
 
 // The functions that run at every use.  The console's registry is built
 // while the library registers its own commands, with tracing held off, so
@@ -39,6 +40,7 @@ const std::map<std::string, Traced> kTraced = {
     {"ZULCR_ConsoleDestructor", {"zulcrcd", kConsole, "*", RAS1_PRIVATE}},
     {"BSS1_GetEnv", {"zulssge", kBasic, "BSS1", RAS1_PUBLIC}},
     {"SIG1C_InitMemory", {"zulsgnp", kSignals, "SIG1", RAS1_PRIVATE}},
+    {"set_debug", {"zulre0i", kResources, "RES1", RAS1_PRIVATE}},
 };
 
 int Handler(ZULLX_list_t *, ZULSS_format_t *format, ZULCR_request_t *)
@@ -61,6 +63,7 @@ TEST(LibraryUnits, EachTracedFunctionCarriesItsUnitAndKinds)
     BSS1_GetEnv("ZUL_UNITS_TEST_UNSET", nullptr);
     SIG1_QueryRecord query;
     EXPECT_EQ(SIG1_Query(&query, sizeof query), 0);
+    EXPECT_EQ(BSS1_ConfigSet("RES1_DEBUG", "none", 4), 0);
 
     std::map<std::string, int> seen;
     void *records[64];

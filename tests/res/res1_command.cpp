@@ -56,3 +56,15 @@ TEST_P(Res1Debug, NamedClassesWriteLinesForNewResourcesOnly)
 }
 
 INSTANTIATE_TEST_SUITE_P(From, Res1Debug, testing::Bool());
+
+// Once any tracing is configured, each setting of the variable says so in
+// the log, under the unit and function that took it.
+TEST(Res1DebugSetting, IsLoggedWhileAnyTracingIsOn)
+{
+    auto keep = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t) { return logText.append(text, length), 0; };
+    uint32_t old = 0, loud = 0;
+    ASSERT_EQ(RAS1_RegisterStore("test", 4, nullptr, keep, RAS1_ANY) + RAS1_SetClass(&old, 0xFFFFFE80u) +
+                  RES1_Register(&loud, nullptr, "Loud", 0) + BSS1_ConfigSet("RES1_DEBUG", "loud", 4), 0);
+    EXPECT_TRUE(std::regex_search(logText, std::regex(R"(:zulre0i,\d+,"set_debug"\) RES1_DEBUG is now "loud", RVT=)")))
+        << logText;
+}
