@@ -193,6 +193,17 @@ uint32_t BSS1_Info(uint32_t item, char *buffer, uint32_t size)
         return 0;
     const ZULSS_info_t *info = (const ZULSS_info_t *)ZULSS_PROCESS_BLOCK(&info_descriptor);
     const ZULSS_item_t *it = &info->items[item];
+    // The process ID is the one item worked out at each call: a child that
+    // fork made without exec, even one made by a bare system call that
+    // runs no fork handler, is a process of its own, and the console's
+    // abend compares with this item.
+    char pid[ITEM_BUFFER];
+    ZULSS_item_t live;
+    if (item == BSS1_INFO_PROCESSID) {
+        live.text = pid;
+        live.length = (uint32_t)work_out(info, item, pid);
+        it = &live;
+    }
     if (it->length == 0)
         return 0;
     if (buffer == nullptr)
