@@ -214,7 +214,7 @@ TEST(ArgList, TheGrammarOfALine)
         {"(a (b)", 7, "-"},
         {"(a=) b", 7, "-"},
         {"a 'bc", 6, "-"},
-        {"a ('bc", 6, "-"},
+        {"a ('bc", 7, "-"}, // a list left open is 7, whatever stopped the reading
     };
     for (const auto &c : kCases) {
         Tree t(c.line);
@@ -332,8 +332,9 @@ TEST(Scanner, ShortageIsReported)
         FailAllocAfter(n);
         status = LEX1_ArgList(t.handle, &root);
         FailAllocAfter(0);
+        // A shortage inside the parentheses leaves a list open: 7.
         EXPECT_TRUE(status == LEX1_OK ? root->count == 100 && LEX1_FreeArgList(root) == 0
-                                      : (status == 1 || status == 3) && root == nullptr) << status;
+                                      : (status == 1 || status == 3 || status == 7) && root == nullptr) << status;
     }
     EXPECT_EQ(status, LEX1_OK);
 }
