@@ -19,6 +19,7 @@
 #include <string.h>
 
 #include "platform/zulplat.h"
+#include "internal/zulstart.h"
 #include "internal/zulunits.h"
 
 ZULRA_BSS1_UNIT("zulssev");
@@ -215,9 +216,10 @@ static void record_path(ZULSS_env_t *env, const char *path)
 // ------------------------------------------------------------------
 
 // The files are read while the trace may itself be starting (it reads
-// its settings through a lookup), so nothing can be written to it then.
-// What there is to say is kept here and written by an epilog, when every
-// construction has ended.
+// its settings through a lookup), or during the library's load, while the
+// trace is held off, so nothing can be written to it then.  What there is
+// to say is kept here and written by an epilog once a sync works: the
+// reading schedules it, and so does the trace's start.
 
 enum {
     NOTE_NOT_REGULAR,
@@ -246,12 +248,22 @@ typedef struct {
 // Written by the constructor alone, read by the epilog after it.
 static constinit note_t notes[NOTES_KEPT] = {};
 static constinit uint32_t noteCount = 0; // may exceed NOTES_KEPT
+static constinit uint32_t notesDone = 0; // the notes have had their one chance
 
-static void write_notes(void *)
+void ZULSS_WriteEnvNotes(void *)
 {
     RAS1_DECLARE_ENTRY(entry, "ReadEnvironment", 0);
+    if (__atomic_load_n(&notesDone, __ATOMIC_ACQUIRE) != 0 || noteCount == 0)
+        return;
     uint32_t classes = RAS1_ReadClass(&entry);
-    if (!RAS1_WANTS(classes, RAS1_ERROR))
+    // A record that is still stale was not synchronised: the trace is
+    // held off, as during the library's load.  The notes wait for the
+    // trace's start, which calls again.
+    uint64_t pair = RAS1__LoadPair(&entry);
+    if (static_cast<uint32_t>(pair >> 32) != __atomic_load_n(entry.syncWord, __ATOMIC_ACQUIRE))
+        return;
+    if (__atomic_exchange_n(&notesDone, 1u, __ATOMIC_ACQ_REL) != 0 ||
+        !RAS1_WANTS(classes, RAS1_ERROR))
         return;
     uint32_t shown = noteCount < NOTES_KEPT ? noteCount : NOTES_KEPT;
     for (uint32_t i = 0; i < shown; i++) {
@@ -272,7 +284,7 @@ static void write_notes(void *)
 static void note(int kind, const char *path, size_t length)
 {
     if (noteCount == 0)
-        BSS1_InitializeEpilog(write_notes, nullptr);
+        BSS1_InitializeEpilog(ZULSS_WriteEnvNotes, nullptr);
     if (noteCount < NOTES_KEPT) {
         note_t *n = &notes[noteCount];
         n->kind = kind;
