@@ -19,6 +19,7 @@
 #include <string.h>
 
 #include "platform/zulplat.h"
+#include "internal/zulprogram.h"
 #include "internal/zulstart.h"
 #include "internal/zulunits.h"
 
@@ -509,31 +510,8 @@ static int read_file(reading_t *r, const char *path)
 }
 
 // ------------------------------------------------------------------
-// Program name and the system table
+// The system table
 // ------------------------------------------------------------------
-
-size_t ZULSS_ProgramStem(const char *path, char *out, size_t size)
-{
-    if (size == 0)
-        return 0;
-    size_t length = strlen(path);
-    const char *dot = strrchr(path, '.');
-    if (dot != nullptr)
-        length = static_cast<size_t>(dot - path);
-    const char *start = path;
-    for (const char *p = path; p < path + length; p++)
-        if (*p == '\\')
-            start = p + 1;
-    for (const char *p = start; p < path + length; p++)
-        if (*p == '/')
-            start = p + 1;
-    length -= static_cast<size_t>(start - path);
-    if (length >= size)
-        length = size - 1;
-    memcpy(out, start, length);
-    out[length] = '\0';
-    return length;
-}
 
 size_t ZULSS_SystemEnvPath(const char *table, const char *program, char *out, size_t size)
 {
@@ -604,12 +582,10 @@ static void construct_env(void *block)
     ZULSS_env_t *env = static_cast<ZULSS_env_t *>(block);
 
     // The program's name and its entry in the system table.
-    char path[256];
     char program[256];
     char systemPath[256];
     systemPath[0] = '\0';
-    if (ZULPL_ProgramPath(path, sizeof path) > 0 &&
-        ZULSS_ProgramStem(path, program, sizeof program) > 0)
+    if (ZULSS_ProgramBase(program, sizeof program) > 0)
         ZULSS_SystemEnvPath(ZULSS_ENV_SYSTEM_TABLE, program, systemPath, sizeof systemPath);
 
     const char *first = getenv(envPathName);

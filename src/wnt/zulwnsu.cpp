@@ -10,6 +10,7 @@
 // keeps the report's handler as its own "previous" one, so a signal its
 // routine does not take still reaches the report.
 #include "internal/zulfatal.h"
+#include "internal/zulprogram.h"
 #include "internal/zulreport.h"
 #include "wnt/zulwn.h"
 
@@ -79,12 +80,10 @@ void ZULWNT_Setup(void)
     if (symbols != nullptr)
         copy_cut(s.symbolPath, sizeof s.symbolPath, symbols);
 
-    // The default name: the program's file name up to its last full stop.
+    // The default name: the program's name, as the library names it
+    // everywhere.
     char base[256];
-    const char *slash = strrchr(s.programName, '/');
-    copy_cut(base, sizeof base, slash ? slash + 1 : s.programName);
-    if (char *dot = strrchr(base, '.'))
-        *dot = '\0';
+    ZULSS_ProgramBase(base, sizeof base);
     const char *path = BSS1_GetEnv("ZULWNT_RASPATH", "");
     const char *name = BSS1_GetEnv("ZULWNT_RASNAME", base);
     // Joined as given: a directory in ZULWNT_RASPATH ends with a slash.

@@ -113,6 +113,25 @@ TEST_P(Report, ChildDiesAsWithoutLibraryAndLeavesItsReport)
     EXPECT_EQ(report.find('\r'), std::string::npos);
 }
 
+// The program's name follows one rule wherever the library uses it: the
+// file name without its extension, blanks made "_".
+TEST(ReportName, IsTheProgramNameOfTheHeaderAndTheSocket)
+{
+    char dir[] = "/tmp/zul_wnt_XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string d = dir, program = d + "/my prog.v2.bin";
+    ASSERT_EQ(system(("cp '" ZUL_WNT_CHILD "' '" + program + "'").c_str()), 0);
+    FILE *child = popen(("cd " + d + " && exec env ASAN_OPTIONS=handle_segv=0 "
+                         "TSAN_OPTIONS='handle_segv=0 report_signal_unsafe=0' './my prog.v2.bin' names 2>/dev/null").c_str(), "r");
+    ASSERT_NE(child, nullptr);
+    char buffer[1024];
+    std::string out(buffer, fread(buffer, 1, sizeof buffer, child));
+    pclose(child);
+    EXPECT_TRUE(std::regex_match(out, std::regex("my_prog\\.v2\nmy_prog\\.v2\\.\\d+\\.sock\n"))) << out;
+    EXPECT_EQ(access((d + "/my_prog.v2.ras").c_str(), R_OK), 0);
+    EXPECT_EQ(system(("rm -rf '" + d + "'").c_str()), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Modes, Report, testing::ValuesIn(kCases),
                          [](const testing::TestParamInfo<Case> &i) { return i.param.name; });
 
