@@ -644,6 +644,7 @@ void ZULSS_RereadEnv(void)
     memset(env, 0, sizeof *env);
     index_drop();
     noteCount = 0;
+    notesDone = 0;
     construct_env(env);
 }
 #endif
