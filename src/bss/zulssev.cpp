@@ -254,7 +254,10 @@ static constinit uint32_t notesDone = 0; // the notes have had their one chance
 void ZULSS_WriteEnvNotes(void *)
 {
     RAS1_DECLARE_ENTRY(entry, "ReadEnvironment", 0);
-    if (__atomic_load_n(&notesDone, __ATOMIC_ACQUIRE) != 0 || noteCount == 0)
+    // The notes are complete once the block is built; until then there
+    // are none to write, and the reading schedules this call itself.
+    if (__atomic_load_n(&ZULSS_envDescriptor.result, __ATOMIC_ACQUIRE) == 0 ||
+        __atomic_load_n(&notesDone, __ATOMIC_ACQUIRE) != 0 || noteCount == 0)
         return;
     uint32_t classes = RAS1_ReadClass(&entry);
     // A record that is still stale was not synchronised: the trace is
