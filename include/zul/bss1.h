@@ -68,7 +68,7 @@ typedef struct ZULSS_descriptor {
  * `constructor` ends the construction with nothing run.  A word above 63,
  * which no construction leaves behind, is refused: the line
  * "<file>(<line>)-<thread>: bad once word <value>" goes to standard
- * output and nothing runs. */
+ * error and nothing runs. */
 ZUL_API void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor,
                                   void *argument, const char *file, int line);
 

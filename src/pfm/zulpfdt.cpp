@@ -7,7 +7,7 @@ ZULRA_PFM1_UNIT("zulpfdt");
 
 void PFM1C_DeleteTAB(void *block)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_DeleteTAB", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_DeleteTAB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
     (void)flow;
     PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);

@@ -24,7 +24,7 @@ constexpr uint32_t kOtherFault = 0x00120005;
 
 uint32_t PFM1C_FaultCode(int signal)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_FaultCode", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_FaultCode", RAS1_MINOR);
     RAS1_QUICK(entry, classes, flow);
     (void)flow;
     uint32_t code = kOtherFault;

@@ -52,7 +52,7 @@ void PFM1C_InitSelf(void *)
 
 void PFM1C_NewPAB(void *block)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewPAB", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewPAB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
     (void)flow;
     PFM1_PAB *pab = static_cast<PFM1_PAB *>(block);

@@ -54,7 +54,7 @@ bool PFM1C_ReadyTAB(PFM1_TAB *tab)
 
 void PFM1C_NewTAB(void *block)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewTAB", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewTAB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
     (void)flow;
     PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);

@@ -210,6 +210,10 @@ ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id);
 // and the reading of ZUL_RAS1.
 void ZULRA_LoadSettings(void);
 
+// Notes a store registered before the trace's start, which leaves
+// ZUL_RAS1 unread (internal/zulstart.h).  The caller holds the block lock.
+void ZULRA_NoteStoreBeforeStart(ZULRA_pcb_t *block);
+
 // The form of unit names: the last path component, without trailing
 // white space, in lower case, in place.  ZULRA_NormalizeUnit puts a unit's
 // `file` in that form and ends it with a zero byte at its new length; the

@@ -147,6 +147,11 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
         });
     BSS1_ReleaseLock(&rvt->lock);
 
+    // The variable is set by a program or an operator, or registered in
+    // an epilog, never inside the trace's own start: the record may be
+    // synchronised now, so that its line reaches the log and its unit is
+    // listed.
+    classes = RAS1_ReadClass(&entry);
     if (RAS1_WANTS(classes, RAS1_ANY) && length != 0)
         RAS1_Printf(&entry, __LINE__, "RES1_DEBUG is now \"%.*s\", RVT=%p\n", length, value,
                     static_cast<void *>(rvt));

@@ -7,11 +7,11 @@
 // log's.
 #include "res/zulre.h"
 
-void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uint32_t state,
+void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uint64_t life,
                      const char *event)
 {
     const RES1_Class *cls = __atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE);
-    uint32_t handle = ZULRE_Handle(ZULRE_LoadLife(rcb));
+    uint32_t handle = ZULRE_Handle(life), state = ZULRE_State(life);
     void *data = __atomic_load_n(&rcb->data, __ATOMIC_RELAXED);
     RAS1_Printf(entry, line, ZULRE_DEBUG_HEAD "%s", cls ? cls->nameLength : 0u,
                 cls ? cls->name : "", handle, state, data, event);

@@ -21,13 +21,14 @@ int RES1_Drop(uint32_t handle)
     if (rcb == nullptr)
         return STC1_NotThere;
 
-    uint32_t state = ZULRE_State(ZULRE_LoadLife(rcb));
+    uint64_t life = ZULRE_LoadLife(rcb);
+    uint32_t state = ZULRE_State(life);
     if ((state & ZULRE_CLASS) != 0) {
         ZULRE_Drop(rvt, rcb, 1);
         return STC1_BadObject;
     }
     if ((state & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", drop\n");
+        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", drop\n");
     ZULRE_Drop(rvt, rcb, 2);
     return STC1_Success;
 }

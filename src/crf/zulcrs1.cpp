@@ -2,7 +2,7 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrsc");
+ZULRA_CRF1_UNIT("zulcrs1");
 
 int CRF1_Subcommand(uint32_t command, ZULCR_handler_t handler, void *data, const char *name,
                     uint32_t nameLength, const char *description, uint32_t descriptionLength)

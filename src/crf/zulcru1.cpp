@@ -7,7 +7,7 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrur");
+ZULRA_CRF1_UNIT("zulcru1");
 
 int CRF1_Unregister(uint32_t command)
 {

@@ -2,7 +2,7 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrrc");
+ZULRA_CRF1_UNIT("zulcrr1");
 
 int CRF1_Register(uint32_t *command, ZULCR_handler_t handler, void *data, const char *name,
                   uint32_t nameLength, const char *description, uint32_t descriptionLength)

@@ -7,7 +7,7 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrcv");
+ZULRA_CRF1_UNIT("zulcrlc");
 
 static void construct_cvt(void *block)
 {

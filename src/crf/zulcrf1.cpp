@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-ZULRA_CRF1_UNIT("zulcrft");
+ZULRA_CRF1_UNIT("zulcrf1");
 
 int CRF1_Fetch(uint32_t console, char *buffer, uint32_t size, uint32_t *count)
 {

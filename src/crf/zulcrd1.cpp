@@ -5,7 +5,7 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrdl");
+ZULRA_CRF1_UNIT("zulcrd1");
 
 int CRF1_Delete(uint32_t console)
 {
