@@ -215,9 +215,10 @@ ZUL_API int BSS1_NewFormat(ZULSS_format_t **object, void *argument, ZULSS_sink_t
 ZUL_API int BSS1_BeginFormat(ZULSS_format_t **object, void *argument, ZULSS_sink_t sink);
 
 /* Formats `format` with `arguments` into the object (see docs/format.md
- * for the directives: integers and `*` take one 32-bit argument whatever
- * the size letter, `p` a pointer, floating conversions a double).  A line
- * left open goes on in the next call.  Returns STC1_BadArgument for a null
+ * for the directives: an integer is read at the width of its size letter
+ * as printf reads it, `*` takes an int, `p` a pointer, floating
+ * conversions a double, or a long double with `L`).  A line left open
+ * goes on in the next call.  Returns STC1_BadArgument for a null
  * object or format, doing nothing; otherwise STC1_Success, whatever the
  * sink answered. */
 ZUL_API int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments);

@@ -214,6 +214,17 @@ int BSS1_PrintFormat(ZULSS_format_t *object, const char *format, ...)
     return result;
 }
 
+int ZULSS_PrintChecked(ZULSS_format_t *object, const char *format, ...)
+{
+    if (object == nullptr || format == nullptr)
+        return STC1_BadArgument;
+    va_list arguments;
+    va_start(arguments, format);
+    int result = BSS1_ProcessFormat(object, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
 // BSS1_Format: format once into a text sink.
 int BSS1_Format(void *argument, ZULSS_sink_t sink, const char *format, va_list arguments)
 {

@@ -36,6 +36,6 @@ uint32_t PFM1C_FaultCode(int signal)
     }
     if (RAS1_WANTS(classes, RAS1_STATE) && !ZULPF_InHandler())
         RAS1_Printf(&entry, __LINE__, "Signal %lu translated to fault code %lx\n",
-                    static_cast<uint32_t>(signal), code);
+                    static_cast<unsigned long>(signal), static_cast<unsigned long>(code));
     return code;
 }

@@ -9,7 +9,7 @@ int RAS1_Dump(ZULRA_entry_t *entry, int line, const void *address, uint32_t leng
     int status = RAS1_BeginFormat(entry, line, RAS1_WRITE_DUMP, &format);
     if (status != STC1_Success)
         return status;
-    ZULSS_Print(format, "<0x%p,0x%lX> ", address, length);
+    ZULSS_Print(format, "<0x%p,0x%lX> ", address, static_cast<unsigned long>(length));
     if (text != nullptr) {
         va_list args;
         va_start(args, text);

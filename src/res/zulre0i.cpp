@@ -72,7 +72,7 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
         for (const RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
             ZULSS_Print(format,
                         ZULRE_DEBUG_HEAD ", debug=%d, pendingDestroy=%u, activeResources=%u\n",
-                        static_cast<int>(cls->nameLength), cls->name, cls->handle,
+                        static_cast<int>(cls->nameLength), cls->name, static_cast<unsigned long>(cls->handle),
                         state_of(cls->rcb), cls->rcb->data, cls->debug, cls->pendingDestroy,
                         cls->activeResources);
     }
@@ -88,7 +88,7 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
             each_live_rcb(rvt, [&](ZULRE_rcb_t *rcb) {
                 if (__atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE) == cls)
                     ZULSS_Print(format, ZULRE_DEBUG_HEAD "\n", static_cast<int>(cls->nameLength),
-                                cls->name, ZULRE_Handle(ZULRE_LoadLife(rcb)), state_of(rcb),
+                                cls->name, static_cast<unsigned long>(ZULRE_Handle(ZULRE_LoadLife(rcb))), state_of(rcb),
                                 __atomic_load_n(&rcb->data, __ATOMIC_RELAXED));
             });
         });
@@ -143,7 +143,7 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
         each_class_named(rvt, token, tokenLength, [&](RES1_Class *cls) {
             __atomic_store_n(&cls->debug, 1, __ATOMIC_RELAXED);
             RAS1_Printf(&entry, __LINE__, ZULRE_DEBUG_HEAD ", debug active\n", cls->nameLength,
-                        cls->name, cls->handle, state_of(cls->rcb), cls->rcb->data);
+                        cls->name, static_cast<unsigned long>(cls->handle), state_of(cls->rcb), cls->rcb->data);
         });
     BSS1_ReleaseLock(&rvt->lock);
 

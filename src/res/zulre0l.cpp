@@ -14,5 +14,5 @@ void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uin
     uint32_t handle = ZULRE_Handle(ZULRE_LoadLife(rcb));
     void *data = __atomic_load_n(&rcb->data, __ATOMIC_RELAXED);
     RAS1_Printf(entry, line, ZULRE_DEBUG_HEAD "%s", cls ? cls->nameLength : 0u,
-                cls ? cls->name : "", handle, state, data, event);
+                cls ? cls->name : "", static_cast<unsigned long>(handle), state, data, event);
 }
