@@ -394,13 +394,14 @@ ZUL_API int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags,
 /* One message in the format dialect of BSS1_PrintFormat (docs/format.md).
  * A message without a final line feed still ends its line.  Results as
  * RAS1_BeginFormat. */
-ZUL_API int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args);
-ZUL_API int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...);
+ZUL_API int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
+    ZUL_PRINTF(3, 0);
+ZUL_API int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...) ZUL_PRINTF(3, 4);
 
 /* "<0x%p,0x%lX> " with `address` and `length`, then the message if `text`
  * is not null, then a hexadecimal dump of the memory. */
 ZUL_API int RAS1_Dump(ZULRA_entry_t *entry, int line, const void *address, uint32_t length,
-                      const char *text, ...);
+                      const char *text, ...) ZUL_PRINTF(5, 6);
 
 /* Does nothing; always STC1_SystemError. */
 ZUL_API int RAS1_Trace(void);
