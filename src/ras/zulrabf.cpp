@@ -202,13 +202,16 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
 
     // Only the thread that finds the store unopened writes the block; the
     // count is read without the lock first so that later lines pay one
-    // load.
+    // load.  The block is of no trace kind, whatever the line's is.
     if (__atomic_load_n(&store->opened, __ATOMIC_ACQUIRE) == 0) {
         BSS1_GetLock(&store->lock);
         uint32_t old = __atomic_fetch_add(&store->opened, 1u, __ATOMIC_ACQ_REL);
         BSS1_ReleaseLock(&store->lock);
-        if (old == 0)
+        if (old == 0) {
+            context->flags &= ~RAS1_WRITE_KIND_MASK;
             open_store(object);
+            context->flags = flags | unconfigured;
+        }
     }
 
     // The head goes in as few pieces as it can: everything before the

@@ -54,10 +54,14 @@ int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)
     if (entry == nullptr)
         return STC1_BadArgument;
 
-    // No test of a class here: the caller has made it.
+    // No test of a class here: the caller has made it.  Entry and Exit
+    // lines are FLOW lines; the Compiled and class lines, which a sync
+    // writes under DETAIL, DETAIL lines.
+    uint32_t kind = event <= RAS1_EVENT_EXIT ? RAS1_FLOW : RAS1_DETAIL;
     va_list args;
     va_start(args, event);
-    int status = ZULRA_FormatEvent(entry, line, event_formats[event], args);
+    int status = ZULRA_FormatLine(entry, line, RAS1_WRITE_FORMAT | RAS1_WRITE_AS(kind),
+                                  event_formats[event], args);
     va_end(args);
     return status;
 }

@@ -1,11 +1,12 @@
 // zulrafo - RAS1_Format: one message to the log, from a format and an
-// argument list; and the writing of the fixed lines of RAS1_Event.
+// argument list; and the writing of every message line of the log, with
+// the flags that tell the store where the line comes from and its kind.
 #include "ras/zulralg.h"
 
-int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
+int ZULRA_FormatLine(ZULRA_entry_t *entry, int line, uint32_t flags, const char *text, va_list args)
 {
     ZULSS_format_t *format;
-    int status = RAS1_BeginFormat(entry, line, RAS1_WRITE_FORMAT, &format);
+    int status = RAS1_BeginFormat(entry, line, flags, &format);
     if (status != STC1_Success)
         return status;
     if (text != nullptr)
@@ -15,7 +16,7 @@ int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
     return STC1_Success;
 }
 
-int ZULRA_FormatEvent(ZULRA_entry_t *entry, int line, const char *format, va_list args)
+int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
 {
-    return RAS1_Format(entry, line, format, args);
+    return ZULRA_FormatLine(entry, line, RAS1_WRITE_FORMAT, text, args);
 }
