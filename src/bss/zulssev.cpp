@@ -250,28 +250,31 @@ static void write_notes(void *)
         const note_t *n = &notes[i];
         switch (n->kind) {
         case NOTE_NOT_REGULAR:
-            RAS1_Printf(&entry, __LINE__, "Environment file not read, not a regular file: %s\n", n->path);
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, not a regular file: %s\n", n->path);
             break;
         case NOTE_BEING_READ:
-            RAS1_Printf(&entry, __LINE__, "Environment file not read, already being read: %s\n", n->path);
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, already being read: %s\n", n->path);
             break;
         case NOTE_TOO_DEEP:
-            RAS1_Printf(&entry, __LINE__, "Environment file not read, nested too deeply: %s\n", n->path);
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, nested too deeply: %s\n", n->path);
             break;
         case NOTE_CUT:
-            RAS1_Printf(&entry, __LINE__, "Environment file cut at %u bytes: %s\n", (uint32_t)ZULPL_TEXT_LIMIT,
-                        n->path);
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Environment file cut at %u bytes: %s\n",
+                     (uint32_t)ZULPL_TEXT_LIMIT, n->path);
             break;
         default:
-            RAS1_Printf(&entry, __LINE__,
-                        "Environment files: reading ended at %u files or %u bytes, before: %s\n",
-                        (uint32_t)ZULSS_ENV_MAX_FILES, (uint32_t)ZULSS_ENV_MAX_BYTES, n->path);
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment files: reading ended at %u files or %u bytes, before: %s\n",
+                     (uint32_t)ZULSS_ENV_MAX_FILES, (uint32_t)ZULSS_ENV_MAX_BYTES, n->path);
             break;
         }
     }
     if (noteCount > shown)
-        RAS1_Printf(&entry, __LINE__, "Environment files: %u more notes not shown\n",
-                    noteCount - shown);
+        RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Environment files: %u more notes not shown\n",
+                 noteCount - shown);
 }
 
 static void note(int kind, const char *path, size_t length)
