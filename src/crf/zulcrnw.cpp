@@ -10,7 +10,6 @@ int CRF1_New(uint32_t *console)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_New", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     int status = CRF1_OK;
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
