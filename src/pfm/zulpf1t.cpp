@@ -14,6 +14,5 @@ PFM1_TAB *PFM1_Thread(void)
         return tab;
     RAS1_DECLARE_ENTRY(entry, "PFM1_Thread", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     return static_cast<PFM1_TAB *>(ZULSS_THREAD_BLOCK(&ZULPF_tabDescriptor));
 }

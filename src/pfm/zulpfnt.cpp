@@ -21,7 +21,6 @@ void PFM1C_NewTAB(void *block)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1C_NewTAB", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);
     PFM1_PAB *pab = ZULPF_Pab();
     (void)SIG1_ProcMask(SIG1_BLOCK, nullptr, nullptr); // builds the thread's signal block
@@ -47,7 +46,6 @@ void PFM1C_NewTAB(void *block)
     BSS1_ReleaseLock(&pab->lock);
 
     ZULPF_threadTAB = tab;
-    if (RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(&entry, __LINE__, "New TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
-                    static_cast<void *>(pab));
+    RAS1_LOG(entry, classes, RAS1_STATE, "New TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
+             static_cast<void *>(pab));
 }

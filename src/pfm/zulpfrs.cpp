@@ -15,7 +15,6 @@ uint32_t PFM1C_RegisterSignal(PFM1_PAB *pab, int signal)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1C_RegisterSignal", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     if (signal < SIG1_FIRST || signal > SIG1_LAST)
         return PFM1_BAD_SIGNAL;
     BSS1_GetLock(&pab->lock);
