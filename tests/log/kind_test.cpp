@@ -82,6 +82,12 @@ TEST(LogKind, EachLineCarriesItsKindToTheStore)
     EXPECT_EQ(s.calls[0].kind, 0u);
     EXPECT_EQ(s.calls[1].kind, RAS1_ERROR);
 
+    // The library's own error lines are ERROR lines.
+    char expression[] = "NOSUCHCLASS";
+    RAS1_InterpretString(expression, sizeof expression - 1);
+    EXPECT_EQ(s.calls.back().text, "Class name not recognized: NOSUCHCLASS\n");
+    EXPECT_EQ(s.calls.back().kind, RAS1_ERROR);
+
     // The macros write only when the class word has every bit tested.
     size_t before = s.calls.size();
     RAS1_LOG(r.entry, RAS1_STATE, RAS1_STATE | RAS1_DETAIL, "not written");
