@@ -363,7 +363,7 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
  * that is tested on ANY but reports an error, say. */
 #define RAS1_LOG_KIND(entry, classes, bits, kind, ...)                  \
     do {                                                                \
-        if (__builtin_expect(RAS1_WANTS(classes, bits), 0))             \
+        if (RAS1_WANTS(classes, bits))                                  \
             RAS1_Log(&(entry), __LINE__, (kind), __VA_ARGS__);          \
     } while (0)
 
@@ -372,7 +372,7 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
  * message gives NULL as its format. */
 #define RAS1_DUMP(entry, classes, bits, address, length, ...)                     \
     do {                                                                          \
-        if (__builtin_expect(RAS1_WANTS(classes, bits), 0))                       \
+        if (RAS1_WANTS(classes, bits))                                            \
             RAS1_LogDump(&(entry), __LINE__, (bits), (address), (length), __VA_ARGS__); \
     } while (0)
 
