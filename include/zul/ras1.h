@@ -446,9 +446,9 @@ ZUL_API int RAS1_RegisterEnvironment(void *user, ZULRA_envroutine_t routine);
 ZUL_API int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags,
                              ZULSS_format_t **format);
 
-/* One message in the format dialect of BSS1_PrintFormat (docs/format.md).
- * A message without a final line feed still ends its line.  Results as
- * RAS1_BeginFormat. */
+/* One message in the format dialect of BSS1_PrintFormat (docs/format.md),
+ * a line of no trace kind (RAS1_Log gives one).  A message without a
+ * final line feed still ends its line.  Results as RAS1_BeginFormat. */
 ZUL_API int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
     ZUL_PRINTF(3, 0);
 ZUL_API int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...) ZUL_PRINTF(3, 4);
