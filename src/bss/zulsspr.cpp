@@ -426,6 +426,11 @@ void real_field(Output &out, const ZULSS_directive_t &d, Real value)
 
 int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
 {
+    return ZULSS_ProcessFormat(object, format, arguments);
+}
+
+int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
+{
     if (object == nullptr || format == nullptr)
         return STC1_BadArgument;
 

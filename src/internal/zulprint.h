@@ -16,12 +16,18 @@
 
 #include <zul/bss1.h>
 
-// BSS1_Format with a variable argument list.
+// BSS1_Format with a variable argument list, for formats that the check
+// below has passed.
 int ZULSS_FormatText(void *argument, ZULSS_sink_t sink, const char *format, ...);
 
 // BSS1_PrintFormat without the compiler's printf check, for formats that
 // the check below has passed.
 int ZULSS_PrintChecked(ZULSS_format_t *object, const char *format, ...);
+
+// BSS1_ProcessFormat without the compiler's printf check, for the
+// library's own paths that hand on a format checked where it was written:
+// the format parameter of a checked call, or a literal of the library.
+int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments);
 
 #ifdef __cplusplus
 

@@ -12,7 +12,7 @@ int ZULRA_DumpLine(ZULRA_entry_t *entry, int line, uint32_t flags, const void *a
         return status;
     ZULSS_Print(format, "<0x%p,0x%lX> ", address, static_cast<unsigned long>(length));
     if (text != nullptr)
-        BSS1_ProcessFormat(format, text, args);
+        ZULSS_ProcessFormat(format, text, args);
     BSS1_Dump(format, address, length);
     BSS1_EndFormat(format);
     return STC1_Success;

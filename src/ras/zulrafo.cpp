@@ -2,6 +2,7 @@
 // argument list; and the writing of every message line of the log, with
 // the flags that tell the store where the line comes from and its kind.
 #include "ras/zulralg.h"
+#include "internal/zulprint.h" // the engine's unchecked entry
 
 int ZULRA_FormatLine(ZULRA_entry_t *entry, int line, uint32_t flags, const char *text, va_list args)
 {
@@ -10,7 +11,7 @@ int ZULRA_FormatLine(ZULRA_entry_t *entry, int line, uint32_t flags, const char 
     if (status != STC1_Success)
         return status;
     if (text != nullptr)
-        BSS1_ProcessFormat(format, text, args);
+        ZULSS_ProcessFormat(format, text, args);
     // A message without a final line feed is ended as a finished line.
     BSS1_EndFormat(format);
     return STC1_Success;
