@@ -106,27 +106,19 @@ __attribute__((noinline)) size_t macro_read(size_t n, const char *peer)
     return n;
 }
 
-void BM_DisabledMessagesSpelledOut(benchmark::State &state)
+// The traced call with three messages off, through `read` and its record.
+template <size_t (*read)(size_t, const char *), ZULRA_entry_t *record>
+void BM_DisabledMessages(benchmark::State &state)
 {
-    RAS1_Sync(&spelled);
+    RAS1_Sync(record);
     size_t n = 0;
     for (auto _ : state) {
-        n = spelled_read(n + 1, "peer");
+        n = read(n + 1, "peer");
         benchmark::DoNotOptimize(n);
     }
 }
-BENCHMARK(BM_DisabledMessagesSpelledOut);
-
-void BM_DisabledMessagesLogMacro(benchmark::State &state)
-{
-    RAS1_Sync(&oneStatement);
-    size_t n = 0;
-    for (auto _ : state) {
-        n = macro_read(n + 1, "peer");
-        benchmark::DoNotOptimize(n);
-    }
-}
-BENCHMARK(BM_DisabledMessagesLogMacro);
+BENCHMARK(BM_DisabledMessages<spelled_read, &spelled>)->Name("BM_DisabledMessagesSpelledOut");
+BENCHMARK(BM_DisabledMessages<macro_read, &oneStatement>)->Name("BM_DisabledMessagesLogMacro");
 
 // One disabled message inline in the loop: the read of the class word and
 // the test, spelled out and as RAS1_LOG.

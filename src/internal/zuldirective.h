@@ -81,47 +81,40 @@ struct ZULSS_grammar_t {
     ZULSS_charclass of[256];
     constexpr ZULSS_grammar_t() : of{}
     {
-        auto set = [this](char c, ZULSS_role role, unsigned char value = 0) {
-            of[static_cast<unsigned char>(c)] = {role, value};
+        // Each of `letters` gets `role` and `value`.
+        auto set = [this](const char *letters, ZULSS_role role, unsigned char value = 0) {
+            for (; *letters != 0; ++letters)
+                of[static_cast<unsigned char>(*letters)] = {role, value};
         };
-        set(' ', ZULSS_role::Flag, ZULSS_FLAG_BLANK);
-        set('#', ZULSS_role::Flag, ZULSS_FLAG_HASH);
-        set('+', ZULSS_role::Flag, ZULSS_FLAG_PLUS);
-        set('-', ZULSS_role::Flag, ZULSS_FLAG_MINUS);
-        set('\'', ZULSS_role::Flag, ZULSS_FLAG_NONE);
-        set('I', ZULSS_role::Flag, ZULSS_FLAG_NONE);
-        set('0', ZULSS_role::Zero);
+        set(" ", ZULSS_role::Flag, ZULSS_FLAG_BLANK);
+        set("#", ZULSS_role::Flag, ZULSS_FLAG_HASH);
+        set("+", ZULSS_role::Flag, ZULSS_FLAG_PLUS);
+        set("-", ZULSS_role::Flag, ZULSS_FLAG_MINUS);
+        set("'I", ZULSS_role::Flag, ZULSS_FLAG_NONE);
+        set("0", ZULSS_role::Zero);
         for (char d = '1'; d <= '9'; ++d)
-            set(d, ZULSS_role::Digit, static_cast<unsigned char>(d - '0'));
-        set('*', ZULSS_role::Star);
-        set('.', ZULSS_role::Dot);
-        set('h', ZULSS_role::Size, ZULSS_SIZE_HALF);
-        set('l', ZULSS_role::Size, ZULSS_SIZE_LONG);
-        set('L', ZULSS_role::Size, ZULSS_SIZE_LD);
-        for (char c : "qjzZt")
-            if (c != 0)
-                set(c, ZULSS_role::Size, ZULSS_SIZE_WIDE);
-        set('d', ZULSS_role::Integer, ZULSS_RADIX_SIGNED);
-        set('i', ZULSS_role::Integer, ZULSS_RADIX_SIGNED);
-        set('u', ZULSS_role::Integer, ZULSS_RADIX_DECIMAL);
-        set('o', ZULSS_role::Integer, ZULSS_RADIX_OCTAL);
-        set('x', ZULSS_role::Integer, ZULSS_RADIX_LOWER);
-        set('X', ZULSS_role::Integer, ZULSS_RADIX_UPPER);
-        set('p', ZULSS_role::Pointer);
-        set('s', ZULSS_role::Text);
-        set('c', ZULSS_role::Char);
-        set('%', ZULSS_role::Percent);
-        set('n', ZULSS_role::Count);
-        for (char c : "eEfgG")
-            if (c != 0)
-                set(c, ZULSS_role::Real);
-        for (char c : "aAF")
-            if (c != 0)
-                set(c, ZULSS_role::Skip, ZULSS_SKIP_REAL);
-        set('C', ZULSS_role::Skip, ZULSS_SKIP_WORD);
-        set('S', ZULSS_role::Skip, ZULSS_SKIP_POINTER);
-        set('b', ZULSS_role::Skip, ZULSS_SKIP_INTEGER);
-        set('B', ZULSS_role::Skip, ZULSS_SKIP_INTEGER);
+            of[static_cast<unsigned char>(d)] = {ZULSS_role::Digit, static_cast<unsigned char>(d - '0')};
+        set("*", ZULSS_role::Star);
+        set(".", ZULSS_role::Dot);
+        set("h", ZULSS_role::Size, ZULSS_SIZE_HALF);
+        set("l", ZULSS_role::Size, ZULSS_SIZE_LONG);
+        set("L", ZULSS_role::Size, ZULSS_SIZE_LD);
+        set("qjzZt", ZULSS_role::Size, ZULSS_SIZE_WIDE);
+        set("di", ZULSS_role::Integer, ZULSS_RADIX_SIGNED);
+        set("u", ZULSS_role::Integer, ZULSS_RADIX_DECIMAL);
+        set("o", ZULSS_role::Integer, ZULSS_RADIX_OCTAL);
+        set("x", ZULSS_role::Integer, ZULSS_RADIX_LOWER);
+        set("X", ZULSS_role::Integer, ZULSS_RADIX_UPPER);
+        set("p", ZULSS_role::Pointer);
+        set("s", ZULSS_role::Text);
+        set("c", ZULSS_role::Char);
+        set("%", ZULSS_role::Percent);
+        set("n", ZULSS_role::Count);
+        set("eEfgG", ZULSS_role::Real);
+        set("aAF", ZULSS_role::Skip, ZULSS_SKIP_REAL);
+        set("C", ZULSS_role::Skip, ZULSS_SKIP_WORD);
+        set("S", ZULSS_role::Skip, ZULSS_SKIP_POINTER);
+        set("bB", ZULSS_role::Skip, ZULSS_SKIP_INTEGER);
     }
 };
 
