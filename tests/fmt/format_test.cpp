@@ -184,12 +184,8 @@ TEST(FormatSizes, RealWidths)
     struct { signed char c; short s; int i; long long l; size_t z; uint8_t guard; } n;
     memset(&n, 0x55, sizeof n);
     Render("abc%hhn%hn%n%lln%zn", &n.c, &n.s, &n.i, &n.l, &n.z);
-    EXPECT_EQ(n.c, 3);
-    EXPECT_EQ(n.s, 3);
-    EXPECT_EQ(n.i, 3);
-    EXPECT_EQ(n.l, 3);
-    EXPECT_EQ(n.z, 3u);
-    EXPECT_EQ(n.guard, 0x55);
+    EXPECT_TRUE(n.c == 3 && n.s == 3 && n.i == 3 && n.l == 3 && n.z == 3 && n.guard == 0x55)
+        << int(n.c) << " " << n.s << " " << n.i << " " << n.l << " " << n.z << " " << int(n.guard);
 }
 
 // Random directives of the part of the dialect that printf shares give
