@@ -93,7 +93,9 @@ ZUL_API void BSS1__DropThread(void *table);
 /* BSS1__DropThread(null), then ends the calling thread. */
 ZUL_API void BSS1_EndThread(void) __attribute__((noreturn));
 
-/* Records the program's arguments and name, once each.  Returns 0. */
+/* Records the program's arguments and name, once each.  The arguments are
+ * read up to *argc or to the first null element, whichever comes first.
+ * Returns 0. */
 ZUL_API int BSS1_Main(int *argc, char **argv, const char *name);
 
 /* The process block of a descriptor: one acquire load (a plain load on

@@ -131,7 +131,8 @@ typedef struct PFM1_PAB {
 /* ------------------------------------------------------------------ */
 
 /* The calling thread's TAB, built at its first use (and the PAB at the
- * process's first).  Null when memory has run out. */
+ * process's first).  Null when memory has run out before the TAB could
+ * catch faults; a later call tries again. */
 ZUL_API PFM1_TAB *PFM1_Thread(void);
 
 /* Makes `handler` the calling thread's handler of portable `signal` and
@@ -149,7 +150,7 @@ ZUL_API void PFM1__EnableFFDC(PFM1_TAB *tab, PFM1_FFDC routine, void *argument);
 ZUL_API void PFM1__CallFFDC(PFM1_TAB *tab);
 
 /* Pushes `frame`, arming the frame below it: the exported form of what
- * PFM1_TRY does inline. */
+ * PFM1_TRY does inline.  A null `tab` or `frame` pushes nothing. */
 ZUL_API void PFM1__UseFrame(PFM1_TAB *tab, PFM1_Frame *frame);
 
 /* Pops `frame` if it is on top and returns 0.  Otherwise writes "Bad

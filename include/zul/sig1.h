@@ -228,7 +228,8 @@ typedef struct SIG1_QueryRecord {
     SIG1_Set async;      /* the asynchronous ones; size >= 28 */
 } SIG1_QueryRecord;
 
-/* Zeroes `size` bytes of *record and fills the fields they cover.
+/* Zeroes `size` bytes of *record, at most sizeof(SIG1_QueryRecord), and
+ * fills the fields they cover; memory behind the record is not touched.
  *   STC1_Success; STC1_BadArgument for a null record or a size of 0;
  *   STC1_Shortage. */
 ZUL_API int SIG1_Query(SIG1_QueryRecord *record, uint32_t size);

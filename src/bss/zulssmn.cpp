@@ -1,4 +1,7 @@
 // BSS1_Main: record the program's arguments and name, once each.
+//
+// The arguments are read up to the count or to the first null element,
+// whichever comes first; a count below 1 gives nothing to record.
 #include "bss/zulss.h"
 
 #include <stdlib.h>
@@ -25,20 +28,23 @@ char *copy_text(const char *text)
 int BSS1_Main(int *argc, char **argv, const char *name)
 {
     BSS1_GetLock(&mainLock);
-    if (!argsTaken && argc != nullptr && argv != nullptr && *argc != 0) {
+    if (!argsTaken && argc != nullptr && argv != nullptr && *argc > 0) {
         argsTaken = 1;
-        if (argv[0] != nullptr)
-            __atomic_store_n(&arg0, copy_text(argv[0]), __ATOMIC_RELEASE);
+        // A null element ends the vector early, as the one behind the last
+        // argument does: nothing past it is read.
+        int count = 0;
         size_t total = 1;
-        for (int i = 0; i < *argc; ++i)
-            total += (argv[i] ? strlen(argv[i]) : 0) + 1;
-        char *line = static_cast<char *>(malloc(total));
+        while (count < *argc && argv[count] != nullptr)
+            total += strlen(argv[count++]) + 1;
+        if (count > 0)
+            __atomic_store_n(&arg0, copy_text(argv[0]), __ATOMIC_RELEASE);
+        char *line = count > 0 ? static_cast<char *>(malloc(total)) : nullptr;
         if (line != nullptr) {
             char *p = line;
-            for (int i = 0; i < *argc; ++i) {
+            for (int i = 0; i < count; ++i) {
                 if (i > 0)
                     *p++ = ' ';
-                size_t n = argv[i] ? strlen(argv[i]) : 0;
+                const size_t n = strlen(argv[i]);
                 memcpy(p, argv[i], n);
                 p += n;
             }

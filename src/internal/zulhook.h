@@ -15,7 +15,8 @@ extern "C" {
 // Hooks the host signal of portable `signal` if it is SIG1_SIGSEGV,
 // SIG1_SIGBUS, SIG1_SIGILL or SIG1_SIGFPE, the host has it, and ZUL_SIG1
 // does not say "-syncoff".  1 if the signal now reaches the library's
-// handler, 0 if it stays with the host.
+// handler, 0 if it stays with the host, -1 if the calling thread's signal
+// block could not be built (no memory): nothing was done.
 int SIG1C_HookFault(int signal);
 
 #ifdef __cplusplus

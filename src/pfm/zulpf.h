@@ -16,15 +16,17 @@ extern SIG1_Set ZULPF_asyncSignals;
 extern SIG1_Set ZULPF_defaultSignals;
 extern SIG1_Set ZULPF_ignoredSignals;
 
-// The calling thread's TAB once it is built, null before and after: a
-// static thread-local word, so a signal handler reads it without
-// allocating.  Set by PFM1C_NewTAB, cleared by PFM1C_DeleteTAB.
+// The calling thread's TAB once it is built and ready to catch faults,
+// null before and after: a static thread-local word, so a signal handler
+// reads it without allocating.  Set by PFM1C_ReadyTAB, cleared by
+// PFM1C_DeleteTAB.
 extern thread_local __attribute__((tls_model("initial-exec"))) PFM1_TAB *ZULPF_threadTAB;
 
 void PFM1C_NewPAB(void *pab);
 void PFM1C_DeletePAB(void *pab);
 void PFM1C_NewTAB(void *tab);
 void PFM1C_DeleteTAB(void *tab);
+bool PFM1C_ReadyTAB(PFM1_TAB *tab);
 void PFM1C_InitSelf(void *unused);
 PFM1_TAB *PFM1C_FindThread(PFM1_PAB *pab, int signal);
 uint32_t PFM1C_RegisterSignal(PFM1_PAB *pab, int signal);
@@ -32,6 +34,11 @@ void PFM1C_Signal(PFM1_TAB *tab, int signal, PFM1_Handler handler);
 void PFM1C_SignalHandler(int signal);
 void PFM1C_GenericHandler(int signal);
 uint32_t PFM1C_FaultCode(int signal);
+
+// Gives back what the calling thread's FFDC routines ran in (a fiber of
+// ThreadSanitizer's, in builds with it; nothing otherwise).  At the end of
+// the thread's TAB.
+void ZULPF_DropFiber(void);
 
 // The process anchor, built on first use.
 static inline PFM1_PAB *ZULPF_Pab(void)

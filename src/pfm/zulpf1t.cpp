@@ -1,7 +1,9 @@
 // PFM1_Thread: the calling thread's anchor, built at its first use.
 //
 // After the first call the anchor comes from a static thread-local word:
-// a scope's entry takes one call and one load here.
+// a scope's entry takes one call and one load here.  A TAB that memory
+// ran out for while it was built is finished here; until that succeeds
+// the thread has no TAB.
 #include "pfm/zulpf.h"
 #include "internal/zulunits.h"
 
@@ -14,5 +16,8 @@ PFM1_TAB *PFM1_Thread(void)
         return tab;
     RAS1_DECLARE_ENTRY(entry, "PFM1_Thread", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    return static_cast<PFM1_TAB *>(ZULSS_THREAD_BLOCK(&ZULPF_tabDescriptor));
+    tab = static_cast<PFM1_TAB *>(ZULSS_THREAD_BLOCK(&ZULPF_tabDescriptor));
+    if (tab != nullptr && ZULPF_threadTAB != tab && !PFM1C_ReadyTAB(tab))
+        return nullptr;
+    return tab;
 }

@@ -11,8 +11,10 @@ void PFM1C_DeleteTAB(void *block)
     RAS1_QUICK(entry, classes, flow);
     PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);
     PFM1_PAB *pab = tab->pab;
-    if (ZULPF_threadTAB == tab)
+    if (ZULPF_threadTAB == tab) {
         ZULPF_threadTAB = nullptr;
+        ZULPF_DropFiber();
+    }
     if (pab == nullptr)
         return;
     BSS1_GetLock(&pab->lock);

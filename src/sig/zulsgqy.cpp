@@ -3,7 +3,8 @@
 //
 // The caller gives the size of its record; `size` bytes are zeroed and a
 // field is filled only where the size covers its end, so an older, shorter
-// record is never written beyond.
+// record is never written beyond.  A size above the record's own is taken
+// as the record's: what lies behind it is the caller's, and is left alone.
 #include "sig/zulsg.h"
 #include "internal/zulunits.h"
 
@@ -37,6 +38,8 @@ int SIG1_Query(SIG1_QueryRecord *record, uint32_t size)
     const uint32_t highest = static_cast<uint32_t>(c->highest);
     const uint32_t asyncCount = static_cast<uint32_t>(c->asyncCount);
 
+    if (size > sizeof(SIG1_QueryRecord))
+        size = sizeof(SIG1_QueryRecord);
     memset(record, 0, size);
     put(record, size, offsetof(SIG1_QueryRecord, lowest), &lowest, sizeof lowest);
     put(record, size, offsetof(SIG1_QueryRecord, highest), &highest, sizeof highest);

@@ -11,7 +11,8 @@
 //
 // SIG1C_HookFault hooks one of the four processor faults for the fault
 // handling even where the dump signals stay with the host; only
-// "-syncoff" keeps it there.
+// "-syncoff" keeps it there.  Without memory for the calling thread's
+// block it can do nothing, and says so.
 #include "sig/zulsg.h"
 #include "internal/zulhook.h"
 #include "internal/zulunits.h"
@@ -65,7 +66,7 @@ int SIG1C_HookFault(int signal)
         signal != SIG1_SIGFPE)
         return 0;
     if (ZULSG_Thread() == nullptr)
-        return 0;
+        return -1;
     const SIG1_Control *c = __atomic_load_n(&ZULSG_controlPointer, __ATOMIC_ACQUIRE);
     if (c == nullptr || !SIG1_IsMember(&c->available, signal) || c->syncOff)
         return 0;

@@ -1,6 +1,12 @@
 // ZULWNT_Setup, ZULWNT_Install, ZULWNT_Restore: the failure report's
 // settings and handlers, put in place while the library is loaded.
 //
+// ZULWNT_SIGNALS says whether the report takes the fatal signals at load
+// at all; without it, the build decides (ZULWN_SIGNALS_DEFAULT, 0 in
+// fuzzing builds, where libFuzzer must be the one to take them: it puts
+// its own handler only on a signal that has none, and it is that handler
+// which saves the failing input).
+//
 // Everything the report needs later is worked out here, while the
 // process is sound: the start time and the offset from UTC (localtime is
 // not for a signal handler), the program's path, and the whole name of
@@ -19,6 +25,7 @@
 #include <exception>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 #include <typeinfo>
 #include <unistd.h>
 
@@ -30,6 +37,30 @@ namespace {
 
 // The symbol library's default name: elfutils' libdw.
 constexpr const char *kSymbolLibrary = "libdw.so.1";
+
+#ifndef ZULWN_SIGNALS_DEFAULT
+#define ZULWN_SIGNALS_DEFAULT 1
+#endif
+
+// Whether ZULWNT_Install takes the fatal signals: ZULWNT_SIGNALS, read at
+// load; "1", "on", "yes" or "0", "off", "no" in any case, anything else
+// leaves the build's choice.
+constinit bool takeSignals = ZULWN_SIGNALS_DEFAULT != 0;
+
+bool take_signals(const char *value, bool otherwise)
+{
+    static const char *const kOn[] = {"1", "on", "yes"};
+    static const char *const kOff[] = {"0", "off", "no"};
+    if (value != nullptr) {
+        for (const char *word : kOn)
+            if (strcasecmp(value, word) == 0)
+                return true;
+        for (const char *word : kOff)
+            if (strcasecmp(value, word) == 0)
+                return false;
+    }
+    return otherwise;
+}
 
 constinit std::terminate_handler previousTerminate = nullptr;
 
@@ -69,6 +100,8 @@ void ZULWNT_Setup(void)
     if (localtime_r(&s.startClock, &local) != nullptr)
         s.utcOffset = local.tm_gmtoff;
 
+    takeSignals = take_signals(BSS1_GetEnv("ZULWNT_SIGNALS", nullptr), takeSignals);
+
     ssize_t n = readlink("/proc/self/exe", s.programName, sizeof s.programName - 1);
     s.programLength = n > 0 ? (int)n : 0;
     s.programName[s.programLength] = '\0';
@@ -99,6 +132,11 @@ void ZULWNT_Setup(void)
 
 void ZULWNT_Install(void)
 {
+    // The symbol section's stack serves a report that a fault outside
+    // every protected scope asks for, also when the report takes no signal.
+    ZULWN_MakeStack();
+    if (!takeSignals)
+        return; // the fatal signals, and std::terminate, stay as they are
     for (int h : ZULWN_fatalSignals) {
         struct sigaction current;
         if (sigaction(h, nullptr, &current) != 0 || current.sa_handler == SIG_IGN)
@@ -118,7 +156,6 @@ void ZULWNT_Install(void)
             ZULWN_previous[h].saved = 0;
     }
     ZULPL_AltStack();
-    ZULWN_MakeStack();
     previousTerminate = std::set_terminate(on_terminate);
 }
 

@@ -7,6 +7,6 @@ target_compile_options(zul_header_check_c PRIVATE -std=c11 -Wall -Wextra -Werror
 file(GLOB _core_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*_test.cpp)
 zul_add_test(zul_test_core
   SOURCES ${_core_tests} $<TARGET_OBJECTS:zul_header_check_c>
-  FAMILIES bss ras ONE_PER_PROCESS)
+  FAMILIES bss ras pfm ONE_PER_PROCESS)
 # Mutexes made without memory are simulated by a calloc of the test's own.
 target_link_options(zul_test_core PRIVATE -Wl,--wrap=calloc)

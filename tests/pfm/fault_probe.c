@@ -5,6 +5,7 @@
 #include <zul/pfm1.h>
 
 #include <malloc.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -51,6 +52,14 @@ static uint32_t fault_once(int how)
     return seen;
 }
 
+/* A fault with FFDC named, on a thread of its own: the routine's scope is
+ * opened inside the handler, on that thread's alternate stack. */
+static void *fault_on_thread(void *result)
+{
+    *(uint32_t *)result = fault_once(1);
+    return NULL;
+}
+
 static long heap(void) { return (long)mallinfo2().uordblks; }
 
 int main(int argc, char **argv)
@@ -75,6 +84,14 @@ int main(int argc, char **argv)
             if (sigismember(&before, h) != sigismember(&after, h))
                 return 4;
         return PFM1_Thread()->top == &PFM1_Thread()->base ? 0 : 5;
+    }
+    if (strcmp(mode, "thread") == 0) {
+        uint32_t seen = 1;
+        pthread_t thread;
+        if (pthread_create(&thread, NULL, fault_on_thread, &seen) != 0 ||
+            pthread_join(thread, NULL) != 0)
+            return 3;
+        return seen == 0x00120001u && ffdc_runs == 1 ? 0 : 2;
     }
     if (strcmp(mode, "overflow") == 0)
         return fault_once(2) == 0x00120001u && fault_once(2) == 0x00120001u ? 0 : 2;

@@ -1,7 +1,8 @@
 // Protected scopes through the public macros: nesting, raising, release
 // order, FFDC, signals turned into faults, inhibit counts on two threads;
-// and, in the C probe's own processes, 100,000 SIGSEGVs in scopes, stack
-// overflow, and the ways a process ends with no scope open.
+// and, in the C probes' own processes, 100,000 SIGSEGVs in scopes, stack
+// overflow, a fault on a second thread, the ways a process ends with no
+// scope open, and a thread's first scope when memory runs out.
 #include <zul/pfm1.h>
 
 #include <gtest/gtest.h>
@@ -111,6 +112,19 @@ TEST(Pfm, InhibitCountsOnTwoThreads)
     EXPECT_FALSE(masked(SIG1_SIGTERM));
 }
 
+// Runs a shell command; its standard output in `out`, its wait status
+// as the result.
+int run(const std::string &command, std::string &out)
+{
+    FILE *pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr)
+        return -1;
+    char buf[256];
+    for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
+        out.append(buf, n);
+    return pclose(pipe);
+}
+
 struct ProbeCase {
     const char *mode;
     int exitCode;        // -1: ended by `signal`
@@ -123,25 +137,46 @@ TEST(Pfm, FaultProbe)
     const ProbeCase cases[] = {
         {"loop", 0, 0, "ffdc 50500"},
         {"overflow", 0, 0, ""},
+        {"thread", 0, 0, ""},
         {"outside", -1, SIGSEGV, ""},
         {"deep", -1, SIGSEGV, ""},
         {"raise0", 0, 0, ""},
         {"raise7", 255, 0, "Unhandled exception: Status(00000007)"},
     };
     for (const ProbeCase &c : cases) {
-        std::string command = std::string("ZUL_RAS1=ERROR exec " ZUL_PFM_PROBE " ") + c.mode;
-        FILE *pipe = popen(command.c_str(), "r");
-        ASSERT_NE(pipe, nullptr);
         std::string out;
-        char buf[256];
-        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
-            out.append(buf, n);
-        const int status = pclose(pipe);
+        const int status = run(std::string("ZUL_RAS1=ERROR exec " ZUL_PFM_PROBE " ") + c.mode, out);
         if (c.exitCode >= 0)
             EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == c.exitCode) << c.mode << ": " << status << out;
         else
             EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal) << c.mode << ": " << status << out;
         EXPECT_NE(out.find(c.output), std::string::npos) << c.mode << ": " << out;
+    }
+}
+
+// A new thread's first scope, with its allocations failing from the Nth
+// on: the scope catches its fault, or the thread has no TAB and the
+// process ends as an unhandled raise, or a process block could not be
+// built and the process aborts with a message.  Never a scope that opens
+// and then lets its fault end the process.  The main thread has used a
+// scope before, or only the signals, or nothing; in the last case only
+// the last 40 of the thread's many allocations are made to fail, those of
+// its own blocks.
+TEST(Pfm, FirstScopeOutOfMemory)
+{
+    for (const char *mode : {"warm", "signals", "cold 40"}) {
+        std::string out;
+        // Children that end by exit() would each wait a second at exit
+        // under ThreadSanitizer.
+        const int status = run(std::string("TSAN_OPTIONS=\"$TSAN_OPTIONS:atexit_sleep_ms=0\" "
+                                           "ZULWNT_RASPATH=/nonexistent/ exec " ZUL_PFM_OOM_PROBE " ") +
+                                   mode + " 2>&1",
+                               out);
+        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << mode << ": " << out;
+        EXPECT_EQ(out.find("status"), std::string::npos) << mode << ": " << out;
+        EXPECT_NE(out.find(" caught\n"), std::string::npos) << mode << ": " << out;
+        if (out.find(" abort\n") != std::string::npos)
+            EXPECT_NE(out.find("out of memory"), std::string::npos) << mode << ": " << out;
     }
 }
 
