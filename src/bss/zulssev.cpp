@@ -230,14 +230,6 @@ enum {
     NOTE_BUDGET,
 };
 
-static const char *const kNoteText[] = {
-    "Environment file not read, not a regular file: %s\n",
-    "Environment file not read, already being read: %s\n",
-    "Environment file not read, nested too deeply: %s\n",
-    "Environment file cut at %u bytes: %s\n",
-    "Environment files: reading ended at %u files or %u bytes, before: %s\n",
-};
-
 #define NOTES_KEPT 8
 #define NOTE_PATH 256
 
@@ -272,17 +264,33 @@ void ZULSS_WriteEnvNotes(void *)
     uint32_t shown = noteCount < NOTES_KEPT ? noteCount : NOTES_KEPT;
     for (uint32_t i = 0; i < shown; i++) {
         const note_t *n = &notes[i];
-        if (n->kind == NOTE_CUT)
-            RAS1_Printf(&entry, __LINE__, kNoteText[n->kind], (uint32_t)ZULPL_TEXT_LIMIT, n->path);
-        else if (n->kind == NOTE_BUDGET)
-            RAS1_Printf(&entry, __LINE__, kNoteText[n->kind], (uint32_t)ZULSS_ENV_MAX_FILES,
-                        (uint32_t)ZULSS_ENV_MAX_BYTES, n->path);
-        else
-            RAS1_Printf(&entry, __LINE__, kNoteText[n->kind], n->path);
+        switch (n->kind) {
+        case NOTE_NOT_REGULAR:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, not a regular file: %s\n", n->path);
+            break;
+        case NOTE_BEING_READ:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, already being read: %s\n", n->path);
+            break;
+        case NOTE_TOO_DEEP:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, nested too deeply: %s\n", n->path);
+            break;
+        case NOTE_CUT:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Environment file cut at %u bytes: %s\n",
+                     (uint32_t)ZULPL_TEXT_LIMIT, n->path);
+            break;
+        default:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment files: reading ended at %u files or %u bytes, before: %s\n",
+                     (uint32_t)ZULSS_ENV_MAX_FILES, (uint32_t)ZULSS_ENV_MAX_BYTES, n->path);
+            break;
+        }
     }
     if (noteCount > shown)
-        RAS1_Printf(&entry, __LINE__, "Environment files: %u more notes not shown\n",
-                    noteCount - shown);
+        RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Environment files: %u more notes not shown\n",
+                 noteCount - shown);
 }
 
 static void note(int kind, const char *path, size_t length)

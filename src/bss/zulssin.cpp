@@ -47,9 +47,14 @@ static uint64_t megabytes(uint64_t bytes)
     return (bytes + 1048575u) >> 20;
 }
 
+// `format` is one of the literals below: one directive for an unsigned
+// long long, which `value` always is.
 static int put(char *out, const char *format, unsigned long long value)
 {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
     return snprintf(out, ITEM_BUFFER, format, value);
+#pragma GCC diagnostic pop
 }
 
 // Works item `item` out into `out` (ITEM_BUFFER bytes); returns its length,

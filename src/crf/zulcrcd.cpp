@@ -13,7 +13,6 @@ void ZULCR_ConsoleDestructor(void *record)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULCR_ConsoleDestructor", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(record);
     if (ccb->format != nullptr)

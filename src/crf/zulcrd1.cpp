@@ -11,7 +11,6 @@ int CRF1_Delete(uint32_t console)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Delete", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     if ((cvt->flags & ZULCR_BUILT) == 0 ||

@@ -47,7 +47,6 @@ int ZULCR_Register(ZULCR_cvt_t *cvt, ZULCR_mcb_t **record, ZULCR_handler_t handl
 {
     RAS1_DECLARE_ENTRY(entry, "ZULCR_Register", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     nameLength = ZULCR_Measure(name, nameLength);
     descriptionLength = ZULCR_Measure(description, descriptionLength);

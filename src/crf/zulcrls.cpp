@@ -140,11 +140,11 @@ void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directo
 {
     if (length == 0 && directory != nullptr)
         length = uint32_t(strlen(directory));
-    if (status != 0 && status != CRF1_Listening && RAS1_WANTS(classes, RAS1_ERROR))
-        RAS1_Printf(entry, __LINE__, "Console socket not opened in %.*s: status %d\n",
-                    directory != nullptr ? int(length) : 7, directory != nullptr ? directory : "default", status);
-    else if (status == 0 && RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(entry, __LINE__, "Console listening on %s\n", ZULCR_server.path);
+    if (status != 0 && status != CRF1_Listening)
+        RAS1_LOG(*entry, classes, RAS1_ERROR, "Console socket not opened in %.*s: status %d\n",
+                 directory != nullptr ? int(length) : 7, directory != nullptr ? directory : "default", status);
+    else if (status == 0)
+        RAS1_LOG(*entry, classes, RAS1_STATE, "Console listening on %s\n", ZULCR_server.path);
 }
 
 extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
@@ -163,7 +163,6 @@ extern "C" ZUL_API int CRF1_Unlisten(void)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Unlisten", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_server_t *s = &ZULCR_server;
     BSS1_GetLock(&s->lock);

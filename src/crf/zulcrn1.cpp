@@ -19,7 +19,6 @@ static int write_format(void *console, char *records, uint32_t count)
 {
     RAS1_DECLARE_ENTRY(entry, "write_format", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     if (records == nullptr || count == 0) {
         RAS1_EXIT_VALUE(entry, flow, CRF1_OK);
@@ -78,7 +77,6 @@ int CRF1_New(uint32_t *console)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_New", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     int status = CRF1_OK;
     ZULCR_cvt_t *cvt = ZULCR_Cvt();

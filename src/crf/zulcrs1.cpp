@@ -9,7 +9,6 @@ int CRF1_Subcommand(uint32_t command, ZULCR_handler_t handler, void *data, const
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Subcommand", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     void *record = nullptr;

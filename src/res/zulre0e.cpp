@@ -18,7 +18,6 @@ int ZULRE_EnableRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_EnableRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
 
     uint32_t amount = count * ZULRE_USE;
     uint64_t life = __atomic_load_n(&rcb->life, __ATOMIC_RELAXED);

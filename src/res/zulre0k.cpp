@@ -12,8 +12,6 @@ int ZULRE_KillRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_KillRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     bool scheduled = false;
     BSS1_GetLock(&rvt->lock);

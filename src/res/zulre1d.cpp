@@ -15,8 +15,6 @@ void ZULRE_Drop(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_Drop", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     while (rcb != nullptr) {
         if (!ZULRE_EnableRCB(rvt, rcb, count))

@@ -8,8 +8,6 @@ int RES1_Use(uint32_t handle, uint32_t classHandle, void **dataOut)
 {
     RAS1_DECLARE_ENTRY(entry, "RES1_Use", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     if (dataOut != nullptr)
         *dataOut = nullptr;
