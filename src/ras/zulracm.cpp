@@ -12,6 +12,7 @@
 #include <zul/lex1.h>
 
 #include "internal/zulbuild.h"
+#include "internal/zulcommands.h"
 #include "internal/zulprint.h"
 
 enum { SUB_DUMPCVT = 0, SUB_LOG = 1, SUB_LIST = 2, SUB_SET = 3, SUB_QXBLD = 4, SUB_UNITS = 5 };
