@@ -9,3 +9,8 @@ if(TARGET zul_demo)
     ZULCTL_PATH="$<TARGET_FILE:zulctl>")
   add_dependencies(zul_test_crfsock zul_demo zulctl)
 endif()
+# A program with its console socket open, linked with the shared library
+# as a real program is, so that a fault on the server's thread meets the
+# failure report; the server tests drive it from outside.
+add_executable(zul_crf_sock_probe ${CMAKE_CURRENT_LIST_DIR}/sock_probe.c)
+target_link_libraries(zul_crf_sock_probe PRIVATE zul)
