@@ -10,13 +10,13 @@
 #include "crf/zulcrso.h"
 
 #include <errno.h>
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "internal/zulunits.h"
 #include "platform/zulplat.h"
+#include "platform/zulplsg.h"
 
 ZULRA_CRF1_UNIT("zulcrls");
 
@@ -117,13 +117,15 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     if (forkHooked.exchange(1) == 0)
         pthread_atfork(nullptr, nullptr, after_fork_in_child);
 
-    // The thread takes no signal: the program's handlers and sigwait
-    // loops keep their signals.
-    sigset_t all, old;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &old);
+    // The thread takes no asynchronous signal, so that the program's
+    // handlers and sigwait loops keep theirs.  The synchronous ones stay
+    // open: a command that faults on this thread must meet the program's
+    // protected scope or the failure report, as on any other thread; a
+    // blocked fault would end the process at once without either.
+    uint64_t old = 0;
+    ZULPL_SigSetMask(~uint64_t(0), ~ZULPL_SigSynchronous(), &old);
     int rc = pthread_create(&s->thread, nullptr, ZULCR_Serve, s);
-    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    ZULPL_SigSetMask(~uint64_t(0), old, nullptr);
     if (rc != 0) {
         ZULPL_CloseFd(fd);
         ZULPL_CloseFd(s->wake[0]);
