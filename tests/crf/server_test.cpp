@@ -200,3 +200,71 @@ TEST(ConsoleServer, FaultInACommandIsTheProgramsFault)
         EXPECT_NE(report.find("Exception 0x0000000B (SIGSEGV)"), std::string::npos) << report;
     }
 }
+
+// A process at its descriptor limit with clients waiting: the server
+// does not spin on a listener it cannot take from, says so once in the
+// log and once more, with a count, when it can take connections again.
+// Meanwhile the spare descriptor it holds lets it answer the clients one
+// at a time.
+TEST(ConsoleServer, OutOfDescriptorsItWaitsAndSaysSoOnce)
+{
+    Probe probe({"prlimit", "--nofile=64", "--"});
+    ASSERT_FALSE(probe.path.empty());
+    ASSERT_EQ(probe.Say("fill").rfind("filled ", 0), 0u);
+    std::vector<int> clients;
+    for (int i = 0; i < 12; ++i) {
+        clients.push_back(Dial(probe.path));
+        send(clients.back(), "ping\n", 5, MSG_NOSIGNAL);
+    }
+    for (int fd : clients) {
+        ASSERT_EQ(Reply(fd, 10), "ZUL 0 5\npong\n");
+        close(fd);
+    }
+    EXPECT_EQ(probe.Say("free"), "freed");
+    EXPECT_EQ(Ask(probe.path, "ping"), "ZUL 0 5\npong\n");
+    std::string log = Slurp(probe.dir + "/log");
+    EXPECT_EQ(Count(log, "Console connection not accepted: Too many open files"), 1u) << log.substr(0, 2000);
+    EXPECT_EQ(Count(log, "Console connections accepted again after "), 1u) << log.substr(0, 2000);
+}
+
+// 64 connections of the owner's user hold every slot: half send a line
+// that never ends, a byte at a time, half have sent a line and do not
+// read.  Another client is answered all the same: the quiet ones make
+// room, and the lines that never end are answered with 105 and closed.
+TEST(ConsoleServer, ClientsThatHoldTheirConnectionsMakeRoom)
+{
+    Probe probe;
+    ASSERT_FALSE(probe.path.empty());
+    std::vector<int> slow, deaf;
+    for (int i = 0; i < 32; ++i) {
+        slow.push_back(Dial(probe.path));
+        deaf.push_back(Dial(probe.path));
+        send(deaf.back(), "?\n", 2, MSG_NOSIGNAL);
+    }
+    int fd = Dial(probe.path);
+    send(fd, "ping\n", 5, MSG_NOSIGNAL);
+    std::string answer, endings[32];
+    pollfd p{fd, POLLIN, 0};
+    // Slow clients send a byte every 200 ms: never quiet, never done.
+    for (int round = 0, open = 32; round < 50 && (open != 0 || answer.empty()); ++round, usleep(200000)) {
+        if (answer.empty() && poll(&p, 1, 0) == 1)
+            answer = Reply(fd, 10);
+        for (int i = 0; i < 32; ++i) {
+            pollfd q{slow[i], POLLIN, 0};
+            if (!endings[i].empty())
+                continue;
+            if (poll(&q, 1, 0) == 1)
+                endings[i] = Reply(slow[i], 1), --open;
+            else if (send(slow[i], "p", 1, MSG_NOSIGNAL) != 1)
+                endings[i] = "(closed)", --open;
+        }
+    }
+    EXPECT_EQ(answer, "ZUL 0 5\npong\n");
+    for (const std::string &e : endings)
+        EXPECT_EQ(e, "ZUL 105 30\nLine not completed within 3 s\n");
+    for (int s : slow)
+        close(s);
+    for (int d : deaf)
+        close(d);
+    close(fd);
+}
