@@ -53,7 +53,7 @@ struct Probe {
                                          // A sanitizer's fault handler would end the probe its own way
                                          // instead of leaving the fault to the library.
                                          "ASAN_OPTIONS=handle_segv=0",
-                                         "TSAN_OPTIONS=handle_segv=0 handle_sigbus=0 handle_abort=0 "
+                                         "TSAN_OPTIONS=halt_on_error=1 handle_segv=0 handle_sigbus=0 handle_abort=0 "
                                          "report_signal_unsafe=0"};
         for (char **e = environ; *e != nullptr; ++e)
             if (strncmp(*e, "ZUL", 3) != 0 && strncmp(*e, "ASAN_OPTIONS=", 13) != 0 &&
