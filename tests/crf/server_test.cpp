@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -95,6 +96,7 @@ struct Probe {
         }
         fclose(in);
         fclose(out);
+        std::filesystem::remove_all(dir);
     }
 
     // Gives the probe one word of its standard input (none: only reads)
