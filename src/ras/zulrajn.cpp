@@ -1,0 +1,171 @@
+// zulrajn - ZULRA_WriteJournal: the default store's write routine for the
+// systemd journal, and the loading of the journal's client library.
+//
+// libsystemd is loaded by name (libsystemd.so.0) when ZUL_RAS1 asks for
+// the journal, so that the library does not depend on it otherwise.  Each
+// message is one entry, sent with sd_journal_sendv: MESSAGE is the text
+// without its head, whose facts become fields of their own, and a message
+// of several lines stays one entry.  PRIORITY comes from the line's trace
+// kind:
+//
+//     ERROR 3 (err); STATE, METRICS and no kind 6 (info);
+//     FLOW, TIME, INPUT, OUTPUT, DETAIL 7 (debug)
+//
+// and CODE_FILE (the unit), CODE_LINE, CODE_FUNC, TID, SYSLOG_IDENTIFIER
+// (the program), ZUL_UNIT, ZUL_COMPONENT, ZUL_CLASS (the kind) and
+// ZUL_TIME (the head's time, as the text log writes it) go with it.  The
+// opening block is one entry of its own, without the fields of a head.
+#include "ras/zulralg.h"
+
+#include "platform/zulplat.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/uio.h>
+
+// Where the journal takes entries; the client library sends there too.
+#define JOURNAL_SOCKET "/run/systemd/journal/socket"
+
+int ZULRA_LoadJournal(ZULRA_target_t *target, char *why, size_t size)
+{
+    const char *reason = nullptr;
+    void *routine = ZULPL_LoadRoutine("libsystemd.so.0", "sd_journal_sendv", &reason);
+    if (routine == nullptr) {
+        snprintf(why, size, "%s", reason ? reason : "libsystemd.so.0 has no sd_journal_sendv");
+        return -1;
+    }
+    int error = ZULPL_SocketAnswers(JOURNAL_SOCKET);
+    if (error != 0) {
+        snprintf(why, size, "%s: %s", JOURNAL_SOCKET, ZULPL_ErrorText(error));
+        return -1;
+    }
+    target->send = (int (*)(const struct iovec *, int))routine;
+    char program[64];
+    if (BSS1_Info(4, program, sizeof program) == 0)
+        snprintf(program, sizeof program, "zul");
+    snprintf(target->identifier, sizeof target->identifier, "%s", program);
+    return 0;
+}
+
+static int priority_of(uint32_t kind)
+{
+    switch (kind) {
+    case RAS1_ERROR:
+        return 3;
+    case RAS1_FLOW:
+    case RAS1_TIME:
+    case RAS1_INPUT:
+    case RAS1_OUTPUT:
+    case RAS1_DETAIL:
+        return 7;
+    default: // STATE, METRICS, no kind
+        return 6;
+    }
+}
+
+// Fields of a message but its text, each "NAME=value" in `fields`.
+struct Fields {
+    char text[1024];
+    size_t used;
+    struct iovec vector[16];
+    int count;
+};
+
+static void add(Fields *f, const char *name, const char *value, size_t length)
+{
+    if (f->count >= 16)
+        return;
+    size_t nameLength = strlen(name);
+    size_t room = sizeof f->text - f->used;
+    if (nameLength + 1 >= room)
+        return;
+    if (length > room - nameLength - 1)
+        length = room - nameLength - 1;
+    char *at = f->text + f->used;
+    memcpy(at, name, nameLength);
+    at[nameLength] = '=';
+    memcpy(at + nameLength + 1, value, length);
+    f->vector[f->count].iov_base = at;
+    f->vector[f->count].iov_len = nameLength + 1 + length;
+    f->count++;
+    f->used += nameLength + 1 + length;
+}
+
+static void add_number(Fields *f, const char *name, long long value)
+{
+    char digits[24];
+    int n = snprintf(digits, sizeof digits, "%lld", value);
+    add(f, name, digits, (size_t)n);
+}
+
+int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
+                       uint32_t flags)
+{
+    ZULRA_target_t *target = (ZULRA_target_t *)data;
+    if (target == nullptr || target->send == nullptr || length == 0)
+        return 0;
+    const ZULRA_fctx_t *context = ZULRA_writing;
+    const char *message;
+    uint32_t messageLength;
+    int headed;
+    ZULRA_MessageText(text, length, entry, &message, &messageLength, &headed);
+
+    // MESSAGE= and the text make one field, so they must stand together:
+    // the message is copied behind the name in the target's buffer (which
+    // the store's lock guards), or, without memory for a long one, cut.
+    static const char name[] = "MESSAGE=";
+    size_t need = sizeof name - 1 + (size_t)messageLength;
+    char small[2048];
+    char *field = small;
+    size_t room = sizeof small;
+    if (need > sizeof small) {
+        if (need <= target->bufferSize) {
+            field = target->buffer;
+            room = target->bufferSize;
+        } else {
+            char *grown = (char *)realloc(target->buffer, need);
+            if (grown != nullptr) {
+                target->buffer = grown;
+                target->bufferSize = (uint32_t)need;
+                field = grown;
+                room = need;
+            }
+        }
+    }
+    size_t copied = need <= room ? messageLength : room - (sizeof name - 1);
+    memcpy(field, name, sizeof name - 1);
+    memcpy(field + sizeof name - 1, message, copied);
+
+    Fields f;
+    f.used = 0;
+    f.count = 1;
+    f.vector[0].iov_base = field;
+    f.vector[0].iov_len = sizeof name - 1 + copied;
+    uint32_t kind = RAS1_WRITE_KIND(flags);
+    add_number(&f, "PRIORITY", priority_of(headed ? kind : 0));
+    add(&f, "SYSLOG_IDENTIFIER", target->identifier, strlen(target->identifier));
+    if (context != nullptr)
+        add_number(&f, "TID", context->thread);
+    if (headed && context != nullptr) {
+        const ZULRA_unit_t *unit = entry ? entry->unit : nullptr;
+        add(&f, "CODE_FILE", context->unitName ? context->unitName : "", context->unitLength);
+        add(&f, "ZUL_UNIT", context->unitName ? context->unitName : "", context->unitLength);
+        add_number(&f, "CODE_LINE", context->line);
+        const char *function = entry && entry->name ? entry->name : "NULL";
+        add(&f, "CODE_FUNC", function, strlen(function));
+        if (unit != nullptr && unit->comp != nullptr)
+            add(&f, "ZUL_COMPONENT", unit->comp, strnlen(unit->comp, unit->compLen));
+        const char *kindName = ZULRA_KindName(kind);
+        if (kindName != nullptr)
+            add(&f, "ZUL_CLASS", kindName, strlen(kindName));
+    }
+    if (context != nullptr) {
+        char stamp[24];
+        int n = snprintf(stamp, sizeof stamp, "%08X.%08X", context->time.seconds,
+                         context->time.nanoseconds);
+        add(&f, "ZUL_TIME", stamp, (size_t)n);
+    }
+    (void)target->send(f.vector, f.count);
+    return 0;
+}
