@@ -143,6 +143,83 @@ PY
   echo "journal: fields, priorities and journalctl -p err as expected"
 }
 
+# Every line of the 4 writers once, in order, across the files given.
+check_writers() {
+  local counts="$1"; shift
+  cat "$@" | python3 -c '
+import re, sys
+counts = {int(t): int(n) for t, n in re.findall(r"writer (\d+) wrote (\d+)", open(sys.argv[1]).read())}
+seen = {t: [] for t in counts}
+for line in sys.stdin:
+    m = re.search(r"writer (\d+) line (\d+)$", line)
+    if m:
+        seen[int(m[1])].append(int(m[2]))
+    elif line.startswith("(") and "writer" in line:
+        sys.exit("torn line: " + line)
+for t, n in counts.items():
+    if sorted(seen[t]) != list(range(n)):
+        sys.exit(f"writer {t}: {len(seen[t])} lines of {n}, {len(set(seen[t]))} different")
+print(sum(counts.values()), "lines, each once")
+' "$counts"
+}
+
+# Starts the probe's 4 writers on a log that they append to, and waits
+# until it has lines.
+start_writers() {
+  "$probe" threads 100000000 "$work/stop" >counts 2>err &
+  writers=$!
+  for _ in $(seq 200); do
+    [ "$(grep -c 'writer' app.log 2>/dev/null)" -gt 100 ] && return 0
+    sleep 0.05
+  done
+  fail "no lines in the log: $(cat err)"
+}
+
+# Real logrotate, with a postrotate that asks the program to reopen its
+# log through zulctl, while 4 threads write: every line once.
+case_logrotate() {
+  mkdir -m 700 sockets
+  cat >rotate.conf <<CONF
+$work/app.log {
+  rotate 10
+  create 0644
+  nocompress
+  postrotate
+    $zulctl --dir $work/sockets zul_target_probe 'ras1 reopen' >>$work/zulctl.out
+  endscript
+}
+CONF
+  export ZUL_CONSOLE="$work/sockets" ZUL_RAS1="ERROR >>$work/app.log"
+  start_writers
+  for _ in $(seq 20); do [ -n "$(ls sockets)" ] && break; sleep 0.05; done
+  for _ in 1 2 3; do
+    logrotate -f -s "$work/state" "$work/rotate.conf" || fail "logrotate failed"
+    sleep 0.2
+  done
+  touch stop; wait "$writers"
+  [ "$(grep -c '^Reopened ' zulctl.out)" = 3 ] || fail "zulctl said: $(cat zulctl.out)"
+  ls app.log.3 >/dev/null || fail "logrotate made $(ls app.log.*)"
+  for f in app.log.1 app.log.2; do
+    grep -q 'writer' "$f" || fail "nothing was written to $f between two rotations"
+  done
+  check_writers counts app.log app.log.*
+}
+
+# With ZUL_RAS1_SIGHUP=reopen a hangup reopens the log file.
+case_hangup() {
+  export ZUL_RAS1_SIGHUP=reopen ZUL_RAS1="ERROR >>$work/app.log"
+  start_writers
+  for n in 1 2; do
+    mv app.log "app.log.$n"
+    kill -HUP "$writers"
+    for _ in $(seq 100); do [ -s app.log ] && break; sleep 0.02; done
+    [ -s app.log ] || fail "no new app.log after SIGHUP"
+    sleep 0.1
+  done
+  touch stop; wait "$writers" || fail "the probe ended with $?"
+  check_writers counts app.log app.log.1 app.log.2
+}
+
 # The library does not need libsystemd unless the journal is asked for.
 case_ldd() {
   if ldd "$libzul" | grep -q libsystemd; then fail "libzul links libsystemd: $(ldd "$libzul" | grep libsystemd)"; fi
