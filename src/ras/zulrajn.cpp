@@ -105,67 +105,58 @@ int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entr
     ZULRA_target_t *target = (ZULRA_target_t *)data;
     if (target == nullptr || target->send == nullptr || length == 0)
         return 0;
-    const ZULRA_fctx_t *context = ZULRA_writing;
-    const char *message;
-    uint32_t messageLength;
-    int headed;
-    ZULRA_MessageText(text, length, entry, &message, &messageLength, &headed);
+    ZULRA_message_t m;
+    ZULRA_TakeApart(text, length, entry, flags, &m);
 
     // MESSAGE= and the text make one field, so they must stand together:
-    // the message is copied behind the name in the target's buffer (which
-    // the store's lock guards), or, without memory for a long one, cut.
+    // the message is copied behind the name, in the target's buffer (which
+    // the store's lock guards) when it is long, or, without memory for
+    // that, cut.
     static const char name[] = "MESSAGE=";
-    size_t need = sizeof name - 1 + (size_t)messageLength;
+    const size_t nameLength = sizeof name - 1;
+    size_t need = nameLength + (size_t)m.length;
     char small[2048];
     char *field = small;
     size_t room = sizeof small;
-    if (need > sizeof small) {
-        if (need <= target->bufferSize) {
-            field = target->buffer;
-            room = target->bufferSize;
-        } else {
+    if (need > room) {
+        if (need > target->bufferSize) {
             char *grown = (char *)realloc(target->buffer, need);
             if (grown != nullptr) {
                 target->buffer = grown;
                 target->bufferSize = (uint32_t)need;
-                field = grown;
-                room = need;
             }
         }
+        if (need <= target->bufferSize) {
+            field = target->buffer;
+            room = target->bufferSize;
+        }
     }
-    size_t copied = need <= room ? messageLength : room - (sizeof name - 1);
-    memcpy(field, name, sizeof name - 1);
-    memcpy(field + sizeof name - 1, message, copied);
+    size_t copied = need <= room ? m.length : room - nameLength;
+    memcpy(field, name, nameLength);
+    memcpy(field + nameLength, m.text, copied);
 
     Fields f;
     f.used = 0;
     f.count = 1;
     f.vector[0].iov_base = field;
-    f.vector[0].iov_len = sizeof name - 1 + copied;
-    uint32_t kind = RAS1_WRITE_KIND(flags);
-    add_number(&f, "PRIORITY", priority_of(headed ? kind : 0));
+    f.vector[0].iov_len = nameLength + copied;
+    add_number(&f, "PRIORITY", priority_of(m.kind));
     add(&f, "SYSLOG_IDENTIFIER", target->identifier, strlen(target->identifier));
-    if (context != nullptr)
-        add_number(&f, "TID", context->thread);
-    if (headed && context != nullptr) {
-        const ZULRA_unit_t *unit = entry ? entry->unit : nullptr;
-        add(&f, "CODE_FILE", context->unitName ? context->unitName : "", context->unitLength);
-        add(&f, "ZUL_UNIT", context->unitName ? context->unitName : "", context->unitLength);
-        add_number(&f, "CODE_LINE", context->line);
-        const char *function = entry && entry->name ? entry->name : "NULL";
-        add(&f, "CODE_FUNC", function, strlen(function));
-        if (unit != nullptr && unit->comp != nullptr)
-            add(&f, "ZUL_COMPONENT", unit->comp, strnlen(unit->comp, unit->compLen));
-        const char *kindName = ZULRA_KindName(kind);
-        if (kindName != nullptr)
-            add(&f, "ZUL_CLASS", kindName, strlen(kindName));
+    add_number(&f, "TID", m.thread);
+    if (m.headed) {
+        add(&f, "CODE_FILE", m.unit, m.unitLength);
+        add_number(&f, "CODE_LINE", m.line);
+        add(&f, "CODE_FUNC", m.function, m.functionLength);
+        add(&f, "ZUL_UNIT", m.unit, m.unitLength);
+        if (m.component != nullptr)
+            add(&f, "ZUL_COMPONENT", m.component, m.componentLength);
+        const char *kind = ZULRA_KindName(m.kind);
+        if (kind != nullptr)
+            add(&f, "ZUL_CLASS", kind, strlen(kind));
     }
-    if (context != nullptr) {
-        char stamp[24];
-        int n = snprintf(stamp, sizeof stamp, "%08X.%08X", context->time.seconds,
-                         context->time.nanoseconds);
-        add(&f, "ZUL_TIME", stamp, (size_t)n);
-    }
+    char stamp[24];
+    int n = snprintf(stamp, sizeof stamp, "%08X.%08X", m.time.seconds, m.time.nanoseconds);
+    add(&f, "ZUL_TIME", stamp, (size_t)n);
     (void)target->send(f.vector, f.count);
     return 0;
 }

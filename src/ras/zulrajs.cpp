@@ -213,6 +213,16 @@ bool reserve(ZULRA_target_t *target, size_t need)
     return true;
 }
 
+// A field whose value is a string, or null where there is none.
+void put_field(Out *o, const char *name, const char *text, size_t length)
+{
+    put_text(o, name);
+    if (text != nullptr)
+        put_string(o, text, length);
+    else
+        put_text(o, "null");
+}
+
 } // namespace
 
 int ZULRA_WriteJson(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
@@ -221,77 +231,39 @@ int ZULRA_WriteJson(void *data, const char *text, uint32_t length, ZULRA_entry_t
     ZULRA_target_t *target = (ZULRA_target_t *)data;
     if (target == nullptr || length == 0)
         return 0;
-    const ZULRA_fctx_t *context = ZULRA_writing;
-    const char *message;
-    uint32_t messageLength;
-    int headed;
-    ZULRA_MessageText(text, length, entry, &message, &messageLength, &headed);
-
-    const ZULRA_unit_t *unit = entry ? entry->unit : nullptr;
-    const char *unitName = headed && context ? context->unitName : nullptr;
-    uint32_t unitLength = unitName ? context->unitLength : 0;
-    const char *function = headed && entry ? entry->name : nullptr;
-    const char *component = headed && unit && unit->comp ? unit->comp : nullptr;
-    size_t componentLength = component ? strnlen(component, unit->compLen) : 0;
-    size_t functionLength = function ? strlen(function) : 0;
+    ZULRA_message_t m;
+    ZULRA_TakeApart(text, length, entry, flags, &m);
 
     // Every byte of a name or the message takes at most six.
-    size_t need = 256 + 6 * ((size_t)messageLength + unitLength + functionLength + componentLength);
+    size_t need = 256 + 6 * ((size_t)m.length + m.unitLength + m.functionLength + m.componentLength);
     char small[1024];
     Out o;
-    if (reserve(target, need)) {
+    if (reserve(target, need))
         o = {target->buffer, target->buffer + target->bufferSize, target->buffer, target->fd};
-    } else {
+    else
         o = {small, small + sizeof small, small, target->fd};
-    }
     if (target->stream != nullptr && __fpending(target->stream) != 0)
         fflush(target->stream);
 
-    ZULSS_time_t time = {};
-    uint32_t thread = 0;
-    if (context != nullptr) {
-        time = context->time;
-        thread = context->thread;
-    }
     put_text(&o, "{\"time\":");
-    put_time(&o, time);
+    put_time(&o, m.time);
     put_text(&o, ",\"thread\":");
-    put_unsigned(&o, thread, 1);
-    put_text(&o, ",\"unit\":");
-    if (unitName != nullptr)
-        put_string(&o, unitName, unitLength);
-    else
-        put_text(&o, "null");
+    put_unsigned(&o, m.thread, 1);
+    put_field(&o, ",\"unit\":", m.unit, m.unitLength);
     put_text(&o, ",\"line\":");
-    if (headed && context != nullptr) {
-        int64_t line = context->line;
+    if (m.headed) {
+        int64_t line = m.line;
         if (line < 0)
             put(&o, "-", 1);
         put_unsigned(&o, (uint64_t)(line < 0 ? -line : line), 1);
     } else {
         put_text(&o, "null");
     }
-    put_text(&o, ",\"function\":");
-    if (function != nullptr)
-        put_string(&o, function, functionLength);
-    else
-        put_text(&o, "null");
-    put_text(&o, ",\"class\":");
-    const char *kind = ZULRA_KindName(RAS1_WRITE_KIND(flags));
-    if (kind != nullptr) {
-        put(&o, "\"", 1);
-        put_text(&o, kind);
-        put(&o, "\"", 1);
-    } else {
-        put_text(&o, "null");
-    }
-    put_text(&o, ",\"component\":");
-    if (component != nullptr)
-        put_string(&o, component, componentLength);
-    else
-        put_text(&o, "null");
-    put_text(&o, ",\"message\":");
-    put_string(&o, message, messageLength);
+    put_field(&o, ",\"function\":", m.function, m.functionLength);
+    const char *kind = ZULRA_KindName(m.kind);
+    put_field(&o, ",\"class\":", kind, kind ? strlen(kind) : 0);
+    put_field(&o, ",\"component\":", m.component, m.componentLength);
+    put_field(&o, ",\"message\":", m.text, m.length);
     put_text(&o, "}\n");
     flush(&o);
     return 0;

@@ -220,12 +220,29 @@ int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entr
 // `why` (a line of text without a line end).
 int ZULRA_LoadJournal(ZULRA_target_t *target, char *why, size_t size);
 
-// The message that a write routine of a whole-message store was handed,
-// taken apart with the facts of ZULRA_writing: the text behind the head,
-// without the line feeds around it.  `*headed` is 0 for lines that came
-// without a head (the opening block).
-void ZULRA_MessageText(const char *text, uint32_t length, ZULRA_entry_t *entry,
-                       const char **message, uint32_t *messageLength, int *headed);
+// A message as a whole-message store's write routine is handed it, taken
+// apart: the text behind the head, without the line feeds around it, and
+// the head's facts from ZULRA_writing.  Lines that came without a head
+// (the opening block) have `headed` 0 and no unit, function, component or
+// kind.
+typedef struct ZULRA_message {
+    const char *text;
+    uint32_t length;
+    int headed;
+    ZULSS_time_t time;
+    uint32_t thread;
+    int line;
+    const char *unit;       // null for no head
+    uint32_t unitLength;
+    const char *function;   // null for no head
+    uint32_t functionLength;
+    const char *component;  // null for no head or no component
+    uint32_t componentLength;
+    uint32_t kind;          // the trace kind's class bit, 0 for none
+} ZULRA_message_t;
+
+void ZULRA_TakeApart(const char *text, uint32_t length, ZULRA_entry_t *entry, uint32_t flags,
+                     ZULRA_message_t *message);
 
 // The name of a trace kind (RAS1_ERROR ... RAS1_DETAIL), or null for none.
 const char *ZULRA_KindName(uint32_t kind);

@@ -267,38 +267,57 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
     return STC1_Success;
 }
 
-void ZULRA_MessageText(const char *text, uint32_t length, ZULRA_entry_t *entry,
-                       const char **message, uint32_t *messageLength, int *headed)
+// Where the head ends in the first line of `text`: at its known length,
+// or, where environment routines wrote into it, behind the first
+// `"function") `.
+static uint32_t head_end(const ZULRA_fctx_t *context, const char *text, uint32_t length,
+                         const char *name)
+{
+    if (context->headLength != 0 && context->headLength <= length)
+        return context->headLength;
+    size_t nameLength = strlen(name);
+    const char *lineEnd = (const char *)memchr(text, '\n', length);
+    uint32_t first = lineEnd ? (uint32_t)(lineEnd - text) : length;
+    for (uint32_t at = (uint32_t)nameLength + 1; at + 3 <= first; at++)
+        if (memcmp(text + at, "\") ", 3) == 0 && text[at - nameLength - 1] == '"' &&
+            memcmp(text + at - nameLength, name, nameLength) == 0)
+            return at + 3;
+    return 0;
+}
+
+void ZULRA_TakeApart(const char *text, uint32_t length, ZULRA_entry_t *entry, uint32_t flags,
+                     ZULRA_message_t *message)
 {
     const ZULRA_fctx_t *context = ZULRA_writing;
+    *message = {};
     uint32_t start = 0;
-    *headed = context != nullptr && context->headed;
-    if (*headed) {
-        if (context->headLength != 0 && context->headLength <= length) {
-            start = context->headLength;
-        } else {
-            // Environment routines wrote into the head: it ends at the
-            // first `"function") ` of the first line.
-            const char *name = entry && entry->name ? entry->name : "NULL";
-            size_t nameLength = strlen(name);
-            const char *lineEnd = (const char *)memchr(text, '\n', length);
-            uint32_t first = lineEnd ? (uint32_t)(lineEnd - text) : length;
-            for (uint32_t at = (uint32_t)nameLength + 1; at + 3 <= first; at++) {
-                if (memcmp(text + at, "\") ", 3) == 0 && text[at - nameLength - 1] == '"' &&
-                    memcmp(text + at - nameLength, name, nameLength) == 0) {
-                    start = at + 3;
-                    break;
-                }
-            }
+    if (context != nullptr) {
+        message->time = context->time;
+        message->thread = context->thread;
+    }
+    if (context != nullptr && context->headed) {
+        const char *name = entry && entry->name ? entry->name : "NULL";
+        start = head_end(context, text, length, name);
+        message->headed = 1;
+        message->line = context->line;
+        message->unit = context->unitName ? context->unitName : "";
+        message->unitLength = context->unitName ? context->unitLength : 0;
+        message->function = name;
+        message->functionLength = (uint32_t)strlen(name);
+        const ZULRA_unit_t *unit = entry ? entry->unit : nullptr;
+        if (unit != nullptr && unit->comp != nullptr) {
+            message->component = unit->comp;
+            message->componentLength = (uint32_t)strnlen(unit->comp, unit->compLen);
         }
+        message->kind = RAS1_WRITE_KIND(flags);
     }
     uint32_t end = length;
     while (start < end && text[start] == '\n')
         start++;
     while (end > start && text[end - 1] == '\n')
         end--;
-    *message = text + start;
-    *messageLength = end - start;
+    message->text = text + start;
+    message->length = end - start;
 }
 
 const char *ZULRA_KindName(uint32_t kind)
