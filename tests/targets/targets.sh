@@ -196,13 +196,20 @@ CONF
     logrotate -f -s "$work/state" "$work/rotate.conf" || fail "logrotate failed"
     sleep 0.2
   done
+  # A name that cannot be opened again: the log stays on the file it had.
+  mv "$work/app.log" "$work/app.log.gone"; mkdir "$work/app.log"
+  local status=0
+  "$zulctl" --dir "$work/sockets" zul_target_probe 'ras1 reopen' >reopen.out || status=$?
+  [ "$status" = 8 ] && grep -q "^Cannot reopen $work/app.log: Is a directory; the log stays on the file it had" reopen.out ||
+    fail "a failed reopen gave status $status: $(cat reopen.out)"
+  sleep 0.1
   touch stop; wait "$writers"
   [ "$(grep -c '^Reopened ' zulctl.out)" = 3 ] || fail "zulctl said: $(cat zulctl.out)"
   ls app.log.3 >/dev/null || fail "logrotate made $(ls app.log.*)"
   for f in app.log.1 app.log.2; do
     grep -q 'writer' "$f" || fail "nothing was written to $f between two rotations"
   done
-  check_writers counts app.log app.log.*
+  check_writers counts app.log.gone app.log.[0-9]*
 }
 
 # With ZUL_RAS1_SIGHUP=reopen a hangup reopens the log file.
