@@ -6,7 +6,15 @@
 set -euo pipefail
 case_name="$1"; probe="$2"; zulctl="$3"; libzul="$4"
 here=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d); trap 'rm -rf "$work"' EXIT
+work=$(mktemp -d)
+writers=""
+cleanup() {
+  # A probe left writing by a failed check would write on for ever.
+  [ -z "$writers" ] || kill "$writers" 2>/dev/null || true
+  if declare -F journald_down >/dev/null; then journald_down; fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
 cd "$work"
 fail() { echo "FAIL: $*" >&2; exit 1; }
 banner='Torvel QX/RAS1 Service Log'
@@ -104,7 +112,6 @@ PY
 case_journal() {
   source "$here/../../tools/journald.sh"
   local status=0; journald_up || status=$?
-  trap 'journald_down; rm -rf "$work"' EXIT
   [ "$status" = 0 ] || exit "$status"
   ZUL_RAS1='ERROR >journal' "$probe" kinds 2>err &
   local pid=$!
@@ -203,7 +210,7 @@ CONF
   [ "$status" = 8 ] && grep -q "^Cannot reopen $work/app.log: Is a directory; the log stays on the file it had" reopen.out ||
     fail "a failed reopen gave status $status: $(cat reopen.out)"
   sleep 0.1
-  touch stop; wait "$writers"
+  touch stop; wait "$writers"; writers=""
   [ "$(grep -c '^Reopened ' zulctl.out)" = 3 ] || fail "zulctl said: $(cat zulctl.out)"
   ls app.log.3 >/dev/null || fail "logrotate made $(ls app.log.*)"
   for f in app.log.1 app.log.2; do
@@ -224,6 +231,7 @@ case_hangup() {
     sleep 0.1
   done
   touch stop; wait "$writers" || fail "the probe ended with $?"
+  writers=""
   check_writers counts app.log app.log.1 app.log.2
 }
 
