@@ -84,6 +84,27 @@ PY
   echo "json: fields and classes as expected"
 }
 
+# lnav reads the JSON lines with the format in tools/lnav: levels from
+# the classes, the head's facts as columns.
+case_lnav() {
+  export HOME="$work/home"; mkdir -p "$HOME"
+  lnav -i "$here/../../tools/lnav/zul_json.json" >/dev/null || fail "lnav refused the format"
+  ZUL_RAS1="ERROR >json:$work/log.json" "$probe" kinds
+  lnav -n -c ';SELECT log_level, unit, line, function, log_body FROM zul_json' \
+    -c ':write-csv-to -' "$work/log.json" >rows.csv 2>lnav.err || fail "lnav: $(cat lnav.err)"
+  python3 - rows.csv <<'PY'
+import csv, sys
+rows = list(csv.DictReader(open(sys.argv[1])))
+assert len(rows) == 12, rows
+lines = rows[2:]
+assert all((r["unit"], r["line"], r["function"]) == ("target_probe", "77", "say") for r in lines), lines
+levels = [r["log_level"] for r in lines]
+assert levels == ["error", "debug", "debug", "info", "debug", "debug", "info", "debug", "info", "error"], levels
+assert lines[9]["log_body"] == "first of three\nsecond of three\nthird of three", lines[9]
+PY
+  echo "lnav: every message, with its level and source"
+}
+
 # Any bytes give JSON that jq and python3 read, and what can be kept is.
 case_hostile() {
   ZUL_RAS1="ERROR >json:$work/log.json" "$probe" hostile
