@@ -41,6 +41,10 @@ journald_down() {
     wait "$journald_pid" 2>/dev/null || true
     journald_pid=""
   fi
+  if [ -n "${journald_lock:-}" ]; then
+    exec {journald_lock}>&-
+    journald_lock=""
+  fi
 }
 
 # Waits until `journalctl ARGS...` shows at least N entries (at most 5 s):
