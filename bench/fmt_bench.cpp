@@ -40,7 +40,8 @@ void HeadEngine(benchmark::State &state)
 {
     Object o;
     for (auto _ : state) {
-        BSS1_PrintFormat(o.object, "(%08lX.%08lX-%lX:", kSeconds, kNanos, kThread);
+        BSS1_PrintFormat(o.object, "(%08lX.%08lX-%lX:", (unsigned long)kSeconds, (unsigned long)kNanos,
+                         (unsigned long)kThread);
         BSS1_PrintFormat(o.object, "%.*s,%d,\"%s\") ", 7, kUnit, kLine, kFunction);
         BSS1_PrintFormat(o.object, "Entry\n");
     }

@@ -115,6 +115,42 @@ void LexArgLists(benchmark::State &state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * Text().size()));
 }
 
+// Lines that a careless or hostile client may send: one token of 1 MiB,
+// a line of 1 MiB of short words, and a line of 1 MiB of opening
+// parentheses.  Each costs time in proportion to its length: the token's
+// text grows by doubling, and the argument tree carves its records from
+// the newest storage block without walking the older ones.
+const std::string &Hostile(int which)
+{
+    static const std::string lines[] = {
+        std::string(1u << 20, 'a'),
+        [] {
+            std::string t;
+            for (unsigned i = 0; t.size() < (1u << 20); ++i)
+                t += "w" + std::to_string(i % 1000) + " ";
+            return t;
+        }(),
+        std::string(1u << 20, '('),
+    };
+    return lines[which];
+}
+
+void LexHostileLine(benchmark::State &state)
+{
+    const std::string &line = Hostile(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        ZULLX_handle_t h;
+        ZULLX_list_t *list = nullptr;
+        LEX1_New(&h, 2, nullptr, nullptr);
+        LEX1_String(h, line.data(), static_cast<uint32_t>(line.size()));
+        benchmark::DoNotOptimize(LEX1_ArgList(h, &list));
+        LEX1_FreeArgList(list);
+        LEX1_Delete(&h);
+    }
+    state.SetLabel(state.range(0) == 0 ? "one 1 MiB token" : state.range(0) == 1 ? "1 MiB of words" : "1 MiB of (");
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * line.size()));
+}
+
 #ifdef ZUL_BENCH_GSCANNER
 GScannerConfig Config()
 {
@@ -194,3 +230,4 @@ BENCHMARK(LexLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(GScannerLines)->Unit(benchmark::kMillisecond);
 #endif
 BENCHMARK(LexArgLists)->Unit(benchmark::kMillisecond);
+BENCHMARK(LexHostileLine)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);

@@ -1,6 +1,8 @@
 // The cost of a traced call while its classes are off: the full read of
 // the class word and the test of FLOW, against what a program would write
-// by hand instead, one relaxed load of a global level and a compare.
+// by hand instead, one relaxed load of a global level and a compare.  And
+// the cost of a disabled message: the one-statement RAS1_LOG beside the
+// test spelled out in front of RAS1_Printf, in the same run.
 #include <zul/ras1.h>
 
 #include <benchmark/benchmark.h>
@@ -9,6 +11,8 @@ namespace {
 
 RAS1_DECLARE_UNIT_EX("benchras", RAS1_APPLICATION, "1", "BENCH", 0);
 RAS1_DECLARE_ENTRY(traced, "traced_add", RAS1_PUBLIC);
+RAS1_DECLARE_ENTRY(spelled, "spelled_read", RAS1_PUBLIC);
+RAS1_DECLARE_ENTRY(oneStatement, "macro_read", RAS1_PUBLIC);
 
 uint32_t level; // the hand-written switch: 0 = off
 
@@ -75,6 +79,75 @@ void BM_HandWrittenSwitchCall(benchmark::State &state)
     }
 }
 BENCHMARK(BM_HandWrittenSwitchCall)->ThreadRange(1, 2);
+
+// A traced call with three messages, all off: the tests spelled out in
+// front of RAS1_Printf and RAS1_Dump ...
+__attribute__((noinline)) size_t spelled_read(size_t n, const char *peer)
+{
+    RAS1_ENTRY(spelled, classes, flow);
+    if (RAS1_WANTS(classes, RAS1_INPUT))
+        RAS1_Printf(&spelled, __LINE__, "read %zu bytes from %s\n", n, peer);
+    if (RAS1_WANTS(classes, RAS1_INPUT | RAS1_DETAIL))
+        RAS1_Dump(&spelled, __LINE__, peer, 4, "request bytes\n");
+    if (RAS1_WANTS(classes, RAS1_ERROR))
+        RAS1_Printf(&spelled, __LINE__, "short read: %zu of %d\n", n, 512);
+    RAS1_EXIT_VALUE(spelled, flow, n);
+    return n;
+}
+
+// ... and the same with RAS1_LOG and RAS1_DUMP.
+__attribute__((noinline)) size_t macro_read(size_t n, const char *peer)
+{
+    RAS1_ENTRY(oneStatement, classes, flow);
+    RAS1_LOG(oneStatement, classes, RAS1_INPUT, "read %zu bytes from %s\n", n, peer);
+    RAS1_DUMP(oneStatement, classes, RAS1_INPUT | RAS1_DETAIL, peer, 4, "request bytes\n");
+    RAS1_LOG(oneStatement, classes, RAS1_ERROR, "short read: %zu of %d\n", n, 512);
+    RAS1_EXIT_VALUE(oneStatement, flow, n);
+    return n;
+}
+
+// The traced call with three messages off, through `read` and its record.
+template <size_t (*read)(size_t, const char *), ZULRA_entry_t *record>
+void BM_DisabledMessages(benchmark::State &state)
+{
+    RAS1_Sync(record);
+    size_t n = 0;
+    for (auto _ : state) {
+        n = read(n + 1, "peer");
+        benchmark::DoNotOptimize(n);
+    }
+}
+BENCHMARK(BM_DisabledMessages<spelled_read, &spelled>)->Name("BM_DisabledMessagesSpelledOut");
+BENCHMARK(BM_DisabledMessages<macro_read, &oneStatement>)->Name("BM_DisabledMessagesLogMacro");
+
+// One disabled message inline in the loop: the read of the class word and
+// the test, spelled out and as RAS1_LOG.
+void BM_DisabledMessageInlineSpelledOut(benchmark::State &state)
+{
+    RAS1_Sync(&spelled);
+    size_t i = 0;
+    for (auto _ : state) {
+        uint32_t classes = RAS1_ReadClass(&spelled);
+        if (RAS1_WANTS(classes, RAS1_DETAIL))
+            RAS1_Printf(&spelled, __LINE__, "request %zu handled in %d us\n", i, 42);
+        benchmark::ClobberMemory();
+        i++;
+    }
+}
+BENCHMARK(BM_DisabledMessageInlineSpelledOut);
+
+void BM_DisabledMessageInlineLogMacro(benchmark::State &state)
+{
+    RAS1_Sync(&oneStatement);
+    size_t i = 0;
+    for (auto _ : state) {
+        uint32_t classes = RAS1_ReadClass(&oneStatement);
+        RAS1_LOG(oneStatement, classes, RAS1_DETAIL, "request %zu handled in %d us\n", i, 42);
+        benchmark::ClobberMemory();
+        i++;
+    }
+}
+BENCHMARK(BM_DisabledMessageInlineLogMacro);
 
 // The reads alone, inline in the loop.
 void BM_ReadClassInline(benchmark::State &state)

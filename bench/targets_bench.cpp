@@ -27,10 +27,6 @@
 
 RAS1_DECLARE_UNIT_EX("targets_bench", RAS1_APPLICATION, "1", "BENCH", 0);
 
-#ifndef RAS1_WRITE_KIND
-#define RAS1_Log(entry, line, kind, ...) ((void)(kind), RAS1_Printf(entry, line, __VA_ARGS__))
-#endif
-
 namespace {
 
 const char *const kJsonLog = "/tmp/zul_bench_targets.json";

@@ -14,7 +14,11 @@
 #
 #   void myserver_BuildInfo(ZULRA_build_t **build);
 #
-# with C linkage, and a header <myserver_BuildInfo.h> that declares it.
+# with C linkage, and a header <myserver_BuildInfo.h> that declares it.  The
+# source is C (.c) where the project has C enabled, else C++ (.cpp), so a
+# project declared LANGUAGES CXX builds it too.  The function works in any
+# directory of a project that pulled libzul in with find_package(zul) or
+# with add_subdirectory.
 # Units name the routine in their unit record:
 #
 #   RAS1_DECLARE_UNIT_EX("srvmain", RAS1_SERVER, "1.0", "SRV", myserver_BuildInfo);
@@ -36,8 +40,6 @@
 # Run as a script (cmake -P) this file is the generator itself.
 
 cmake_minimum_required(VERSION 3.20)
-
-set(_ZUL_BUILD_RECORD_SCRIPT "${CMAKE_CURRENT_LIST_FILE}")
 
 # The keys of the definition file, by value index.
 set(_ZUL_BUILD_KEYS
@@ -69,12 +71,29 @@ function(zul_build_record target)
     set(B_OUTPUT_DIR "${PROJECT_BINARY_DIR}/generated")
   endif()
 
-  set(source "${B_OUTPUT_DIR}/${B_ROUTINE}.c")
+  # The generator is this very file.  The path is taken from the function's
+  # definition, not from a variable set when the file was included: such a
+  # variable belongs to the directory that included it, and a project that
+  # adds libzul with add_subdirectory calls this function from another.
+  set(script "${CMAKE_CURRENT_FUNCTION_LIST_FILE}")
+
+  # The record's text is both C and C++; it is compiled as whichever of the
+  # two the calling directory has enabled, C first.  What counts is the
+  # caller's scope: C enabled by libzul's own project() below a project of
+  # C++ alone is not usable in the project's directories.
+  if(CMAKE_C_COMPILER_LOADED)
+    set(extension c)
+  elseif(CMAKE_CXX_COMPILER_LOADED)
+    set(extension cpp)
+  else()
+    message(FATAL_ERROR "zul_build_record(${target}): the project enables neither C nor CXX")
+  endif()
+  set(source "${B_OUTPUT_DIR}/${B_ROUTINE}.${extension}")
   set(header "${B_OUTPUT_DIR}/${B_ROUTINE}.h")
 
   # What the build machine looks like to CMake.  The generator reads the
   # user, the machine name and the date itself, at build time.
-  if(CMAKE_C_COMPILER_ID)
+  if(CMAKE_C_COMPILER_LOADED)
     set(host_env "${CMAKE_C_COMPILER_ID}-${CMAKE_C_COMPILER_VERSION}")
   else()
     set(host_env "${CMAKE_CXX_COMPILER_ID}-${CMAKE_CXX_COMPILER_VERSION}")
@@ -101,7 +120,7 @@ function(zul_build_record target)
     -DZUL_BR_TARGET_ENV=${target_env}
     -DZUL_BR_ALWAYS=${B_ALWAYS})
 
-  set(depends "${B_DEFINITION}" "${_ZUL_BUILD_RECORD_SCRIPT}")
+  set(depends "${B_DEFINITION}" "${script}")
   set(outputs "${source}" "${header}")
   if(B_ALWAYS)
     # An output that is never made keeps the command out of date; the
@@ -111,7 +130,7 @@ function(zul_build_record target)
   endif()
   add_custom_command(
     OUTPUT ${outputs}
-    COMMAND ${CMAKE_COMMAND} ${args} -P "${_ZUL_BUILD_RECORD_SCRIPT}"
+    COMMAND ${CMAKE_COMMAND} ${args} -P "${script}"
     DEPENDS ${depends}
     COMMENT "Making the build record of ${target}"
     VERBATIM)

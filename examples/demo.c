@@ -14,6 +14,14 @@
  * Each request of a worker is a line that demo_net.c decodes and
  * demo_store.c carries out; both are traced, and ZUL_RAS1 chooses what
  * they write to the log.
+ *
+ * Each session is also a resource of the class "session", so that the
+ * console's res1 command lists them, and RES1_DEBUG=session makes them
+ * write their debug lines; and the demo has two configuration variables
+ * that bss1 config shows and sets: DEMO_LEVEL, a number (3 to start with),
+ * and DEMO_MODE, which refuses modes that begin with "x".
+ *
+ *     zul_demo [crash] [--echo]
  */
 #include "demo.h"
 
@@ -35,11 +43,13 @@ typedef struct service {
     unsigned requests;
     unsigned sessionsEnded;
     uint32_t startedAt;
+    uint32_t sessionClass; /* RES1 class of the sessions */
 } service_t;
 
 typedef struct session {
     uint32_t thread;
     unsigned handled;
+    uint32_t resource; /* the session's RES1 handle */
 } session_t;
 
 static void announce(void *block)
@@ -52,6 +62,7 @@ static void construct_service(void *block)
 {
     service_t *s = (service_t *)block;
     s->startedAt = BSS1_GetTime(NULL);
+    RES1_Register(&s->sessionClass, NULL, "session", 0);
     printf("constructor: service block built by thread %u\n", (unsigned)BSS1_ThreadID());
     BSS1_InitializeEpilog(announce, s);
 }
@@ -65,7 +76,9 @@ static service_t *service(void)
 
 static void construct_session(void *block)
 {
-    ((session_t *)block)->thread = BSS1_ThreadID();
+    session_t *t = (session_t *)block;
+    t->thread = BSS1_ThreadID();
+    RES1_Create(&t->resource, service()->sessionClass, 0, t);
 }
 
 static void end_session(void *block)
@@ -76,6 +89,24 @@ static void end_session(void *block)
     s->sessionsEnded++;
     printf("destructor: session of thread %u ends after %u requests\n", (unsigned)t->thread, t->handled);
     BSS1_ReleaseLock(&s->lock);
+    RES1_Destroy(t->resource);
+    RES1_Drop(t->resource);
+}
+
+/* The handler of both configuration variables: a level is a number, and
+ * a mode that begins with "x" is refused (the value is kept, and shown as
+ * invalid). */
+static int check_setting(const char *name, void *context, const char *value, uint32_t length)
+{
+    (void)context;
+    if (value == NULL || length == 0)
+        return 0;
+    if (strcmp(name, "DEMO_MODE") == 0)
+        return value[0] == 'x' ? 8 : 0;
+    for (uint32_t i = 0; i < length; i++)
+        if (value[i] < '0' || value[i] > '9')
+            return 8;
+    return 0;
 }
 
 static ZULSS_descriptor_t sessionDescriptor = {sizeof(session_t), construct_session, end_session, 0, 0};
@@ -118,6 +149,15 @@ static void *worker(void *arg)
 int main(int argc, char **argv)
 {
     BSS1_Main(&argc, argv, "zul_demo");
+    int crash = 0, echo = 0;
+    for (int i = 1; i < argc; i++) {
+        if (strcmp(argv[i], "crash") == 0)
+            crash = 1;
+        else if (strcmp(argv[i], "--echo") == 0)
+            echo = 1;
+    }
+    BSS1_ConfigRegister("DEMO_LEVEL", "3", check_setting, NULL);
+    BSS1_ConfigRegister("DEMO_MODE", NULL, check_setting, NULL);
 
     ZULSS_time_t start;
     BSS1_GetTime(&start);
@@ -134,7 +174,7 @@ int main(int argc, char **argv)
     while (__atomic_load_n(&ready, __ATOMIC_ACQUIRE) < 4)
         nanosleep(&tick, NULL);
 
-    int status = console_run();
+    int status = console_run(echo);
 
     __atomic_store_n(&stopping, 1, __ATOMIC_RELEASE);
     for (int i = 0; i < 4; ++i)
@@ -144,7 +184,7 @@ int main(int argc, char **argv)
 
     /* "zul_demo crash" ends here, to show the failure report that the
      * library appends to zul_demo.ras in the current directory. */
-    if (argc > 1 && strcmp(argv[1], "crash") == 0)
+    if (crash)
         store_crash();
 
     service_t *s = service();

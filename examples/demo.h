@@ -20,7 +20,9 @@ int net_handle(const char *line);
 void net_report(void);
 
 /* Runs console lines from standard input until it ends; 0, or the
- * status of a console that could not be made. */
-int console_run(void);
+ * status of a console that could not be made.  With `echo`, each line
+ * read from a pipe is shown behind the prompt, and its status after its
+ * output, so that a scripted run reads like a session. */
+int console_run(int echo);
 
 #endif

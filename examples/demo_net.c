@@ -20,10 +20,8 @@ int net_handle(const char *line)
     RAS1_DECLARE_ENTRY(entry, "net_handle", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
 
-    if (RAS1_WANTS(classes, RAS1_INPUT))
-        RAS1_Printf(&entry, __LINE__, "request \"%s\"\n", line);
-    if (RAS1_WANTS(classes, RAS1_INPUT | RAS1_DETAIL))
-        RAS1_Dump(&entry, __LINE__, line, (uint32_t)strlen(line), "request bytes\n");
+    RAS1_LOG(entry, classes, RAS1_INPUT, "request \"%s\"\n", line);
+    RAS1_DUMP(entry, classes, RAS1_INPUT | RAS1_DETAIL, line, (uint32_t)strlen(line), "request bytes\n");
 
     char verb[8], key[16];
     int value = 0, result;
@@ -33,8 +31,7 @@ int net_handle(const char *line)
     } else if (fields == 2 && strcmp(verb, "GET") == 0) {
         result = store_get(key);
     } else {
-        if (RAS1_WANTS(classes, RAS1_ERROR))
-            RAS1_Printf(&entry, __LINE__, "bad request \"%s\"\n", line);
+        RAS1_LOG(entry, classes, RAS1_ERROR, "bad request \"%s\"\n", line);
         __atomic_fetch_add(&rejected, 1u, __ATOMIC_RELAXED);
         result = -2;
     }
@@ -48,9 +45,8 @@ void net_report(void)
 {
     RAS1_DECLARE_ENTRY(entry, "net_report", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    if (RAS1_WANTS(classes, RAS1_METRICS))
-        RAS1_Printf(&entry, __LINE__, "%u requests, %u rejected, %d keys\n",
-                    __atomic_load_n(&handled, __ATOMIC_RELAXED),
-                    __atomic_load_n(&rejected, __ATOMIC_RELAXED), store_count());
+    RAS1_LOG(entry, classes, RAS1_METRICS, "%u requests, %u rejected, %d keys\n",
+             __atomic_load_n(&handled, __ATOMIC_RELAXED), __atomic_load_n(&rejected, __ATOMIC_RELAXED),
+             store_count());
     RAS1_EXIT(entry, flow);
 }

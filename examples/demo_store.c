@@ -34,20 +34,17 @@ int store_put(const char *key, int value)
     RAS1_ENTRY(entry, classes, flow);
     int result = 0;
 
-    if (RAS1_WANTS(classes, RAS1_DETAIL))
-        RAS1_Printf(&entry, __LINE__, "key \"%s\" value %d\n", key, value);
+    RAS1_LOG(entry, classes, RAS1_DETAIL, "key \"%s\" value %d\n", key, value);
     BSS1_GetLock(&table.lock);
     int at = find(key);
     if (at < 0 && table.used == SLOTS) {
-        if (RAS1_WANTS(classes, RAS1_ERROR))
-            RAS1_Printf(&entry, __LINE__, "table full (%d slots): key \"%s\" dropped\n", SLOTS, key);
+        RAS1_LOG(entry, classes, RAS1_ERROR, "table full (%d slots): key \"%s\" dropped\n", SLOTS, key);
         result = -1;
     } else {
         if (at < 0) {
             at = table.used++;
             strncpy(table.keys[at], key, sizeof table.keys[at] - 1);
-            if (RAS1_WANTS(classes, RAS1_STATE))
-                RAS1_Printf(&entry, __LINE__, "new key \"%s\" in slot %d\n", key, at);
+            RAS1_LOG(entry, classes, RAS1_STATE, "new key \"%s\" in slot %d\n", key, at);
         }
         table.values[at] = value;
     }
@@ -66,8 +63,8 @@ int store_get(const char *key)
     int at = find(key);
     int value = at < 0 ? -1 : table.values[at];
     BSS1_ReleaseLock(&table.lock);
-    if (at < 0 && RAS1_WANTS(classes, RAS1_DETAIL))
-        RAS1_Printf(&entry, __LINE__, "no key \"%s\"\n", key);
+    if (at < 0)
+        RAS1_LOG(entry, classes, RAS1_DETAIL, "no key \"%s\"\n", key);
 
     RAS1_EXIT_VALUE(entry, flow, value);
     return value;
@@ -86,8 +83,7 @@ void store_crash(void)
     RAS1_DECLARE_ENTRY(entry, "store_crash", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
     volatile int *lost = NULL;
-    if (RAS1_WANTS(classes, RAS1_ERROR))
-        RAS1_Printf(&entry, __LINE__, "table pointer lost after %d keys\n", store_count());
+    RAS1_LOG(entry, classes, RAS1_ERROR, "table pointer lost after %d keys\n", store_count());
     lost[0] = store_count();
     RAS1_EXIT(entry, flow);
 }

@@ -68,7 +68,7 @@ typedef struct ZULSS_descriptor {
  * `constructor` ends the construction with nothing run.  A word above 63,
  * which no construction leaves behind, is refused: the line
  * "<file>(<line>)-<thread>: bad once word <value>" goes to standard
- * output and nothing runs. */
+ * error and nothing runs. */
 ZUL_API void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor,
                                   void *argument, const char *file, int line);
 
@@ -217,13 +217,15 @@ ZUL_API int BSS1_NewFormat(ZULSS_format_t **object, void *argument, ZULSS_sink_t
 ZUL_API int BSS1_BeginFormat(ZULSS_format_t **object, void *argument, ZULSS_sink_t sink);
 
 /* Formats `format` with `arguments` into the object (see docs/format.md
- * for the directives: integers and `*` take one 32-bit argument whatever
- * the size letter, `p` a pointer, floating conversions a double).  A line
- * left open goes on in the next call.  Returns STC1_BadArgument for a null
+ * for the directives: an integer is read at the width of its size letter
+ * as printf reads it, `*` takes an int, `p` a pointer, floating
+ * conversions a double, or a long double with `L`).  A line left open
+ * goes on in the next call.  Returns STC1_BadArgument for a null
  * object or format, doing nothing; otherwise STC1_Success, whatever the
  * sink answered. */
-ZUL_API int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments);
-ZUL_API int BSS1_PrintFormat(ZULSS_format_t *object, const char *format, ...);
+ZUL_API int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
+    ZUL_PRINTF(2, 0);
+ZUL_API int BSS1_PrintFormat(ZULSS_format_t *object, const char *format, ...) ZUL_PRINTF(2, 3);
 
 /* Hands everything gathered to the sink; an open line is handed over
  * marked as continued and goes on in the next record.  Returns the sink's
@@ -239,7 +241,8 @@ ZUL_API int BSS1_EndFormat(ZULSS_format_t *object);
 /* BSS1_BeginFormat, BSS1_ProcessFormat and BSS1_EndFormat in one call, for
  * a text sink.  Returns the result of the first if it failed, else that
  * of the second. */
-ZUL_API int BSS1_Format(void *argument, ZULSS_sink_t sink, const char *format, va_list arguments);
+ZUL_API int BSS1_Format(void *argument, ZULSS_sink_t sink, const char *format, va_list arguments)
+    ZUL_PRINTF(3, 0);
 
 /* ------------------------------------------------------------------ */
 /* Environment                                                         */

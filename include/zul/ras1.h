@@ -13,14 +13,13 @@
  *
  *     RAS1_DECLARE_UNIT(RAS1_LIBRARY, "1.0", "MYCOMP");
  *
- *     int frob(int x)
+ *     int frob(size_t n, const char *peer)
  *     {
  *         RAS1_DECLARE_ENTRY(entry, "frob", RAS1_PUBLIC);
  *         RAS1_ENTRY(entry, classes, flow);
- *         if (RAS1_WANTS(classes, RAS1_DETAIL))
- *             ... write a message ...
- *         RAS1_EXIT_VALUE(entry, flow, x + 1);
- *         return x + 1;
+ *         RAS1_LOG(entry, classes, RAS1_DETAIL, "read %zu bytes from %s\n", n, peer);
+ *         RAS1_EXIT_VALUE(entry, flow, 0);
+ *         return 0;
  *     }
  *
  * docs/tracing.md tells the whole protocol.
@@ -309,16 +308,17 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
 /* The full protocol.  At the function's start: read the class word once
  * into the local `classes` and write the Entry line under FLOW, keeping
  * the local flag `flow`.  Every later test uses the local, so a change of
- * classes takes effect at the next call. */
-#define RAS1_ENTRY(entry, classes, flow)                  \
-    uint32_t classes = RAS1_ReadClass(&(entry));          \
-    int flow = RAS1__Enter(&(entry), classes, __LINE__)
+ * classes takes effect at the next call.  A function that writes no
+ * message, or no Exit line, leaves a local unused without a warning. */
+#define RAS1_ENTRY(entry, classes, flow)                                \
+    __attribute__((unused)) uint32_t classes = RAS1_ReadClass(&(entry)); \
+    __attribute__((unused)) int flow = RAS1__Enter(&(entry), classes, __LINE__)
 
 /* The quick protocol: the quick read, no Entry or Exit lines (the flag is
  * 0).  For code that must not call RAS1_Sync. */
-#define RAS1_QUICK(entry, classes, flow)                  \
-    uint32_t classes = RAS1_PeekClass(&(entry));          \
-    int flow = 0
+#define RAS1_QUICK(entry, classes, flow)                                \
+    __attribute__((unused)) uint32_t classes = RAS1_PeekClass(&(entry)); \
+    __attribute__((unused)) int flow = 0
 
 /* At every way out.  The Exit line depends on the flag, not on the class
  * word, so Entry and Exit lines come in pairs within one call. */
@@ -343,6 +343,39 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
                        RAS1__EXIT_BITS(value));                         \
     } while (0)
 
+/* A message in one statement: when the class word `classes` has every
+ * bit of `bits`, writes the message for `entry` under the line of the
+ * call, from a format of the dialect of BSS1_PrintFormat and its values,
+ * which the compiler checks like printf's.  The line's kind, given to the
+ * store's write routine (RAS1_WRITE_KIND), is the highest trace kind
+ * among `bits`: ERROR before FLOW, TIME, STATE, INPUT, OUTPUT, METRICS
+ * and DETAIL, so a line tested on STATE and DETAIL is a STATE line; a
+ * line tested on ANY alone has no kind.  Off, it costs the test of the
+ * local and nothing else:
+ *
+ *     RAS1_LOG(entry, classes, RAS1_DETAIL, "read %zu bytes from %s\n", n, peer);
+ *
+ * A call written over several lines shows the line of its first line
+ * with gcc and of its last with clang. */
+#define RAS1_LOG(entry, classes, bits, ...) RAS1_LOG_KIND(entry, classes, bits, bits, __VA_ARGS__)
+
+/* The same with the kind given apart from the bits tested: for a line
+ * that is tested on ANY but reports an error, say. */
+#define RAS1_LOG_KIND(entry, classes, bits, kind, ...)                  \
+    do {                                                                \
+        if (RAS1_WANTS(classes, bits))                                  \
+            RAS1_Log(&(entry), __LINE__, (kind), __VA_ARGS__);          \
+    } while (0)
+
+/* A message and a hexadecimal dump of `length` bytes at `address`, in one
+ * statement, tested and of the kind as RAS1_LOG.  A dump without a
+ * message gives NULL as its format. */
+#define RAS1_DUMP(entry, classes, bits, address, length, ...)                     \
+    do {                                                                          \
+        if (RAS1_WANTS(classes, bits))                                            \
+            RAS1_LogDump(&(entry), __LINE__, (bits), (address), (length), __VA_ARGS__); \
+    } while (0)
+
 /* ------------------------------------------------------------------ */
 /* Log output: stores, lines, environment routines                     */
 /* ------------------------------------------------------------------ */
@@ -350,8 +383,28 @@ static inline int RAS1__Enter(ZULRA_entry_t *entry, uint32_t classes, int line)
 /* Flags that a store's write routine is given with each flush. */
 #define RAS1_WRITE_UNCONFIGURED 1u /* no default class and no filter: the
                                       writer tested nothing */
-#define RAS1_WRITE_FORMAT 4u       /* from RAS1_Format, RAS1_Printf, RAS1_Event */
-#define RAS1_WRITE_DUMP 8u         /* from RAS1_Dump */
+#define RAS1_WRITE_FORMAT 4u       /* from RAS1_Format, RAS1_Printf, RAS1_Log,
+                                      RAS1_Event */
+#define RAS1_WRITE_DUMP 8u         /* from RAS1_Dump, RAS1_LogDump */
+
+/* Bits 8 to 15 of the flags carry the trace kind of the lines of the
+ * flush: one trace-kind bit (RAS1_ERROR ... RAS1_DETAIL) shifted left by
+ * RAS1_WRITE_KIND_SHIFT, or none.  RAS1_WRITE_KIND(flags) gives it back
+ * as its class bit, so that RAS1_WRITE_KIND(flags) == RAS1_ERROR for an
+ * error line, and 0 for a line of no kind.
+ *   RAS1_LOG, RAS1_DUMP, RAS1_Log,    the highest trace kind of the bits
+ *   RAS1_LogDump                      they were given
+ *   Entry and Exit lines              FLOW
+ *   Compiled and class lines          DETAIL
+ *   the library's own error lines     ERROR
+ *   RAS1_Printf, RAS1_Format,         none
+ *   RAS1_Dump, the opening block,
+ *   the build banner
+ * RAS1_WRITE_AS(kind) makes the bits for RAS1_BeginFormat's `flags`. */
+#define RAS1_WRITE_KIND_SHIFT 8
+#define RAS1_WRITE_KIND_MASK 0x0000FF00u
+#define RAS1_WRITE_KIND(flags) (((flags) & RAS1_WRITE_KIND_MASK) >> RAS1_WRITE_KIND_SHIFT)
+#define RAS1_WRITE_AS(kind) (((uint32_t)(kind) & RAS1_EVERYTRACE) << RAS1_WRITE_KIND_SHIFT)
 
 /* A store's write routine: `text` holds whole lines, each ended by a line
  * feed, not NUL-terminated.  A line is never split between calls, however
@@ -385,22 +438,35 @@ ZUL_API int RAS1_RegisterEnvironment(void *user, ZULRA_envroutine_t routine);
  * record's cached class word, writes the opening block if the store has
  * not had a line yet, then the line head.  The caller writes the message
  * into *format and must end it with BSS1_EndFormat.  No class is tested.
+ * `flags` go to the store with the lines (RAS1_WRITE_FORMAT, and the
+ * kind by RAS1_WRITE_AS, say); the opening block goes without a kind.
  * 0 with *format set; STC1_Authority no store; STC1_SystemError tracing
  * suspended; STC1_Shortage; STC1_BadArgument for a null entry or format;
  * *format is null on failure. */
 ZUL_API int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags,
                              ZULSS_format_t **format);
 
-/* One message in the format dialect of BSS1_PrintFormat (docs/format.md):
- * integers take 32 bits whatever the size letter.  A message without a
+/* One message in the format dialect of BSS1_PrintFormat (docs/format.md),
+ * a line of no trace kind (RAS1_Log gives one).  A message without a
  * final line feed still ends its line.  Results as RAS1_BeginFormat. */
-ZUL_API int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args);
-ZUL_API int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...);
+ZUL_API int RAS1_Format(ZULRA_entry_t *entry, int line, const char *text, va_list args)
+    ZUL_PRINTF(3, 0);
+ZUL_API int RAS1_Printf(ZULRA_entry_t *entry, int line, const char *text, ...) ZUL_PRINTF(3, 4);
 
 /* "<0x%p,0x%lX> " with `address` and `length`, then the message if `text`
  * is not null, then a hexadecimal dump of the memory. */
 ZUL_API int RAS1_Dump(ZULRA_entry_t *entry, int line, const void *address, uint32_t length,
-                      const char *text, ...);
+                      const char *text, ...) ZUL_PRINTF(5, 6);
+
+/* RAS1_Printf and RAS1_Dump for lines of a trace kind, which reaches the
+ * store in its flags: the highest trace-kind bit of `kinds` (ERROR before
+ * FLOW ... before DETAIL); other bits are ignored, and none gives a line
+ * of no kind.  No class is tested: RAS1_LOG and RAS1_DUMP test and call
+ * these.  Results as RAS1_BeginFormat. */
+ZUL_API int RAS1_Log(ZULRA_entry_t *entry, int line, uint32_t kinds, const char *text, ...)
+    ZUL_PRINTF(4, 5);
+ZUL_API int RAS1_LogDump(ZULRA_entry_t *entry, int line, uint32_t kinds, const void *address,
+                         uint32_t length, const char *text, ...) ZUL_PRINTF(6, 7);
 
 /* Does nothing; always STC1_SystemError. */
 ZUL_API int RAS1_Trace(void);

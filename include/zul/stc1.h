@@ -23,6 +23,13 @@
  * visibility; everything else in the library is hidden. */
 #define ZUL_API __attribute__((visibility("default")))
 
+/* Marks a function whose argument number `format` is a format of the
+ * library's dialect (docs/format.md) and whose values start at argument
+ * number `first` (0 for a va_list), so that gcc and clang check each
+ * call's literal format against the types of its values under -Wformat,
+ * as they check printf's. */
+#define ZUL_PRINTF(format_, first_) __attribute__((__format__(__printf__, format_, first_)))
+
 ZUL_BEGIN_DECLS
 
 enum {

@@ -6,6 +6,7 @@
 #ifndef ZUL_ZUL_H
 #define ZUL_ZUL_H
 
+#include <zul/version.h>
 #include <zul/stc1.h>
 #include <zul/rsn1.h>
 #include <zul/bss1.h>

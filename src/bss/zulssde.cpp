@@ -3,6 +3,7 @@
 // Short items (1 to 20 characters) are laid out two to a line, longer ones
 // follow one to a line, and the two settings that shape the log close it.
 #include "bss/zulssfmt.h"
+#include "internal/zulstart.h"
 
 // The labels of the items; items without one are not shown on their own.
 static const char *const labels[BSS1_INFO_COUNT] = {
@@ -22,7 +23,8 @@ int BSS1_DisplayEnvironment(ZULSS_format_t *object)
 
     const char *ras1 = BSS1_LocateEnv("ZUL_RAS1");
     const char *envpath = BSS1_LocateEnv("ZUL_ENVPATH");
-    if (ras1 == nullptr)
+    const bool ras1Given = ras1 != nullptr;
+    if (!ras1Given)
         ras1 = "<not specified>";
 
     char text[255];
@@ -50,7 +52,14 @@ int BSS1_DisplayEnvironment(ZULSS_format_t *object)
             ZULSS_Print(object, "%16s: %.*s\n", labels[item], (int)length, (const char *)text);
     }
 
-    ZULSS_Print(object, "%16s: %s\n", "ZUL_RAS1", ras1);
+    // A program that registered its own store before the trace started
+    // chose its log itself, and the value did not take effect: the header
+    // must not show it as if it had.
+    if (ras1Given && ZULRA_Ras1NotRead())
+        ZULSS_Print(object, "%16s: %s (not read: the program registered its own store first)\n",
+                    "ZUL_RAS1", ras1);
+    else
+        ZULSS_Print(object, "%16s: %s\n", "ZUL_RAS1", ras1);
     if (envpath != nullptr)
         ZULSS_Print(object, "%16s: %s\n", "ZUL_ENVPATH", envpath);
     return 0;

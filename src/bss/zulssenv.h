@@ -76,11 +76,6 @@ const char *ZULSS_LookupEnv(ZULSS_env_t *env, const char *part, size_t length);
 // holds the lock or is the constructor.
 ZULSS_envvar_t *ZULSS_FindEnvVar(ZULSS_env_t *env, const char *name, uint32_t length);
 
-// The program's short name from the path of its file: cut at the last
-// ".", wherever it stands, then behind the last "\\" and the last "/".
-// Writes at most `size` - 1 bytes and a zero byte; returns the length.
-size_t ZULSS_ProgramStem(const char *path, char *out, size_t size);
-
 // The path that the system table `table` gives for `program` (names
 // compare without regard to case) into `out`; 0 if there is none, else
 // its length.  Paths longer than 255 bytes are not taken.

@@ -19,6 +19,8 @@
 #include <string.h>
 
 #include "platform/zulplat.h"
+#include "internal/zulprogram.h"
+#include "internal/zulstart.h"
 #include "internal/zulunits.h"
 
 ZULRA_BSS1_UNIT("zulssev");
@@ -215,9 +217,10 @@ static void record_path(ZULSS_env_t *env, const char *path)
 // ------------------------------------------------------------------
 
 // The files are read while the trace may itself be starting (it reads
-// its settings through a lookup), so nothing can be written to it then.
-// What there is to say is kept here and written by an epilog, when every
-// construction has ended.
+// its settings through a lookup), or during the library's load, while the
+// trace is held off, so nothing can be written to it then.  What there is
+// to say is kept here and written by an epilog once a sync works: the
+// reading schedules it, and so does the trace's start.
 
 enum {
     NOTE_NOT_REGULAR,
@@ -225,14 +228,6 @@ enum {
     NOTE_TOO_DEEP,
     NOTE_CUT,
     NOTE_BUDGET,
-};
-
-static const char *const kNoteText[] = {
-    "Environment file not read, not a regular file: %s\n",
-    "Environment file not read, already being read: %s\n",
-    "Environment file not read, nested too deeply: %s\n",
-    "Environment file cut at %u bytes: %s\n",
-    "Environment files: reading ended at %u files or %u bytes, before: %s\n",
 };
 
 #define NOTES_KEPT 8
@@ -246,33 +241,62 @@ typedef struct {
 // Written by the constructor alone, read by the epilog after it.
 static constinit note_t notes[NOTES_KEPT] = {};
 static constinit uint32_t noteCount = 0; // may exceed NOTES_KEPT
+static constinit uint32_t notesDone = 0; // the notes have had their one chance
 
-static void write_notes(void *)
+void ZULSS_WriteEnvNotes(void *)
 {
     RAS1_DECLARE_ENTRY(entry, "ReadEnvironment", 0);
+    // The notes are complete once the block is built; until then there
+    // are none to write, and the reading schedules this call itself.
+    if (__atomic_load_n(&ZULSS_envDescriptor.result, __ATOMIC_ACQUIRE) == 0 ||
+        __atomic_load_n(&notesDone, __ATOMIC_ACQUIRE) != 0 || noteCount == 0)
+        return;
     uint32_t classes = RAS1_ReadClass(&entry);
-    if (!RAS1_WANTS(classes, RAS1_ERROR))
+    // A record that is still stale was not synchronised: the trace is
+    // held off, as during the library's load.  The notes wait for the
+    // trace's start, which calls again.
+    uint64_t pair = RAS1__LoadPair(&entry);
+    if (static_cast<uint32_t>(pair >> 32) != __atomic_load_n(entry.syncWord, __ATOMIC_ACQUIRE))
+        return;
+    if (__atomic_exchange_n(&notesDone, 1u, __ATOMIC_ACQ_REL) != 0 ||
+        !RAS1_WANTS(classes, RAS1_ERROR))
         return;
     uint32_t shown = noteCount < NOTES_KEPT ? noteCount : NOTES_KEPT;
     for (uint32_t i = 0; i < shown; i++) {
         const note_t *n = &notes[i];
-        if (n->kind == NOTE_CUT)
-            RAS1_Printf(&entry, __LINE__, kNoteText[n->kind], (uint32_t)ZULPL_TEXT_LIMIT, n->path);
-        else if (n->kind == NOTE_BUDGET)
-            RAS1_Printf(&entry, __LINE__, kNoteText[n->kind], (uint32_t)ZULSS_ENV_MAX_FILES,
-                        (uint32_t)ZULSS_ENV_MAX_BYTES, n->path);
-        else
-            RAS1_Printf(&entry, __LINE__, kNoteText[n->kind], n->path);
+        switch (n->kind) {
+        case NOTE_NOT_REGULAR:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, not a regular file: %s\n", n->path);
+            break;
+        case NOTE_BEING_READ:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, already being read: %s\n", n->path);
+            break;
+        case NOTE_TOO_DEEP:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment file not read, nested too deeply: %s\n", n->path);
+            break;
+        case NOTE_CUT:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Environment file cut at %u bytes: %s\n",
+                     (uint32_t)ZULPL_TEXT_LIMIT, n->path);
+            break;
+        default:
+            RAS1_Log(&entry, __LINE__, RAS1_ERROR,
+                     "Environment files: reading ended at %u files or %u bytes, before: %s\n",
+                     (uint32_t)ZULSS_ENV_MAX_FILES, (uint32_t)ZULSS_ENV_MAX_BYTES, n->path);
+            break;
+        }
     }
     if (noteCount > shown)
-        RAS1_Printf(&entry, __LINE__, "Environment files: %u more notes not shown\n",
-                    noteCount - shown);
+        RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Environment files: %u more notes not shown\n",
+                 noteCount - shown);
 }
 
 static void note(int kind, const char *path, size_t length)
 {
     if (noteCount == 0)
-        BSS1_InitializeEpilog(write_notes, nullptr);
+        BSS1_InitializeEpilog(ZULSS_WriteEnvNotes, nullptr);
     if (noteCount < NOTES_KEPT) {
         note_t *n = &notes[noteCount];
         n->kind = kind;
@@ -497,31 +521,8 @@ static int read_file(reading_t *r, const char *path)
 }
 
 // ------------------------------------------------------------------
-// Program name and the system table
+// The system table
 // ------------------------------------------------------------------
-
-size_t ZULSS_ProgramStem(const char *path, char *out, size_t size)
-{
-    if (size == 0)
-        return 0;
-    size_t length = strlen(path);
-    const char *dot = strrchr(path, '.');
-    if (dot != nullptr)
-        length = static_cast<size_t>(dot - path);
-    const char *start = path;
-    for (const char *p = path; p < path + length; p++)
-        if (*p == '\\')
-            start = p + 1;
-    for (const char *p = start; p < path + length; p++)
-        if (*p == '/')
-            start = p + 1;
-    length -= static_cast<size_t>(start - path);
-    if (length >= size)
-        length = size - 1;
-    memcpy(out, start, length);
-    out[length] = '\0';
-    return length;
-}
 
 size_t ZULSS_SystemEnvPath(const char *table, const char *program, char *out, size_t size)
 {
@@ -592,12 +593,10 @@ static void construct_env(void *block)
     ZULSS_env_t *env = static_cast<ZULSS_env_t *>(block);
 
     // The program's name and its entry in the system table.
-    char path[256];
     char program[256];
     char systemPath[256];
     systemPath[0] = '\0';
-    if (ZULPL_ProgramPath(path, sizeof path) > 0 &&
-        ZULSS_ProgramStem(path, program, sizeof program) > 0)
+    if (ZULSS_ProgramBase(program, sizeof program) > 0)
         ZULSS_SystemEnvPath(ZULSS_ENV_SYSTEM_TABLE, program, systemPath, sizeof systemPath);
 
     const char *first = getenv(envPathName);
@@ -656,6 +655,7 @@ void ZULSS_RereadEnv(void)
     memset(env, 0, sizeof *env);
     index_drop();
     noteCount = 0;
+    notesDone = 0;
     construct_env(env);
 }
 #endif

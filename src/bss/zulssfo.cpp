@@ -134,11 +134,23 @@ int ZULSS_TextAdapter(void *argument, char *data, uint32_t count)
     return target->sink(target->argument, data + 1, total);
 }
 
+// Formats once into a text sink: BSS1_Format and ZULSS_FormatText.
+static int format_text(void *argument, ZULSS_sink_t sink, const char *format, va_list arguments)
+{
+    ZULSS_format_t *object = nullptr;
+    int result = BSS1_BeginFormat(&object, argument, sink);
+    if (result != STC1_Success)
+        return result;
+    result = ZULSS_ProcessFormat(object, format, arguments);
+    BSS1_EndFormat(object);
+    return result;
+}
+
 int ZULSS_FormatText(void *argument, ZULSS_sink_t sink, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    int result = BSS1_Format(argument, sink, format, arguments);
+    int result = format_text(argument, sink, format, arguments);
     va_end(arguments);
     return result;
 }
@@ -214,16 +226,21 @@ int BSS1_PrintFormat(ZULSS_format_t *object, const char *format, ...)
     return result;
 }
 
+int ZULSS_PrintChecked(ZULSS_format_t *object, const char *format, ...)
+{
+    if (object == nullptr || format == nullptr)
+        return STC1_BadArgument;
+    va_list arguments;
+    va_start(arguments, format);
+    int result = ZULSS_ProcessFormat(object, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
 // BSS1_Format: format once into a text sink.
 int BSS1_Format(void *argument, ZULSS_sink_t sink, const char *format, va_list arguments)
 {
-    ZULSS_format_t *object = nullptr;
-    int result = BSS1_BeginFormat(&object, argument, sink);
-    if (result != STC1_Success)
-        return result;
-    result = BSS1_ProcessFormat(object, format, arguments);
-    BSS1_EndFormat(object);
-    return result;
+    return format_text(argument, sink, format, arguments);
 }
 
 // BSS1_FlushFormat: hands what has been gathered to the sink.

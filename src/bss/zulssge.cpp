@@ -17,14 +17,12 @@ const char *BSS1_GetEnv(const char *name, const char *fallback)
     const char *value = BSS1_LocateEnv(name);
     if (value == nullptr) {
         value = fallback;
-        if (value != nullptr) {
-            if (RAS1_WANTS(classes, RAS1_DETAIL))
-                RAS1_Printf(&entry, __LINE__, "%s=\"%s\" (default)\n", shown, value);
-        } else if (RAS1_WANTS(classes, RAS1_STATE | RAS1_DETAIL)) {
-            RAS1_Printf(&entry, __LINE__, "%s=\"\"\n", shown);
-        }
-    } else if (RAS1_WANTS(classes, RAS1_ANY)) {
-        RAS1_Printf(&entry, __LINE__, "%s=\"%s\"\n", shown, value);
+        if (value != nullptr)
+            RAS1_LOG(entry, classes, RAS1_DETAIL, "%s=\"%s\" (default)\n", shown, value);
+        else
+            RAS1_LOG(entry, classes, RAS1_STATE | RAS1_DETAIL, "%s=\"\"\n", shown);
+    } else {
+        RAS1_LOG(entry, classes, RAS1_ANY, "%s=\"%s\"\n", shown, value);
     }
 
     RAS1_EXIT_VALUE(entry, flow, (uintptr_t)value);

@@ -3,6 +3,7 @@
 #include "bss/zulss.h"
 #include "platform/zulplat.h"
 #include "platform/zulplsi.h"
+#include "internal/zulprogram.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -46,25 +47,14 @@ static uint64_t megabytes(uint64_t bytes)
     return (bytes + 1048575u) >> 20;
 }
 
-// The file name of a path without its directory and extension.
-static size_t program_name(const char *path, char *out, size_t size)
-{
-    const char *base = strrchr(path, '/');
-    base = base ? base + 1 : path;
-    size_t n = strlen(base);
-    const char *dot = strrchr(base, '.');
-    if (dot != nullptr && dot != base)
-        n = (size_t)(dot - base);
-    if (n >= size)
-        n = size - 1;
-    memcpy(out, base, n);
-    out[n] = '\0';
-    return n;
-}
-
+// `format` is one of the literals below: one directive for an unsigned
+// long long, which `value` always is.
 static int put(char *out, const char *format, unsigned long long value)
 {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
     return snprintf(out, ITEM_BUFFER, format, value);
+#pragma GCC diagnostic pop
 }
 
 // Works item `item` out into `out` (ITEM_BUFFER bytes); returns its length,
@@ -87,13 +77,8 @@ static size_t work_out(const ZULSS_info_t *info, uint32_t item, char *out)
     case BSS1_INFO_PROCESSID:
         n = put(out, "%llu", ZULPL_ProcessId());
         break;
-    case BSS1_INFO_PROGRAM: {
-        char path[ITEM_BUFFER];
-        if (ZULPL_ProgramPath(path, sizeof path) != 0)
-            return program_name(path, out, ITEM_BUFFER);
-        const char *arg0 = ZULSS_ProgramArg0();
-        return arg0 ? program_name(arg0, out, ITEM_BUFFER) : 0;
-    }
+    case BSS1_INFO_PROGRAM:
+        return ZULSS_ProgramBase(out, ITEM_BUFFER);
     case BSS1_INFO_USER:
         return ZULPL_UserName(out, ITEM_BUFFER);
     case BSS1_INFO_JOB:
@@ -193,6 +178,17 @@ uint32_t BSS1_Info(uint32_t item, char *buffer, uint32_t size)
         return 0;
     const ZULSS_info_t *info = (const ZULSS_info_t *)ZULSS_PROCESS_BLOCK(&info_descriptor);
     const ZULSS_item_t *it = &info->items[item];
+    // The process ID is the one item worked out at each call: a child that
+    // fork made without exec, even one made by a bare system call that
+    // runs no fork handler, is a process of its own, and the console's
+    // abend compares with this item.
+    char pid[ITEM_BUFFER];
+    ZULSS_item_t live;
+    if (item == BSS1_INFO_PROCESSID) {
+        live.text = pid;
+        live.length = (uint32_t)work_out(info, item, pid);
+        it = &live;
+    }
     if (it->length == 0)
         return 0;
     if (buffer == nullptr)

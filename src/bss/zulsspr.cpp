@@ -1,11 +1,14 @@
 // BSS1_ProcessFormat: the directive engine.
 //
 // The dialect looks like printf's but is its own (docs/format.md): flags,
-// digits and size letters may come in any order, integer conversions and
-// `*` always take one 32-bit argument, the zero flag works alone, `#`
-// prefixes zero too, null texts and pointers print as "NULL" and unknown
-// conversions vanish.  Only floating conversions go through sprintf.
+// digits and size letters may come in any order, the zero flag works
+// alone, `#` prefixes zero too, null texts and pointers print as "NULL"
+// and unknown conversions vanish.  Size letters read values of their real
+// widths, as printf's do.  The grammar of a directive is one table that
+// the compile-time check shares (internal/zuldirective.h).  Only floating
+// conversions go through sprintf.
 #include "bss/zulssfmt.h"
+#include "internal/zuldirective.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,11 +17,11 @@
 namespace {
 
 enum : unsigned {
-    kBlank = 1u << 0, // ' ': blank before a positive signed number
-    kHash = 1u << 1,  // '#': the conversion's prefix
-    kPlus = 1u << 2,  // '+': plus sign before a positive signed number
-    kMinus = 1u << 3, // '-': justify left
-    kZero = 1u << 4,  // '0': fill with zeros
+    kBlank = ZULSS_FLAG_BLANK,
+    kHash = ZULSS_FLAG_HASH,
+    kPlus = ZULSS_FLAG_PLUS,
+    kMinus = ZULSS_FLAG_MINUS,
+    kZero = ZULSS_FLAG_ZERO,
 };
 
 // Output of one call.  Fill and short texts of a directive are put
@@ -150,6 +153,14 @@ const char kPairs[] =
 inline void write_digits(char *end, uint64_t value, unsigned shift, const char *digitSet)
 {
     if (shift == 0) {
+        // The 64-bit divisions only while the value needs them.
+        while (value > UINT32_MAX) {
+            uint32_t pair = static_cast<uint32_t>(value % 100);
+            value /= 100;
+            end -= 2;
+            end[0] = kPairs[2 * pair];
+            end[1] = kPairs[2 * pair + 1];
+        }
         uint32_t v = static_cast<uint32_t>(value);
         while (v >= 100) {
             uint32_t pair = v % 100;
@@ -185,11 +196,25 @@ inline uint32_t decimal_count(uint32_t v)
     return guess + ((v | 1) >= kPowers[guess]);
 }
 
+// The same for values of up to 64 bits.
+inline uint32_t decimal_count64(uint64_t v)
+{
+    if (v <= UINT32_MAX)
+        return decimal_count(static_cast<uint32_t>(v));
+    static constexpr uint64_t kPowers[20] = {
+        1ull, 10ull, 100ull, 1000ull, 10000ull, 100000ull, 1000000ull, 10000000ull, 100000000ull,
+        1000000000ull, 10000000000ull, 100000000000ull, 1000000000000ull, 10000000000000ull,
+        100000000000000ull, 1000000000000000ull, 10000000000000000ull, 100000000000000000ull,
+        1000000000000000000ull, 10000000000000000000ull};
+    uint32_t guess = ((64 - static_cast<uint32_t>(__builtin_clzll(v))) * 1233) >> 12;
+    return guess + (v >= kPowers[guess]);
+}
+
 inline uint32_t count_digits(uint64_t value, unsigned shift)
 {
     uint32_t count = 1;
     if (shift == 0) {
-        count = decimal_count(static_cast<uint32_t>(value));
+        count = decimal_count64(value);
     } else {
         while (value >>= shift)
             ++count;
@@ -268,6 +293,56 @@ void number_field(Output &out, uint64_t value, unsigned shift, const char *digit
     drain(out);
 }
 
+// An integer conversion of a value read as `raw`: its bits are cut to
+// the directive's size and, for d and i, taken as signed.
+void integer_field(Output &out, const ZULSS_directive_t &d, uint64_t raw)
+{
+    static constexpr struct { unsigned shift; const char *digits, *prefix; uint32_t prefixLength; }
+        kRadix[] = {{0, kLower, nullptr, 0}, {0, kLower, nullptr, 0}, {3, kLower, "0", 1},
+                    {4, kLower, "0x", 2}, {4, kUpper, "0X", 2}};
+    unsigned bits = ZULSS_IntegerBits(d);
+    if (bits < 64)
+        raw &= (uint64_t{1} << bits) - 1;
+    char sign = 0;
+    if (d.value == ZULSS_RADIX_SIGNED) {
+        if (bits < 64 && (raw >> (bits - 1)) != 0)
+            raw |= ~uint64_t{0} << bits; // the sign spread to 64 bits
+        if (static_cast<int64_t>(raw) < 0) {
+            sign = '-';
+            raw = 0 - raw;
+        } else if (d.flags & kPlus) {
+            sign = '+';
+        } else if (d.flags & kBlank) {
+            sign = ' ';
+        }
+    }
+    const auto &r = kRadix[d.value];
+    number_field(out, raw, r.shift, r.digits, sign, r.prefix, r.prefixLength, d.flags, d.width,
+                 d.precision);
+}
+
+// n: the count so far, stored at the width of the directive's size.  A
+// null pointer is skipped.
+void store_count(const ZULSS_directive_t &d, void *target, uint32_t count)
+{
+    if (target == nullptr)
+        return;
+    switch (ZULSS_ArgumentOf(d)) {
+    case ZULSS_argument::Count8:
+        *static_cast<signed char *>(target) = static_cast<signed char>(count);
+        break;
+    case ZULSS_argument::Count16:
+        *static_cast<int16_t *>(target) = static_cast<int16_t>(count);
+        break;
+    case ZULSS_argument::Count64:
+        *static_cast<int64_t *>(target) = count;
+        break;
+    default:
+        *static_cast<int32_t *>(target) = static_cast<int32_t>(count);
+        break;
+    }
+}
+
 void text_field(Output &out, const char *text, unsigned flags, uint32_t width, uint32_t precision,
           bool precisionPresent)
 {
@@ -292,15 +367,15 @@ void text_field(Output &out, const char *text, unsigned flags, uint32_t width, u
 }
 
 // Floating values go through sprintf: the format is built at the start of
-// a buffer and sprintf writes behind it.  The size letter is never passed
-// on, since on this platform `L` would mean a wider type than the double
-// that was taken from the argument list.
-void real_field(Output &out, char conversion, double value, unsigned flags, uint32_t width,
-          bool widthPresent, uint32_t precision, bool precisionPresent)
+// a buffer and sprintf writes behind it.  A long double, which only `L`
+// takes, keeps its `L`; no other size letter is passed on.
+template <class Real>
+void real_field(Output &out, const ZULSS_directive_t &d, Real value)
 {
     char *buffer = static_cast<char *>(malloc(ZULSS_REAL_BUFFER));
     if (buffer == nullptr)
         return; // no output for this directive; formatting goes on
+    unsigned flags = d.flags;
     char *f = buffer;
     *f++ = '%';
     if (flags & kMinus)
@@ -313,26 +388,28 @@ void real_field(Output &out, char conversion, double value, unsigned flags, uint
         *f++ = '0';
     if (flags & kHash)
         *f++ = '#';
-    if (widthPresent)
+    if (d.widthPresent)
         *f++ = '*';
-    if (precisionPresent) {
+    if (d.precisionPresent) {
         *f++ = '.';
         *f++ = '*';
     }
-    *f++ = conversion;
+    if (sizeof(Real) > sizeof(double))
+        *f++ = 'L';
+    *f++ = d.conversion;
     *f++ = '\0';
 
     char *to = f;
     size_t room = ZULSS_REAL_BUFFER - static_cast<size_t>(f - buffer);
-    int w = static_cast<int>(width), p = static_cast<int>(precision);
+    int w = static_cast<int>(d.width), p = static_cast<int>(d.precision);
     int written;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    if (widthPresent && precisionPresent)
+    if (d.widthPresent && d.precisionPresent)
         written = snprintf(to, room, buffer, w, p, value);
-    else if (widthPresent)
+    else if (d.widthPresent)
         written = snprintf(to, room, buffer, w, value);
-    else if (precisionPresent)
+    else if (d.precisionPresent)
         written = snprintf(to, room, buffer, p, value);
     else
         written = snprintf(to, room, buffer, value);
@@ -348,6 +425,11 @@ void real_field(Output &out, char conversion, double value, unsigned flags, uint
 } // namespace
 
 int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
+{
+    return ZULSS_ProcessFormat(object, format, arguments);
+}
+
+int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
 {
     if (object == nullptr || format == nullptr)
         return STC1_BadArgument;
@@ -399,139 +481,77 @@ int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argum
             continue;
         }
 
-        unsigned flags = 0;
-        uint32_t width = 0, precision = 0;
-        bool widthPresent = false, precisionPresent = false;
-        bool shortSize = false, longSize = false;
-
-        // The characters of a directive come in any order until a
-        // conversion ends it.  A format that ends inside a directive ends
-        // there, with no output for it.
-        for (;;) {
-            if (*at == '\0')
-                return STC1_Success;
-            unsigned char c = static_cast<unsigned char>(*at++);
-            uint32_t &number = precisionPresent ? precision : width;
-            bool &present = precisionPresent ? precisionPresent : widthPresent;
-            switch (c) {
-            case ' ':
-                flags |= kBlank;
-                continue;
-            case '#':
-                flags |= kHash;
-                continue;
-            case '+':
-                flags |= kPlus;
-                continue;
-            case '-':
-                flags |= kMinus;
-                continue;
-            case '0':
-                if (number == 0) {
-                    flags |= kZero;
-                    continue;
-                }
-                number *= 10;
-                present = true;
-                continue;
-            case '1': case '2': case '3': case '4': case '5':
-            case '6': case '7': case '8': case '9':
-                number = number * 10 + (c - '0');
-                present = true;
-                continue;
-            case '*':
-                // Taken as unsigned: a negative value is not turned into
-                // left justification or an absent precision.
-                number = va_arg(arguments, uint32_t);
-                present = true;
-                continue;
-            case '.':
-                precisionPresent = true;
-                continue;
-            case 'h':
-                shortSize = true;
-                continue;
-            case 'l':
-            case 'L':
-                longSize = true;
-                continue;
-
-            case 'd':
-            case 'i': {
-                int32_t value = va_arg(arguments, int32_t);
-                uint32_t magnitude = static_cast<uint32_t>(value);
-                char sign = 0;
-                if (value < 0) {
-                    sign = '-';
-                    magnitude = 0u - magnitude;
-                } else if (flags & kPlus) {
-                    sign = '+';
-                } else if (flags & kBlank) {
-                    sign = ' ';
-                }
-                number_field(out, magnitude, 0, kLower, sign, nullptr, 0, flags, width, precision);
+        // The rest of the directive by the dialect's grammar, which the
+        // compile-time check shares.  A format that ends inside a
+        // directive ends there, with no output for it.
+        ZULSS_directive_t d;
+        at = ZULSS_ReadDirective(at, d, [&] { return va_arg(arguments, uint32_t); });
+        // An integer of the directive's size, as its bits.  Values of fewer
+        // than 64 bits are passed as an int.
+        auto integer = [&]() -> uint64_t {
+            if (ZULSS_IntegerBits(d) == 64)
+                return va_arg(arguments, uint64_t);
+            return va_arg(arguments, uint32_t);
+        };
+        if (d.conversion == 0)
+            return STC1_Success;
+        unsigned flags = d.flags;
+        switch (d.role) {
+        case ZULSS_role::Integer:
+            integer_field(out, d, integer());
+            break;
+        case ZULSS_role::Pointer: {
+            void *pointer = va_arg(arguments, void *);
+            if (pointer == nullptr)
+                send(out, "NULL", 4);
+            else
+                number_field(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, flags,
+                             d.width, d.precision);
+            break;
+        }
+        case ZULSS_role::Char: {
+            char ch = static_cast<char>(va_arg(arguments, int));
+            send(out, &ch, 1);
+            break;
+        }
+        case ZULSS_role::Text:
+            text_field(out, va_arg(arguments, const char *), flags, d.width, d.precision,
+                       d.precisionPresent);
+            break;
+        case ZULSS_role::Percent:
+            send(out, "%", 1);
+            break;
+        case ZULSS_role::Count:
+            store_count(d, va_arg(arguments, void *), out.count);
+            break;
+        case ZULSS_role::Real:
+            if (d.longDouble)
+                real_field(out, d, va_arg(arguments, long double));
+            else
+                real_field(out, d, va_arg(arguments, double));
+            break;
+        case ZULSS_role::Skip:
+            // Printed by printf but not here: the argument that printf
+            // would take is taken all the same, so that what follows
+            // reads its own.
+            switch (ZULSS_ArgumentOf(d)) {
+            case ZULSS_argument::LongReal:
+                (void)va_arg(arguments, long double);
                 break;
-            }
-            case 'u':
-                number_field(out, va_arg(arguments, uint32_t), 0, kLower, 0, nullptr, 0, flags, width,
-                       precision);
+            case ZULSS_argument::Real:
+                (void)va_arg(arguments, double);
                 break;
-            case 'o':
-                number_field(out, va_arg(arguments, uint32_t), 3, kLower, 0, "0", 1, flags, width,
-                       precision);
-                break;
-            case 'x':
-                number_field(out, va_arg(arguments, uint32_t), 4, kLower, 0, "0x", 2, flags, width,
-                       precision);
-                break;
-            case 'X':
-                number_field(out, va_arg(arguments, uint32_t), 4, kUpper, 0, "0X", 2, flags, width,
-                       precision);
-                break;
-            case 'p': {
-                void *pointer = va_arg(arguments, void *);
-                if (pointer == nullptr)
-                    send(out, "NULL", 4);
-                else
-                    number_field(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, flags,
-                           width, precision);
-                break;
-            }
-            case 'c': {
-                char ch = static_cast<char>(va_arg(arguments, int));
-                send(out, &ch, 1);
-                break;
-            }
-            case 's':
-                text_field(out, va_arg(arguments, const char *), flags, width, precision,
-                     precisionPresent);
-                break;
-            case '%':
-                send(out, "%", 1);
-                break;
-            case 'n': {
-                void *target = va_arg(arguments, void *);
-                if (target == nullptr)
-                    break;
-                if (shortSize && !longSize)
-                    *static_cast<int16_t *>(target) = static_cast<int16_t>(out.count);
-                else
-                    *static_cast<int32_t *>(target) = static_cast<int32_t>(out.count);
-                break;
-            }
-            case 'e':
-            case 'E':
-            case 'f':
-            case 'g':
-            case 'G':
-                real_field(out, static_cast<char>(c), va_arg(arguments, double), flags, width,
-                     widthPresent, precision, precisionPresent);
+            case ZULSS_argument::Pointer:
+                (void)va_arg(arguments, void *);
                 break;
             default:
-                // Unknown: the directive ends with no output and takes no
-                // argument.
+                (void)integer();
                 break;
             }
+            break;
+        default:
+            // Unknown: the directive ends with no output and takes no
+            // argument.
             break;
         }
     }

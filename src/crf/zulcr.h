@@ -118,8 +118,4 @@ uint32_t ZULCR_Measure(const char *text, uint32_t length);
 void ZULCR_ManagerDestructor(void *record);
 void ZULCR_ConsoleDestructor(void *record);
 
-// The sink of a console's format object: appends each line record, with
-// a line feed, to the console's output.
-int ZULCR_WriteFormat(void *console, char *records, uint32_t count);
-
 #endif

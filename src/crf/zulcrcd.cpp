@@ -11,9 +11,8 @@ ZULRA_CRF1_UNIT("zulcrcd");
 
 void ZULCR_ConsoleDestructor(void *record)
 {
-    RAS1_DECLARE_ENTRY(entry, "ZULCR_ConsoleDestructor", RAS1_RESTRICTED);
+    RAS1_DECLARE_ENTRY(entry, "ZULCR_ConsoleDestructor", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(record);
     if (ccb->format != nullptr)

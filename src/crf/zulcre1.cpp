@@ -177,7 +177,6 @@ int CRF1_Execute(uint32_t console, const char *text, uint32_t length, uint32_t *
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Execute", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     void *record = nullptr;

@@ -35,8 +35,8 @@ void ZULCR_ListenFromSetting(void)
         return;
     const char *directory = value[0] == '/' ? value : nullptr;
     if (directory == nullptr && !is_word(value, kOn)) {
-        if (RAS1_WANTS(RAS1_ReadClass(&entry), RAS1_ERROR))
-            RAS1_Printf(&entry, __LINE__, "ZUL_CONSOLE=\"%s\" is not 1, on, yes, 0, off, no or a directory\n", value);
+        RAS1_LOG(entry, RAS1_ReadClass(&entry), RAS1_ERROR,
+                 "ZUL_CONSOLE=\"%s\" is not 1, on, yes, 0, off, no or a directory\n", value);
         return;
     }
     int status = ZULCR_Listen(directory, 0, nullptr, 0);

@@ -15,6 +15,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "internal/zulprogram.h"
 #include "internal/zulunits.h"
 #include "platform/zulplat.h"
 
@@ -25,25 +26,6 @@ constinit ZULCR_server_t ZULCR_server = {};
 namespace {
 
 constinit std::atomic<uint32_t> forkHooked{0};
-
-// The program's name as the socket carries it: the last part of its path,
-// with blanks, control characters and slashes made '_', at most `room`
-// bytes.
-void program_name(char *out, size_t room)
-{
-    char path[256];
-    const char *name = "zul";
-    if (ZULPL_ProgramPath(path, sizeof path) != 0) {
-        const char *slash = strrchr(path, '/');
-        name = slash != nullptr ? slash + 1 : path;
-        if (*name == '\0')
-            name = "zul";
-    }
-    size_t n = 0;
-    for (; name[n] != '\0' && n + 1 < room; ++n)
-        out[n] = (static_cast<unsigned char>(name[n]) <= ' ' || name[n] == '/') ? '_' : name[n];
-    out[n] = '\0';
-}
 
 // In a forked child the thread is gone: close the copies of its
 // descriptors, forget the consoles (their resources belong to the
@@ -97,7 +79,7 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     if (strlen(dir) + 1 + strlen(tail) + 2 > sizeof s->path)
         return CRF1_NoSocket;
     char name[64];
-    program_name(name, room < sizeof name ? room : sizeof name);
+    ZULSS_ProgramBase(name, room < sizeof name ? room : sizeof name);
     if (snprintf(s->path, sizeof s->path, "%s/%s%s", dir, name, tail) >= int(sizeof s->path))
         return CRF1_NoSocket;
 
@@ -158,11 +140,11 @@ void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directo
 {
     if (length == 0 && directory != nullptr)
         length = uint32_t(strlen(directory));
-    if (status != 0 && status != CRF1_Listening && RAS1_WANTS(classes, RAS1_ERROR))
-        RAS1_Printf(entry, __LINE__, "Console socket not opened in %.*s: status %d\n",
-                    directory != nullptr ? int(length) : 7, directory != nullptr ? directory : "default", status);
-    else if (status == 0 && RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(entry, __LINE__, "Console listening on %s\n", ZULCR_server.path);
+    if (status != 0 && status != CRF1_Listening)
+        RAS1_LOG(*entry, classes, RAS1_ERROR, "Console socket not opened in %.*s: status %d\n",
+                 directory != nullptr ? int(length) : 7, directory != nullptr ? directory : "default", status);
+    else if (status == 0)
+        RAS1_LOG(*entry, classes, RAS1_STATE, "Console listening on %s\n", ZULCR_server.path);
 }
 
 extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
@@ -181,7 +163,6 @@ extern "C" ZUL_API int CRF1_Unlisten(void)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Unlisten", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_server_t *s = &ZULCR_server;
     BSS1_GetLock(&s->lock);

@@ -13,9 +13,8 @@ ZULRA_CRF1_UNIT("zulcrmd");
 
 void ZULCR_ManagerDestructor(void *record)
 {
-    RAS1_DECLARE_ENTRY(entry, "ZULCR_ManagerDestructor", RAS1_RESTRICTED);
+    RAS1_DECLARE_ENTRY(entry, "ZULCR_ManagerDestructor", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(record);

@@ -194,15 +194,14 @@ void accept_waiting(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
         if (fd < 0) {
             // Out of descriptors or memory: the connection stays queued
             // until the next round.
-            if (RAS1_WANTS(RAS1_ReadClass(entry), RAS1_ERROR))
-                RAS1_Printf(entry, __LINE__, "Console connection not accepted: %s\n", strerror(-fd));
+            RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR, "Console connection not accepted: %s\n",
+                     strerror(-fd));
             return;
         }
         if (uid != s->ownerUid && uid != 0) {
-            if (RAS1_WANTS(RAS1_ReadClass(entry), RAS1_ERROR))
-                RAS1_Printf(entry, __LINE__,
-                            "Console connection from uid %u (pid %u) refused: only uid %u or root may connect\n",
-                            unsigned(uid), unsigned(pid), unsigned(s->ownerUid));
+            RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR,
+                     "Console connection from uid %u (pid %u) refused: only uid %u or root may connect\n",
+                     unsigned(uid), unsigned(pid), unsigned(s->ownerUid));
             refuse(fd, ZULCR_REPLY_REFUSED, "Not permitted\n");
             continue;
         }

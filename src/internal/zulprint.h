@@ -1,47 +1,55 @@
 // internal/zulprint.h - a checked way for the library's own C++ code to
 // write through a format object.
 //
-// The directive dialect is not printf's (integers are always 32 bits, the
-// size letters change nothing, `p` is a pointer), so the compiler's format
-// checking cannot be used on BSS1_PrintFormat.  ZULSS_Print below checks a
-// literal format against the types of its arguments while compiling, so a
-// 64-bit value handed to "%d" or "%lX" is an error rather than a silently
-// truncated number.  Code of the library that writes through a format
-// object should use it (or ZULSS_PRINT) whenever the format is a literal.
+// ZULSS_Print below checks a literal format against the types of its
+// arguments while compiling, by the same grammar of directives that the
+// engine formats by (internal/zuldirective.h): a value narrower or wider
+// than its directive reads ("%d" of a 64-bit value, "%lX" of a 32-bit
+// one), a wrong kind of pointer or a wrong number of arguments is an error
+// rather than a wrong number in the log, or a crash.  The compiler's own
+// format check of BSS1_PrintFormat is printf's, which knows nothing of the
+// dialect's own rules; code of the library that writes through a format
+// object uses ZULSS_Print (or ZULSS_PRINT) whenever the format is a
+// literal.
 #ifndef ZUL_SRC_INTERNAL_ZULPRINT_H
 #define ZUL_SRC_INTERNAL_ZULPRINT_H
 
 #include <zul/bss1.h>
 
-// BSS1_Format with a variable argument list.
+// BSS1_Format with a variable argument list, for formats that the check
+// below has passed.
 int ZULSS_FormatText(void *argument, ZULSS_sink_t sink, const char *format, ...);
 
+// BSS1_PrintFormat without the compiler's printf check, for formats that
+// the check below has passed.
+int ZULSS_PrintChecked(ZULSS_format_t *object, const char *format, ...);
+
+// BSS1_ProcessFormat without the compiler's printf check, for the
+// library's own paths that hand on a format checked where it was written:
+// the format parameter of a checked call, or a literal of the library.
+int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments);
+
 #ifdef __cplusplus
+
+#include "internal/zuldirective.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
-// What a directive takes from the argument list, and what an argument's
-// type can give.
-enum class ZULSS_need : unsigned char {
-    Word,  // d i u o x X c and `*`: one 32-bit integer
-    Any,   // p: a pointer
-    Text,  // s: a pointer to characters, or null
-    Count16, // hn: a pointer to a 16-bit integer
-    Count32, // n: a pointer to a 32-bit integer
-    Real,  // e E f g G: a double (a float is promoted to one)
-};
-
+// What an argument's type can give.
 enum class ZULSS_given : unsigned char {
     Word,     // integer or enumeration of at most 32 bits
+    Wide,     // integer or enumeration of 64 bits
     Null,     // nullptr
     Chars,    // pointer to char, signed char or unsigned char
     Short,    // pointer to a 16-bit integer
     Int,      // pointer to a 32-bit integer
+    Long,     // pointer to a 64-bit integer
     Pointer,  // any other pointer
     Real,     // float or double
-    Other,    // anything else: 64-bit integers, long double, records
+    LongReal, // long double
+    Other,    // anything else: records, 128-bit integers
 };
 
 template <class T>
@@ -61,106 +69,91 @@ constexpr ZULSS_given ZULSS_GivenOf()
             return ZULSS_given::Short;
         else if constexpr (sizeof(P) == 4)
             return ZULSS_given::Int;
+        else if constexpr (sizeof(P) == 8)
+            return ZULSS_given::Long;
         else
             return ZULSS_given::Pointer;
     } else if constexpr (std::is_integral_v<U> && sizeof(U) <= 4) {
         return ZULSS_given::Word; // narrower ones are promoted to int
+    } else if constexpr (std::is_integral_v<U> && sizeof(U) == 8) {
+        return ZULSS_given::Wide;
     } else if constexpr (std::is_enum_v<U> && sizeof(U) <= 4 &&
                          (sizeof(U) == 4 || std::is_convertible_v<U, int>)) {
         return ZULSS_given::Word; // a scoped enumeration is not promoted
+    } else if constexpr (std::is_enum_v<U> && sizeof(U) == 8) {
+        return ZULSS_given::Wide;
     } else if constexpr (std::is_same_v<U, float> || std::is_same_v<U, double>) {
         return ZULSS_given::Real;
+    } else if constexpr (std::is_same_v<U, long double>) {
+        return ZULSS_given::LongReal;
     } else {
         return ZULSS_given::Other;
     }
 }
 
-constexpr bool ZULSS_Fits(ZULSS_need need, ZULSS_given given)
+constexpr bool ZULSS_Fits(ZULSS_argument need, ZULSS_given given)
 {
     switch (need) {
-    case ZULSS_need::Word:
+    case ZULSS_argument::None:
+        return true;
+    case ZULSS_argument::Word:
         return given == ZULSS_given::Word;
-    case ZULSS_need::Any:
+    case ZULSS_argument::Wide:
+        return given == ZULSS_given::Wide;
+    case ZULSS_argument::Pointer:
         return given == ZULSS_given::Null || given == ZULSS_given::Chars ||
                given == ZULSS_given::Short || given == ZULSS_given::Int ||
-               given == ZULSS_given::Pointer;
-    case ZULSS_need::Text:
+               given == ZULSS_given::Long || given == ZULSS_given::Pointer;
+    case ZULSS_argument::Text:
         return given == ZULSS_given::Null || given == ZULSS_given::Chars;
-    case ZULSS_need::Count16:
+    case ZULSS_argument::Count8:
+        return given == ZULSS_given::Chars;
+    case ZULSS_argument::Count16:
         return given == ZULSS_given::Short;
-    case ZULSS_need::Count32:
+    case ZULSS_argument::Count32:
         return given == ZULSS_given::Int;
-    case ZULSS_need::Real:
+    case ZULSS_argument::Count64:
+        return given == ZULSS_given::Long;
+    case ZULSS_argument::Real:
         return given == ZULSS_given::Real;
+    case ZULSS_argument::LongReal:
+        return given == ZULSS_given::LongReal;
     }
     return false;
 }
 
 // True if `format` takes exactly as many arguments as are given, each of
-// a type that its directive reads correctly.  Walks the directives by the
-// same rules as the engine: flags, digits and size letters in any order,
-// `*` taking a word, unknown conversions taking nothing.
+// a type that its directive reads correctly.  Walks the directives as the
+// engine does, by the shared grammar: each `*` takes an int, then the
+// conversion takes what its size says.
 template <class... Args>
 consteval bool ZULSS_FormatFits(const char *format)
 {
     constexpr ZULSS_given given[sizeof...(Args) + 1] = {ZULSS_GivenOf<Args>()..., ZULSS_given::Other};
     std::size_t next = 0;
-    auto take = [&](ZULSS_need need) {
-        if (next >= sizeof...(Args))
-            return false;
-        return ZULSS_Fits(need, given[next++]);
+    bool fits = true;
+    auto take = [&](ZULSS_argument need) {
+        if (need == ZULSS_argument::None)
+            return;
+        if (next >= sizeof...(Args) || !ZULSS_Fits(need, given[next]))
+            fits = false;
+        next++;
     };
     if (format == nullptr)
         return false;
-    for (const char *p = format; *p; ++p) {
-        if (*p != '%')
+    for (const char *p = format; *p;) {
+        if (*p++ != '%')
             continue;
-        bool shortSize = false, longSize = false;
-        for (++p;; ++p) {
-            char c = *p;
-            if (c == '\0')
-                return next == sizeof...(Args); // ends within a directive
-            if (c == ' ' || c == '#' || c == '+' || c == '-' || c == '.' || (c >= '0' && c <= '9'))
-                continue;
-            if (c == 'h') {
-                shortSize = true;
-                continue;
-            }
-            if (c == 'l' || c == 'L') {
-                longSize = true;
-                continue;
-            }
-            if (c == '*') {
-                if (!take(ZULSS_need::Word))
-                    return false;
-                continue;
-            }
-            bool ok = true;
-            switch (c) {
-            case 'd': case 'i': case 'u': case 'o': case 'x': case 'X': case 'c':
-                ok = take(ZULSS_need::Word);
-                break;
-            case 'p':
-                ok = take(ZULSS_need::Any);
-                break;
-            case 's':
-                ok = take(ZULSS_need::Text);
-                break;
-            case 'n':
-                ok = take(shortSize && !longSize ? ZULSS_need::Count16 : ZULSS_need::Count32);
-                break;
-            case 'e': case 'E': case 'f': case 'g': case 'G':
-                ok = take(ZULSS_need::Real);
-                break;
-            default: // '%' and unknown conversions take nothing
-                break;
-            }
-            if (!ok)
-                return false;
-            break;
-        }
+        ZULSS_directive_t d;
+        p = ZULSS_ReadDirective(p, d, [&] {
+            take(ZULSS_argument::Word);
+            return 0u;
+        });
+        if (d.conversion == 0)
+            break; // the format ends within a directive
+        take(ZULSS_ArgumentOf(d));
     }
-    return next == sizeof...(Args);
+    return fits && next == sizeof...(Args);
 }
 
 // Called only when a check fails; as it is not constexpr, reaching it in
@@ -183,7 +176,7 @@ template <class... Args>
 inline int ZULSS_Print(ZULSS_format_t *object,
                        ZULSS_CheckedFormat<std::type_identity_t<Args>...> format, Args... args)
 {
-    return BSS1_PrintFormat(object, format.text, args...);
+    return ZULSS_PrintChecked(object, format.text, args...);
 }
 
 // BSS1_Format (text sink) with a literal format checked at compile time.

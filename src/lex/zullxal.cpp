@@ -154,15 +154,13 @@ int LEX1_ArgList(ZULLX_handle_t handle, ZULLX_list_t **result)
         current = close_complete(current);
     }
 
-    // A list still open at the end of the input is unbalanced.  A failure
-    // of the scan or of memory keeps its own status, also inside an open
-    // list: a string cut off by the end of the line is 6 wherever it
-    // stands.
+    // A list still open when the reading stops is unbalanced, whatever
+    // stopped it: a string cut off by the end of the line inside
+    // parentheses is 7, and 6 only at the top level.
     current = close_complete(current);
-    bool ended = status == LEX1_OK || status == LEX1_End;
-    if (ended && current != root) {
+    if (current != root) {
         status = LEX1_Unbalanced;
-    } else if (ended) {
+    } else if (status == LEX1_OK || status == LEX1_End) {
         close_list(root);
         *result = root;
         return LEX1_OK;

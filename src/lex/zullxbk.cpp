@@ -3,6 +3,13 @@
 // Every list, argument and text of a tree is carved out of blocks of
 // 4096 bytes or more that belong to the root; nothing is given back
 // before the whole tree is freed with one walk of the chain.
+//
+// Only the newest block is carved from.  Looking through the older ones
+// for a gap would cost a walk of the whole chain each time the newest
+// block runs short, which made a line of a million parentheses take
+// seconds; the gaps it could fill are smaller than one request.  A request
+// too big for a fresh standard block gets a block of its own, put behind
+// the newest, so that the room left in the newest is not given up.
 #include "lex/zullx.h"
 
 #include <stdlib.h>
@@ -18,11 +25,9 @@ void *ZULLX_Carve(ZULLX_list_t *chain, size_t size)
         return nullptr;
     size_t request = (size + unit - 1) / unit * unit;
 
-    ZULLX_block_t *block = static_cast<ZULLX_block_t *>(chain->blocks);
-    for (; block != nullptr; block = block->next)
-        if (block->remaining >= request)
-            break;
-    if (block == nullptr) {
+    ZULLX_block_t *newest = static_cast<ZULLX_block_t *>(chain->blocks);
+    ZULLX_block_t *block = newest;
+    if (block == nullptr || block->remaining < request) {
         size_t total = (request + sizeof(ZULLX_block_t) + kBlockSize - 1) / kBlockSize * kBlockSize;
         if (total - sizeof(ZULLX_block_t) > UINT32_MAX)
             return nullptr;
@@ -31,8 +36,13 @@ void *ZULLX_Carve(ZULLX_list_t *chain, size_t size)
             return nullptr;
         block->remaining = static_cast<uint32_t>(total - sizeof(ZULLX_block_t));
         block->cursor = reinterpret_cast<char *>(block + 1);
-        block->next = static_cast<ZULLX_block_t *>(chain->blocks);
-        chain->blocks = block;
+        if (newest != nullptr && total > kBlockSize) {
+            block->next = newest->next;
+            newest->next = block;
+        } else {
+            block->next = newest;
+            chain->blocks = block;
+        }
     }
     void *piece = block->cursor;
     block->cursor += request;

@@ -93,7 +93,7 @@ void ZULLX_Report(ZULSS_format_t *format, uint32_t status, ZULLX_arg_t *argument
     if (message != nullptr)
         ZULSS_Print(format, "%s", message);
     else
-        ZULSS_Print(format, "Unspecified error code 0x%08lX", status);
+        ZULSS_Print(format, "Unspecified error code 0x%08lX", static_cast<unsigned long>(status));
     // Without an argument the line is left open: the console follows the
     // message with its usage text, which begins with a line end.
     if (argument != nullptr) {

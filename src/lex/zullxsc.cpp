@@ -67,22 +67,28 @@ static inline void refill(ZULLX_icb_t *input, const uint16_t *table)
     }
 }
 
-// Makes room for one more byte of text in the slot: the buffer grows by
-// 256 bytes at a time and is kept from token to token.
+// The largest text buffer of a slot: the last multiple of 256 that a
+// 32-bit length reaches.
+static constexpr uint32_t kMaxTokenBuffer = 0xFFFFFF00u;
+
+// Makes room for one more byte of text in the slot.  The buffer starts at
+// 256 bytes and doubles, in multiples of 256, so that a long token costs
+// time in proportion to its length; it is kept from token to token.
 static bool grow(ZULLX_token_t *slot)
 {
-    if (slot->length > UINT32_MAX - 256)
+    if (slot->length >= kMaxTokenBuffer)
         return false;
-    uint32_t size = (slot->length + 256) & ~0xFFu;
-    char *buffer = static_cast<char *>(malloc(size));
+    uint64_t size = slot->capacity < 256 ? 256 : 2 * static_cast<uint64_t>(slot->capacity);
+    size = (size + 255) & ~uint64_t{0xFF};
+    if (size <= slot->length)
+        size = (static_cast<uint64_t>(slot->length) + 256) & ~uint64_t{0xFF};
+    if (size > kMaxTokenBuffer)
+        size = kMaxTokenBuffer;
+    char *buffer = static_cast<char *>(realloc(slot->capacity != 0 ? slot->buffer : nullptr, size));
     if (buffer == nullptr)
         return false;
-    if (slot->length != 0)
-        memcpy(buffer, slot->buffer, slot->length);
-    if (slot->capacity != 0)
-        free(slot->buffer);
     slot->buffer = buffer;
-    slot->capacity = size;
+    slot->capacity = static_cast<uint32_t>(size);
     return true;
 }
 

@@ -14,7 +14,6 @@ void PFM1_Allow(void)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1_Allow", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     PFM1_TAB *tab = PFM1_Thread();
     if (tab == nullptr)
         return;

@@ -43,8 +43,8 @@ __attribute__((noinline)) void run_scoped(PFM1_TAB *own, PFM1_FFDC routine, void
         return;
     PFM1__Push(own, &frame);
     if (RAS1_WANTS(RAS1_PeekClass(&callEntry), RAS1_STATE) && !ZULPF_InHandler())
-        RAS1_Printf(&callEntry, __LINE__, "ffdc=%p, arg=%p\n", reinterpret_cast<void *>(routine),
-                    argument);
+        RAS1_Log(&callEntry, __LINE__, RAS1_STATE, "ffdc=%p, arg=%p\n", reinterpret_cast<void *>(routine),
+                 argument);
     PFM1__EnableFFDC(own, nullptr, nullptr);
     routine(argument);
     (void)PFM1__Release(own, &frame, __FILE__, __LINE__);

@@ -13,7 +13,6 @@ uint32_t PFM1__DropFrame(PFM1_TAB *tab, PFM1_Frame *frame, const char *file, int
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1__DropFrame", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     if (tab == nullptr)
         tab = ZULPF_Tab();
     if (tab != nullptr && tab->top == frame) {
@@ -21,7 +20,7 @@ uint32_t PFM1__DropFrame(PFM1_TAB *tab, PFM1_Frame *frame, const char *file, int
         return 0;
     }
     if (!ZULPF_InHandler() && RAS1_WANTS(RAS1_ReadClass(&entry), RAS1_ANY))
-        RAS1_Printf(&entry, __LINE__, "Bad release order: File(%s) Line(%d)\n",
-                    file != nullptr ? file : "", line);
+        RAS1_Log(&entry, __LINE__, RAS1_ERROR, "Bad release order: File(%s) Line(%d)\n",
+                 file != nullptr ? file : "", line);
     PFM1__Raise(tab, PFM1_BAD_RELEASE);
 }

@@ -11,7 +11,6 @@ void PFM1__EnableFFDC(PFM1_TAB *tab, PFM1_FFDC routine, void *argument)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1__EnableFFDC", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     if (tab == nullptr || tab->top == nullptr || tab->top->prev == nullptr)
         return;
     tab->top->prev->ffdc = routine;

@@ -15,7 +15,6 @@ void PFM1_Inhibit(void)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1_Inhibit", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     PFM1_TAB *tab = PFM1_Thread();
     if (tab == nullptr)
         return;

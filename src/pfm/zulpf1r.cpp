@@ -37,8 +37,8 @@ namespace {
         exit(0);
     if (const ZULPL_sigframe_t *fault = ZULPL_SigFault())
         ZULWN_Fatal(fault->host, fault->info, fault->context);
-    if (RAS1_WANTS(RAS1_ReadClass(&raiseEntry), RAS1_ANY))
-        RAS1_Printf(&raiseEntry, __LINE__, "Unhandled exception: Status(%08lX)\n", status);
+    RAS1_LOG_KIND(raiseEntry, RAS1_ReadClass(&raiseEntry), RAS1_ANY, RAS1_ERROR,
+                  "Unhandled exception: Status(%08lX)\n", static_cast<unsigned long>(status));
     exit(-1);
 }
 
@@ -62,17 +62,17 @@ namespace {
 void PFM1__Raise(PFM1_TAB *tab, uint32_t status)
 {
     RAS1_QUICK(raiseEntry, classes, flow);
-    (void)flow;
     if (RAS1_WANTS(classes, RAS1_STATE) && !ZULPF_InHandler())
-        RAS1_Printf(&raiseEntry, __LINE__, "Raising PFM1 signal: Status(%08lX)\n", status);
+        RAS1_Log(&raiseEntry, __LINE__, RAS1_STATE, "Raising PFM1 signal: Status(%08lX)\n",
+                 static_cast<unsigned long>(status));
     if (tab == nullptr)
         tab = ZULPF_Tab();
     if (tab == nullptr)
         unhandled(status);
     PFM1_Frame *top = tab->top;
     if (top == nullptr) {
-        if (RAS1_WANTS(RAS1_ReadClass(&raiseEntry), RAS1_ANY))
-            RAS1_Printf(&raiseEntry, __LINE__, "Bad release order: Status(%08lX)\n", status);
+        RAS1_LOG_KIND(raiseEntry, RAS1_ReadClass(&raiseEntry), RAS1_ANY, RAS1_ERROR,
+                      "Bad release order: Status(%08lX)\n", static_cast<unsigned long>(status));
         exit(-1);
     }
     if (top->prev == nullptr)

@@ -6,9 +6,8 @@ ZULRA_PFM1_UNIT("zulpf1s");
 
 void PFM1_Signal(int signal, PFM1_Handler handler)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1_Signal", RAS1_PUBLIC);
+    RAS1_DECLARE_ENTRY(entry, "PFM1_Signal", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     PFM1_TAB *tab = PFM1_Thread();
     if (tab != nullptr)
         PFM1C_Signal(tab, signal, handler);

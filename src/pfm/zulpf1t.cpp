@@ -14,9 +14,8 @@ PFM1_TAB *PFM1_Thread(void)
     PFM1_TAB *tab = ZULPF_threadTAB;
     if (__builtin_expect(tab != nullptr, 1))
         return tab;
-    RAS1_DECLARE_ENTRY(entry, "PFM1_Thread", RAS1_PUBLIC);
+    RAS1_DECLARE_ENTRY(entry, "PFM1_Thread", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     tab = static_cast<PFM1_TAB *>(ZULSS_THREAD_BLOCK(&ZULPF_tabDescriptor));
     if (tab != nullptr && ZULPF_threadTAB != tab && !PFM1C_ReadyTAB(tab))
         return nullptr;

@@ -14,7 +14,6 @@ void PFM1__UseFrame(PFM1_TAB *tab, PFM1_Frame *frame)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1__UseFrame", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     if (tab == nullptr || frame == nullptr || tab->top == nullptr)
         return;
     PFM1__Push(tab, frame);

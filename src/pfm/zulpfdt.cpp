@@ -7,9 +7,8 @@ ZULRA_PFM1_UNIT("zulpfdt");
 
 void PFM1C_DeleteTAB(void *block)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_DeleteTAB", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_DeleteTAB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);
     PFM1_PAB *pab = tab->pab;
     if (ZULPF_threadTAB == tab) {
@@ -23,7 +22,6 @@ void PFM1C_DeleteTAB(void *block)
     ZULPF_Store(ZULPF_NextOf(pab, prev), next);
     ZULPF_Store(ZULPF_PrevOf(pab, next), prev);
     BSS1_ReleaseLock(&pab->lock);
-    if (RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(&entry, __LINE__, "Deleted TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
-                    static_cast<void *>(pab));
+    RAS1_LOG(entry, classes, RAS1_STATE, "Deleted TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
+             static_cast<void *>(pab));
 }

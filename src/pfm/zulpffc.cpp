@@ -24,9 +24,8 @@ constexpr uint32_t kOtherFault = 0x00120005;
 
 uint32_t PFM1C_FaultCode(int signal)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_FaultCode", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_FaultCode", RAS1_MINOR);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     uint32_t code = kOtherFault;
     for (const FaultRow &row : kFaultCodes) {
         if (row.signal == signal) {
@@ -35,7 +34,7 @@ uint32_t PFM1C_FaultCode(int signal)
         }
     }
     if (RAS1_WANTS(classes, RAS1_STATE) && !ZULPF_InHandler())
-        RAS1_Printf(&entry, __LINE__, "Signal %lu translated to fault code %lx\n",
-                    static_cast<uint32_t>(signal), code);
+        RAS1_Log(&entry, __LINE__, RAS1_STATE, "Signal %lu translated to fault code %lx\n",
+                 static_cast<unsigned long>(signal), static_cast<unsigned long>(code));
     return code;
 }

@@ -14,7 +14,6 @@ void PFM1C_GenericHandler(int signal)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1C_GenericHandler", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     PFM1_TAB *tab = ZULPF_Tab();
     if (tab == nullptr)
         return;

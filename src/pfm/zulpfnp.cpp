@@ -52,9 +52,8 @@ void PFM1C_InitSelf(void *)
 
 void PFM1C_NewPAB(void *block)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewPAB", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewPAB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     PFM1_PAB *pab = static_cast<PFM1_PAB *>(block);
     BSS1_InitializeOnce(&selfOnce, PFM1C_InitSelf, nullptr, __FILE__, __LINE__);
     BSS1_InitializeLock(&pab->lock);
@@ -65,6 +64,5 @@ void PFM1C_NewPAB(void *block)
     for (int signal = SIG1_FIRST; signal <= SIG1_LAST; signal++)
         if (SIG1_IsMember(&ZULPF_defaultSignals, signal))
             (void)PFM1C_RegisterSignal(pab, signal);
-    if (RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(&entry, __LINE__, "New PAB @ %p)\n", static_cast<void *>(pab));
+    RAS1_LOG(entry, classes, RAS1_STATE, "New PAB @ %p)\n", static_cast<void *>(pab));
 }

@@ -54,9 +54,8 @@ bool PFM1C_ReadyTAB(PFM1_TAB *tab)
 
 void PFM1C_NewTAB(void *block)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewTAB", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_NewTAB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     PFM1_TAB *tab = static_cast<PFM1_TAB *>(block);
     tab->inhibit = 0;
     tab->status = 0;
@@ -65,7 +64,6 @@ void PFM1C_NewTAB(void *block)
     tab->base.tab = tab;
     tab->top = &tab->base;
     (void)PFM1C_ReadyTAB(tab);
-    if (RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(&entry, __LINE__, "New TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
-                    static_cast<void *>(tab->pab));
+    RAS1_LOG(entry, classes, RAS1_STATE, "New TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
+             static_cast<void *>(tab->pab));
 }

@@ -16,9 +16,8 @@ ZULRA_PFM1_UNIT("zulpfrs");
 
 uint32_t PFM1C_RegisterSignal(PFM1_PAB *pab, int signal)
 {
-    RAS1_DECLARE_ENTRY(entry, "PFM1C_RegisterSignal", RAS1_PRIVATE);
+    RAS1_DECLARE_ENTRY(entry, "PFM1C_RegisterSignal", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     if (signal < SIG1_FIRST || signal > SIG1_LAST)
         return PFM1_BAD_SIGNAL;
     uint32_t result = 0;

@@ -9,7 +9,6 @@ void PFM1C_Signal(PFM1_TAB *tab, int signal, PFM1_Handler handler)
 {
     RAS1_DECLARE_ENTRY(entry, "PFM1C_Signal", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     if (PFM1C_RegisterSignal(tab->pab, signal) != 0)
         return;
     // The handler is in place before the signal counts as handled: a

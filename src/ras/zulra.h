@@ -210,6 +210,10 @@ ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id);
 // and the reading of ZUL_RAS1.
 void ZULRA_LoadSettings(void);
 
+// Notes a store registered before the trace's start, which leaves
+// ZUL_RAS1 unread (internal/zulstart.h).  The caller holds the block lock.
+void ZULRA_NoteStoreBeforeStart(ZULRA_pcb_t *block);
+
 // The form of unit names: the last path component, without trailing
 // white space, in lower case, in place.  ZULRA_NormalizeUnit puts a unit's
 // `file` in that form and ends it with a zero byte at its new length; the
@@ -276,8 +280,21 @@ void ZULRA_ShowBuild(ZULRA_build_t *build);
 // bytes with the NUL); returns the text's length.
 uint32_t ZULRA_ClassNames(uint32_t classes, char *buffer, uint32_t size);
 
-// Writes one line for `entry` under `line` from `format` and `args`;
-// returns the status of the write.
-int ZULRA_FormatEvent(ZULRA_entry_t *entry, int line, const char *format, va_list args);
+// Writes one message for `entry` under `line` from `format` and `args`,
+// with `flags` for the store; returns the status of the write.
+int ZULRA_FormatLine(ZULRA_entry_t *entry, int line, uint32_t flags, const char *format,
+                     va_list args);
+
+// The same with a dump of `length` bytes at `address` behind the message.
+int ZULRA_DumpLine(ZULRA_entry_t *entry, int line, uint32_t flags, const void *address,
+                   uint32_t length, const char *format, va_list args);
+
+// The flags that carry a line's kind: the highest trace-kind bit of
+// `kinds`, or none.
+static inline uint32_t ZULRA_KindFlags(uint32_t kinds)
+{
+    kinds &= RAS1_EVERYTRACE;
+    return kinds == 0 ? 0u : RAS1_WRITE_AS(1u << (31 - __builtin_clz(kinds)));
+}
 
 #endif

@@ -208,13 +208,21 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
 
     // Only the thread that finds the store unopened writes the block; the
     // count is read without the lock first so that later lines pay one
-    // load.
+    // load.  The block is written under the store's lock, which its own
+    // flushes take again on this thread: the first lines of other threads,
+    // which take that lock to be written, wait for it, so that they follow
+    // the block in the store and in the capture ring rather than come
+    // before it.  Nothing in the block writes to the log.  The block is of
+    // no trace kind, whatever the line's is.
     if (__atomic_load_n(&store->opened, __ATOMIC_ACQUIRE) == 0) {
         BSS1_GetLock(&store->lock);
         uint32_t old = __atomic_fetch_add(&store->opened, 1u, __ATOMIC_ACQ_REL);
-        BSS1_ReleaseLock(&store->lock);
-        if (old == 0)
+        if (old == 0) {
+            context->flags &= ~RAS1_WRITE_KIND_MASK;
             open_store(object);
+            context->flags = flags | unconfigured;
+        }
+        BSS1_ReleaseLock(&store->lock);
     }
 
     // The head goes in as few pieces as it can: everything before the

@@ -77,7 +77,7 @@ static void show_filters(ZULRA_pcb_t *block, ZULSS_format_t *format)
     BSS1_GetLock(&block->lock);
     for (ZULRA_filter_t *f = (ZULRA_filter_t *)block->filters.prev;
          f != (ZULRA_filter_t *)block->filters.end; f = f->prev) {
-        ZULSS_Print(format, "%08lX", f->id);
+        ZULSS_Print(format, "%08lX", static_cast<unsigned long>(f->id));
         show_text(format, "Unit", f->unitName);
         show_text(format, "Entry", f->entryName);
         show_text(format, "Level", f->levelName);

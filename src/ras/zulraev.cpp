@@ -2,11 +2,12 @@
 // count.
 #include "ras/zulra.h"
 
-// The lines of codes 0 to 4, by code.  The format engine's integers are
-// 32 bits, so a result above that prints as two halves (exit_value).
+// The lines of codes 0 to 4, by code.  The result of code 1 is an
+// unsigned long long, printed with all its digits, so that a pointer
+// shows whole.
 static const char *const event_formats[] = {
     "Entry\n",
-    "Exit: 0x%X\n",
+    "Exit: 0x%llX\n",
     "Exit\n",
     "Compiled: %s %s\n     Level=%.*s, Comp=%s\n",
     "Active RAS1 Classes: %*.*s\n",
@@ -32,26 +33,6 @@ static void suspend(int by)
     BSS1_ReleaseLock(&block->lock);
 }
 
-// Writes one line for `entry` from `format` and its values.
-static int format_line(ZULRA_entry_t *entry, int line, const char *format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    int status = ZULRA_FormatEvent(entry, line, format, args);
-    va_end(args);
-    return status;
-}
-
-// The Exit line of a result: all its hexadecimal digits, so that a
-// pointer shows whole.
-static int exit_value(ZULRA_entry_t *entry, int line, unsigned long long value)
-{
-    uint32_t low = (uint32_t)value, high = (uint32_t)(value >> 32);
-    if (high == 0)
-        return format_line(entry, line, event_formats[RAS1_EVENT_EXITVALUE], low);
-    return format_line(entry, line, "Exit: 0x%X%08X\n", high, low);
-}
-
 int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)
 {
     switch (event) {
@@ -73,14 +54,14 @@ int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)
     if (entry == nullptr)
         return STC1_BadArgument;
 
-    // No test of a class here: the caller has made it.
+    // No test of a class here: the caller has made it.  Entry and Exit
+    // lines are FLOW lines; the Compiled and class lines, which a sync
+    // writes under DETAIL, DETAIL lines.
+    uint32_t kind = event <= RAS1_EVENT_EXIT ? RAS1_FLOW : RAS1_DETAIL;
     va_list args;
     va_start(args, event);
-    int status;
-    if (event == RAS1_EVENT_EXITVALUE)
-        status = exit_value(entry, line, va_arg(args, unsigned long long));
-    else
-        status = ZULRA_FormatEvent(entry, line, event_formats[event], args);
+    int status = ZULRA_FormatLine(entry, line, RAS1_WRITE_FORMAT | RAS1_WRITE_AS(kind),
+                                  event_formats[event], args);
     va_end(args);
     return status;
 }

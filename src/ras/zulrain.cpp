@@ -2,16 +2,33 @@
 //
 // Nothing calls a start function: the first sync that is not suspended
 // runs InitializeRAS1 once.  It gives the process its default store on
-// standard output (or the file that ZUL_RAS1 names), reads ZUL_RAS1,
+// standard output (or the target that ZUL_RAS1 names, see zulratg), reads
+// ZUL_RAS1,
 // checks the byte order and writes the library's build banner.
 //
 // All of it runs under once-only construction, so nothing here may sync
 // a record on this thread: it would find its own construction and abort.
 #include "ras/zulralg.h"
+#include "internal/zulstart.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+// Set once a store of the program's own was registered before the start:
+// the start then leaves ZUL_RAS1 unread.
+static constinit uint32_t ras1NotRead = 0;
+
+int ZULRA_Ras1NotRead(void)
+{
+    return (int)__atomic_load_n(&ras1NotRead, __ATOMIC_ACQUIRE);
+}
+
+void ZULRA_NoteStoreBeforeStart(ZULRA_pcb_t *block)
+{
+    if (__atomic_load_n(&block->once, __ATOMIC_ACQUIRE) == 0)
+        __atomic_store_n(&ras1NotRead, 1u, __ATOMIC_RELEASE);
+}
 
 void ZULRA_LoadSettings(void)
 {
@@ -46,6 +63,8 @@ void InitializeRAS1(void *argument)
     // traced call has chosen its log itself.
     if (stores == 0)
         ZULRA_LoadSettings();
+    else
+        __atomic_store_n(&ras1NotRead, 1u, __ATOMIC_RELEASE);
 
     unsigned char first;
     memcpy(&first, &one, 1);
@@ -72,4 +91,8 @@ void InitializeRAS1(void *argument)
     BSS1_ReleaseLock(&block->lock);
     if (configured && build != nullptr)
         ZULRA_ShowBuild(build);
+
+    // What the environment's reading kept for the trace is written once
+    // this start has ended and records can be synchronised.
+    BSS1_InitializeEpilog(ZULSS_WriteEnvNotes, nullptr);
 }

@@ -12,7 +12,7 @@
 // This code runs inside the start of the trace, where nothing may sync a
 // record, so it reads its own class word with the quick read and writes
 // its messages without testing it: they reach the log whenever a store
-// exists.
+// exists, as ERROR lines.
 #include "ras/zulralg.h"
 
 #include <stdio.h>
@@ -94,21 +94,21 @@ static int include_file(const char *name, uint32_t length, int depth, uint32_t *
     memcpy(path, name, length);
     path[length] = '\0';
     if (depth >= DEEPEST_INCLUSION) {
-        RAS1_Printf(&parse_entry, __LINE__, "Inclusion nested too deeply: %s\n", path);
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Inclusion nested too deeply: %s\n", path);
         return STC1_ProtocolError;
     }
     if (*filesLeft == 0) {
-        RAS1_Printf(&parse_entry, __LINE__, "Too many inclusions: %s\n", path);
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Too many inclusions: %s\n", path);
         return STC1_ProtocolError;
     }
     (*filesLeft)--;
     int found;
     FILE *file = ZULPL_OpenText(path, nullptr, &found);
     if (file == nullptr) {
-        RAS1_Printf(&parse_entry, __LINE__,
-                    found == ZULPL_TEXT_NOT_REGULAR ? "Not a regular file: %s\n"
-                                                    : "Unable to open file: %s\n",
-                    path);
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR,
+                 found == ZULPL_TEXT_NOT_REGULAR ? "Not a regular file: %s\n"
+                                                 : "Unable to open file: %s\n",
+                 path);
         return STC1_NotThere;
     }
     char line[LONGEST_LINE + 1];
@@ -119,8 +119,8 @@ static int include_file(const char *name, uint32_t length, int depth, uint32_t *
         status = parse_level(line, (uint32_t)n, depth + 1, filesLeft);
     fclose(file);
     if (status == STC1_Success && n == -2) {
-        RAS1_Printf(&parse_entry, __LINE__, "File cut at %u bytes: %s\n",
-                    (uint32_t)ZULPL_TEXT_LIMIT, path);
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "File cut at %u bytes: %s\n",
+                 (uint32_t)ZULPL_TEXT_LIMIT, path);
         status = STC1_ProtocolError;
     }
     return status;
@@ -146,7 +146,7 @@ static int keyword_type(const char *word, uint32_t length)
 static int class_value(const char *token, uint32_t n, uint32_t *value)
 {
     if (n > LONGEST_NAME) {
-        RAS1_Printf(&parse_entry, __LINE__, "Class name too long: %*.*s\n", n, n, token);
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Class name too long: %*.*s\n", n, n, token);
         return STC1_BadObject;
     }
     char name[LONGEST_NAME];
@@ -157,7 +157,7 @@ static int class_value(const char *token, uint32_t n, uint32_t *value)
             *value |= row->value;
             return STC1_Success;
         }
-    RAS1_Printf(&parse_entry, __LINE__, "Class name not recognized: %*.*s\n", n, n, token);
+    RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Class name not recognized: %*.*s\n", n, n, token);
     return STC1_BadArgument;
 }
 
@@ -184,8 +184,8 @@ static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLe
                 close++;
             if (close >= length || close == at + 1) {
                 uint32_t rest = length - at - 1;
-                RAS1_Printf(&parse_entry, __LINE__, "Syntax error: %*.*s\n", rest, rest,
-                            text + at + 1);
+                RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Syntax error: %*.*s\n", rest, rest,
+                         text + at + 1);
                 return STC1_ProtocolError;
             }
             groupStatus = parse_level(text + at + 1, close - at - 1, depth, filesLeft);
@@ -220,13 +220,13 @@ static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLe
             keyword[place] = '\0';
             int type = keyword_type(keyword, place);
             if (type < 0) {
-                RAS1_Printf(&parse_entry, __LINE__, "Filter keyword not recognized: %s\n",
-                            keyword);
+                RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Filter keyword not recognized: %s\n",
+                         keyword);
                 return STC1_BadArgument;
             }
             if (count == MAX_ELEMENTS) {
-                RAS1_Printf(&parse_entry, __LINE__, "Too many filter elements: %*.*s\n", n, n,
-                            token);
+                RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Too many filter elements: %*.*s\n", n, n,
+                         token);
                 return STC1_BadArgument;
             }
             elements[count].text = token + place + 1;
@@ -250,11 +250,11 @@ static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLe
     if (count != 0) {
         status = RAS1_NewFilter(nullptr, classes, elements, count, 0, 0);
         if (status != STC1_Success && status != STC1_Warning)
-            RAS1_Printf(&parse_entry, __LINE__, "RAS1_NewFilter(%d)\n", status);
+            RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "RAS1_NewFilter(%d)\n", status);
     } else {
         status = RAS1_SetClass(nullptr, classes);
         if (status != STC1_Success && status != STC1_Warning)
-            RAS1_Printf(&parse_entry, __LINE__, "RAS1_SetClass(%d)\n", status);
+            RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "RAS1_SetClass(%d)\n", status);
     }
     return status == STC1_Warning ? STC1_Success : status;
 }

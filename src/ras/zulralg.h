@@ -247,9 +247,4 @@ void ZULRA_TakeApart(const char *text, uint32_t length, ZULRA_entry_t *entry, ui
 // The name of a trace kind (RAS1_ERROR ... RAS1_DETAIL), or null for none.
 const char *ZULRA_KindName(uint32_t kind);
 
-// The trace kind that the flags of a write carry: a class bit, or 0.
-#ifndef RAS1_WRITE_KIND
-#define RAS1_WRITE_KIND(flags) ((void)(flags), 0u)
-#endif
-
 #endif

@@ -48,6 +48,7 @@ int RAS1_RegisterStore(const char *name, uint32_t length, void *data, ZULRA_writ
         __atomic_store_n(&block->defaultClass, store->classes, __ATOMIC_RELAXED);
 
     ZULRA_InsertStore(block, store);
+    ZULRA_NoteStoreBeforeStart(block);
     BSS1_ReleaseLock(&block->lock);
     return status;
 }

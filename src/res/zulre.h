@@ -140,8 +140,9 @@ int ZULRE_DebugNamed(const ZULRE_rvt_t *rvt, const char *name, uint32_t length);
 #define ZULRE_DEBUG_HEAD "%.*s::0x%08lX::%08X::%p"
 
 // Writes the debug line HEAD + `event` (a text without directives) for
-// `rcb` under `entry`, with `state` as the state word to show.
-void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uint32_t state,
+// `rcb` under `entry`, with the handle and state word of `life`: the RCB
+// as it was at the event, which another thread may have moved on since.
+void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uint64_t life,
                      const char *event);
 
 #endif

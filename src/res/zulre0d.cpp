@@ -15,8 +15,6 @@ ZULRE_rcb_t *ZULRE_DisableRCB(ZULRE_rvt_t *rvt, uint32_t handle, uint32_t count)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_DisableRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     if ((handle & rvt->generationUnit) == 0)
         return nullptr;

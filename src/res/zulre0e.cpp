@@ -18,7 +18,6 @@ int ZULRE_EnableRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_EnableRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
 
     uint32_t amount = count * ZULRE_USE;
     uint64_t life = __atomic_load_n(&rcb->life, __ATOMIC_RELAXED);
@@ -41,8 +40,10 @@ int ZULRE_EnableRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
 
     uint32_t state = ZULRE_State(next);
     if (overdrawn) {
+        // The line shows the handle that the caller overdrew, not the
+        // one it was moved on to.
         if ((state & ZULRE_DEBUG) != 0 || RAS1_WANTS(classes, RAS1_ANY))
-            ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", use count error\n");
+            ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", use count error\n");
         return 0;
     }
     if (!ending)
@@ -56,6 +57,6 @@ int ZULRE_EnableRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
         BSS1_ReleaseLock(&rvt->lock);
     }
     if ((state & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", destruction underway\n");
+        ZULRE_DebugLine(&entry, __LINE__, rcb, next, ", destruction underway\n");
     return 1;
 }

@@ -63,8 +63,6 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
 {
     RAS1_DECLARE_ENTRY(entry, "show_status", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
     ZULRE_rvt_t *rvt = static_cast<ZULRE_rvt_t *>(request->commandData);
 
     BSS1_GetLock(&rvt->lock);
@@ -72,7 +70,7 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
         for (const RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
             ZULSS_Print(format,
                         ZULRE_DEBUG_HEAD ", debug=%d, pendingDestroy=%u, activeResources=%u\n",
-                        static_cast<int>(cls->nameLength), cls->name, cls->handle,
+                        static_cast<int>(cls->nameLength), cls->name, static_cast<unsigned long>(cls->handle),
                         state_of(cls->rcb), cls->rcb->data, cls->debug, cls->pendingDestroy,
                         cls->activeResources);
     }
@@ -88,8 +86,8 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
             each_live_rcb(rvt, [&](ZULRE_rcb_t *rcb) {
                 if (__atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE) == cls)
                     ZULSS_Print(format, ZULRE_DEBUG_HEAD "\n", static_cast<int>(cls->nameLength),
-                                cls->name, ZULRE_Handle(ZULRE_LoadLife(rcb)), state_of(rcb),
-                                __atomic_load_n(&rcb->data, __ATOMIC_RELAXED));
+                                cls->name, static_cast<unsigned long>(ZULRE_Handle(ZULRE_LoadLife(rcb))),
+                                state_of(rcb), __atomic_load_n(&rcb->data, __ATOMIC_RELAXED));
             });
         });
         if (found == 0)
@@ -117,7 +115,6 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
 {
     RAS1_DECLARE_ENTRY(entry, "set_debug", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     (void)name;
     ZULRE_rvt_t *rvt = static_cast<ZULRE_rvt_t *>(context);
     if (value == nullptr)
@@ -142,14 +139,19 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
     while (BSS1_Tokenize(&text, &remaining, &token, &tokenLength, nullptr) == STC1_Success)
         each_class_named(rvt, token, tokenLength, [&](RES1_Class *cls) {
             __atomic_store_n(&cls->debug, 1, __ATOMIC_RELAXED);
-            RAS1_Printf(&entry, __LINE__, ZULRE_DEBUG_HEAD ", debug active\n", cls->nameLength,
-                        cls->name, cls->handle, state_of(cls->rcb), cls->rcb->data);
+            RAS1_Log(&entry, __LINE__, RAS1_DETAIL, ZULRE_DEBUG_HEAD ", debug active\n", cls->nameLength,
+                     cls->name, static_cast<unsigned long>(cls->handle), state_of(cls->rcb), cls->rcb->data);
         });
     BSS1_ReleaseLock(&rvt->lock);
 
-    if (RAS1_WANTS(classes, RAS1_ANY) && length != 0)
-        RAS1_Printf(&entry, __LINE__, "RES1_DEBUG is now \"%.*s\", RVT=%p\n", length, value,
-                    static_cast<void *>(rvt));
+    // The variable is set by a program or an operator, or registered in
+    // an epilog, never inside the trace's own start: the record may be
+    // synchronised now, so that its line reaches the log and its unit is
+    // listed.
+    classes = RAS1_ReadClass(&entry);
+    if (length != 0)
+        RAS1_LOG(entry, classes, RAS1_ANY, "RES1_DEBUG is now \"%.*s\", RVT=%p\n", length, value,
+                 static_cast<void *>(rvt));
     return 0;
 }
 
@@ -162,8 +164,6 @@ static void do_registration(void *rvt)
 {
     RAS1_DECLARE_ENTRY(entry, "do_registration", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
     // Reads the environment and calls set_debug at once.
     (void)BSS1_ConfigRegister("RES1_DEBUG", nullptr, set_debug, rvt);
     (void)CRF1_Register(nullptr, show_status, rvt, "res1", 0,
@@ -174,8 +174,6 @@ static void construct_rvt(void *word)
 {
     RAS1_DECLARE_ENTRY(entry, "construct_rvt", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     uintptr_t *out = static_cast<uintptr_t *>(word);
     *out = 0; // the word starts as its own address: 0 says "no RVT"
@@ -221,8 +219,6 @@ void ZULRE_Initialize(void *word)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_Initialize", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
     *static_cast<uintptr_t *>(word) =
         reinterpret_cast<uintptr_t>(BSS1_ResolveProcess(&privateDescriptor, __FILE__, __LINE__));
 }

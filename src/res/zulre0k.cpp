@@ -12,8 +12,6 @@ int ZULRE_KillRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_KillRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     bool scheduled = false;
     BSS1_GetLock(&rvt->lock);
@@ -39,6 +37,6 @@ int ZULRE_KillRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
     BSS1_ReleaseLock(&rvt->lock);
 
     if (scheduled && (ZULRE_State(life) & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, ZULRE_State(life), ", destruction scheduled\n");
+        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", destruction scheduled\n");
     return scheduled ? 1 : 0;
 }

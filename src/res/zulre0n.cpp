@@ -44,8 +44,6 @@ ZULRE_rcb_t *ZULRE_NewRCB(ZULRE_rvt_t *rvt)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_NewRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     BSS1_GetLock(&rvt->lock);
     ZULRE_rcb_t *rcb = rvt->free;

@@ -15,8 +15,6 @@ void ZULRE_Drop(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_Drop", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     while (rcb != nullptr) {
         if (!ZULRE_EnableRCB(rvt, rcb, count))
@@ -27,9 +25,9 @@ void ZULRE_Drop(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
         if (cls != nullptr && cls->destructor != nullptr)
             cls->destructor(__atomic_load_n(&rcb->data, __ATOMIC_ACQUIRE));
 
-        uint32_t state = ZULRE_State(ZULRE_LoadLife(rcb));
-        if ((state & ZULRE_DEBUG) != 0)
-            ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", destroyed\n");
+        uint64_t life = ZULRE_LoadLife(rcb);
+        if ((ZULRE_State(life) & ZULRE_DEBUG) != 0)
+            ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", destroyed\n");
 
         BSS1_GetLock(&rvt->lock);
         rcb->next = rvt->free;

@@ -14,8 +14,6 @@ int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle,
 {
     RAS1_DECLARE_ENTRY(entry, "RES1_Create", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     if (handleOut == nullptr)
         return STC1_BadArgument;
@@ -90,9 +88,9 @@ int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle,
 
     if (__atomic_load_n(&cls->debug, __ATOMIC_RELAXED) != 0) {
         // Written before the bit is set, so its state does not show it.
-        RAS1_Printf(&entry, __LINE__, ZULRE_DEBUG_HEAD ", created, owner=%08lX\n",
-                    cls->nameLength, cls->name, handle,
-                    ZULRE_State(ZULRE_LoadLife(rcb)), data, ownerHandle);
+        RAS1_Log(&entry, __LINE__, RAS1_DETAIL, ZULRE_DEBUG_HEAD ", created, owner=%08lX\n",
+                 cls->nameLength, cls->name, static_cast<unsigned long>(handle),
+                 ZULRE_State(ZULRE_LoadLife(rcb)), data, static_cast<unsigned long>(ownerHandle));
         __atomic_fetch_or(&rcb->life, static_cast<uint64_t>(ZULRE_DEBUG) << 32, __ATOMIC_ACQ_REL);
     }
 

@@ -82,8 +82,6 @@ int RES1_Destroy(uint32_t handle)
 {
     RAS1_DECLARE_ENTRY(entry, "RES1_Destroy", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     ZULRE_rvt_t *rvt = ZULRE_Rvt();
     if (rvt == nullptr)

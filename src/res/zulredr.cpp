@@ -11,8 +11,6 @@ int RES1_Drop(uint32_t handle)
 {
     RAS1_DECLARE_ENTRY(entry, "RES1_Drop", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     ZULRE_rvt_t *rvt = ZULRE_Rvt();
     if (rvt == nullptr)
@@ -21,13 +19,14 @@ int RES1_Drop(uint32_t handle)
     if (rcb == nullptr)
         return STC1_NotThere;
 
-    uint32_t state = ZULRE_State(ZULRE_LoadLife(rcb));
+    uint64_t life = ZULRE_LoadLife(rcb);
+    uint32_t state = ZULRE_State(life);
     if ((state & ZULRE_CLASS) != 0) {
         ZULRE_Drop(rvt, rcb, 1);
         return STC1_BadObject;
     }
     if ((state & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", drop\n");
+        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", drop\n");
     ZULRE_Drop(rvt, rcb, 2);
     return STC1_Success;
 }

@@ -16,8 +16,6 @@ int RES1_Register(uint32_t *classOut, ZULRE_destructor_t destructor, const char 
 {
     RAS1_DECLARE_ENTRY(entry, "RES1_Register", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     if (classOut == nullptr)
         return STC1_BadArgument;

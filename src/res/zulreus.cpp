@@ -8,8 +8,6 @@ int RES1_Use(uint32_t handle, uint32_t classHandle, void **dataOut)
 {
     RAS1_DECLARE_ENTRY(entry, "RES1_Use", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes;
-    (void)flow;
 
     if (dataOut != nullptr)
         *dataOut = nullptr;
@@ -25,9 +23,9 @@ int RES1_Use(uint32_t handle, uint32_t classHandle, void **dataOut)
         ZULRE_Drop(rvt, rcb, 1);
         return STC1_Authority;
     }
-    uint32_t state = ZULRE_State(ZULRE_LoadLife(rcb));
-    if ((state & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, state, ", use\n");
+    uint64_t life = ZULRE_LoadLife(rcb);
+    if ((ZULRE_State(life) & ZULRE_DEBUG) != 0)
+        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", use\n");
     if (dataOut != nullptr)
         *dataOut = __atomic_load_n(&rcb->data, __ATOMIC_ACQUIRE);
     return STC1_Success;

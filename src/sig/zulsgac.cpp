@@ -12,7 +12,6 @@ int SIG1_Action(int signal, const SIG1_ActionRecord *action, SIG1_ActionRecord *
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Action", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     SIG1_ThreadBlock *thread = ZULSG_Thread();
     if (thread == nullptr)

@@ -11,5 +11,4 @@ void SIG1C_DeleteThread(void *)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1C_DeleteThread", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 }

@@ -8,7 +8,6 @@ SIG1_Handler SIG1_Signal(int signal, SIG1_Handler handler)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Signal", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     SIG1_ActionRecord action, old;
     action.handler = handler;

@@ -11,6 +11,5 @@ const char *SIG1_SignalName(int signal)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_SignalName", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     return ZULSG_control.names[ZULSG_InRange(signal) ? signal : 0];
 }

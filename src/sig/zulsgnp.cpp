@@ -92,9 +92,8 @@ void SIG1C_InitMemory(void *)
     // trace's own start never does, so the record may be synchronised now.
     classes = RAS1_ReadClass(&entry);
 
-    if (RAS1_WANTS(classes, RAS1_ANY))
-        RAS1_Printf(&entry, __LINE__, "siginfo:%s, sigaction:%s, per-process handlers:%s", "yes",
-                    "yes", "yes");
+    RAS1_LOG(entry, classes, RAS1_ANY, "siginfo:%s, sigaction:%s, per-process handlers:%s", "yes", "yes",
+             "yes");
 
     SIG1_Control *c = &ZULSG_control;
     __atomic_store_n(&ZULSG_controlPointer, c, __ATOMIC_RELEASE);
@@ -122,9 +121,8 @@ void SIG1C_InitMemory(void *)
             c->asyncCount++;
             asyncText = ", async";
         }
-        if (RAS1_WANTS(classes, RAS1_STATE))
-            RAS1_Printf(&entry, __LINE__, "Signal %s(%d:%d) available%s%s\n", c->names[n], n, host,
-                        asyncText, dumpText);
+        RAS1_LOG(entry, classes, RAS1_STATE, "Signal %s(%d:%d) available%s%s\n", c->names[n], n, host,
+                 asyncText, dumpText);
     }
     c->dumpOff = 1;
 
@@ -137,24 +135,21 @@ void SIG1C_InitMemory(void *)
     uint32_t length;
     for (int count = 1; BSS1_Tokenize(&value, &left, &token, &length, nullptr) == STC1_Success;
          count++) {
-        if (RAS1_WANTS(classes, RAS1_DETAIL))
-            RAS1_Printf(&entry, __LINE__, "Token %d: \"%.*s\"\n", count, static_cast<int>(length),
-                        token);
+        RAS1_LOG(entry, classes, RAS1_DETAIL, "Token %d: \"%.*s\"\n", count, static_cast<int>(length),
+                 token);
         const Token *t = find_token(token, length);
         if (t != nullptr)
             c->*(t->flag) = t->value;
-        else if (RAS1_WANTS(classes, RAS1_ANY))
-            RAS1_Printf(&entry, __LINE__, "Syntax error in ZUL_SIG1: \"%.*s\"\n",
-                        static_cast<int>(length), token);
+        else
+            RAS1_LOG_KIND(entry, classes, RAS1_ANY, RAS1_ERROR, "Syntax error in ZUL_SIG1: \"%.*s\"\n",
+                          static_cast<int>(length), token);
     }
-    (void)flow;
 }
 
 void SIG1C_NewProcess(void *argument)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1C_NewProcess", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     SIG1_ProcessBlock *block = static_cast<SIG1_ProcessBlock *>(argument);
     BSS1_InitializeOnce(&initOnce, SIG1C_InitMemory, nullptr, __FILE__, __LINE__);
     block->control = &ZULSG_control;

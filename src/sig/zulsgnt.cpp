@@ -15,7 +15,6 @@ void SIG1C_NewThread(void *argument)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1C_NewThread", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
     SIG1_ThreadBlock *block = static_cast<SIG1_ThreadBlock *>(argument);
     block->process = static_cast<SIG1_ProcessBlock *>(ZULSS_PROCESS_BLOCK(&ZULSG_processDescriptor));
     SIG1_Set mask;

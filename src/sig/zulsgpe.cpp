@@ -8,7 +8,6 @@ int SIG1_Pending(SIG1_Set *set)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Pending", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     SIG1_ThreadBlock *thread = ZULSG_Thread();
     if (thread == nullptr)

@@ -40,7 +40,6 @@ int SIG1_ProcMask(int how, const SIG1_Set *set, SIG1_Set *oldSet)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_ProcMask", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     SIG1_ThreadBlock *thread = ZULSG_Thread();
     if (thread == nullptr)

@@ -27,7 +27,6 @@ int SIG1_Query(SIG1_QueryRecord *record, uint32_t size)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Query", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     if (record == nullptr || size == 0)
         return STC1_BadArgument;

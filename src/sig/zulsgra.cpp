@@ -17,7 +17,6 @@ int SIG1_Raise(int signal)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Raise", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
 
     SIG1_ThreadBlock *thread = ZULSG_Thread();
     if (thread == nullptr)
@@ -26,9 +25,8 @@ int SIG1_Raise(int signal)
         return STC1_BadArgument;
     SIG1_ProcessBlock *process = thread->process;
     SIG1_Handler handler = ZULSG_LoadHandler(process, signal);
-    if (RAS1_WANTS(classes, RAS1_STATE))
-        RAS1_Printf(&entry, __LINE__, "Raising signal %s(%d): Handler(%p)\n",
-                    SIG1_SignalName(signal), signal, reinterpret_cast<void *>(handler));
+    RAS1_LOG(entry, classes, RAS1_STATE, "Raising signal %s(%d): Handler(%p)\n", SIG1_SignalName(signal),
+             signal, reinterpret_cast<void *>(handler));
     if (handler == SIG1_DFL) {
         const int host = process->control->portableToHost[signal];
         if (host != 0 && ZULPL_SigRaise(host) != 0)

@@ -31,7 +31,6 @@ void SIG1C_RegisterHandler(void)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1C_RegisterHandler", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    (void)flow;
     const SIG1_Control *c = __atomic_load_n(&ZULSG_controlPointer, __ATOMIC_ACQUIRE);
     if (c == nullptr || c->lowest == 0)
         return;
@@ -43,19 +42,16 @@ void SIG1C_RegisterHandler(void)
         if ((SIG1_IsMember(&c->async, n) && c->asyncOff) ||
             (SIG1_IsMember(&c->sync, n) && c->syncOff) ||
             (SIG1_IsMember(&c->dump, n) && c->dumpOff)) {
-            if (RAS1_WANTS(classes, RAS1_DETAIL))
-                RAS1_Printf(&entry, __LINE__, "%s is disabled\n", c->names[n]);
+            RAS1_LOG(entry, classes, RAS1_DETAIL, "%s is disabled\n", c->names[n]);
             continue;
         }
         switch (ZULPL_SigHook(c->portableToHost[n], SIG1C_HostHandler)) {
         case ZULPL_HOOK_IGNORED:
-            if (RAS1_WANTS(classes, RAS1_DETAIL))
-                RAS1_Printf(&entry, __LINE__, "%s is ignored by the program, left with the host\n",
-                            c->names[n]);
+            RAS1_LOG(entry, classes, RAS1_DETAIL, "%s is ignored by the program, left with the host\n",
+                     c->names[n]);
             break;
         case ZULPL_HOOK_CANNOT:
-            if (RAS1_WANTS(classes, RAS1_DETAIL))
-                RAS1_Printf(&entry, __LINE__, "%s cannot be hooked\n", c->names[n]);
+            RAS1_LOG(entry, classes, RAS1_DETAIL, "%s cannot be hooked\n", c->names[n]);
             break;
         default:
             break;

@@ -13,7 +13,6 @@ int SIG1_Suspend(const SIG1_Set *mask)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Suspend", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     SIG1_ThreadBlock *thread = ZULSG_Thread();
     if (thread == nullptr)

@@ -9,7 +9,6 @@ int SIG1_Wait(const SIG1_Set *set, int *signal)
 {
     RAS1_DECLARE_ENTRY(entry, "SIG1_Wait", RAS1_PUBLIC);
     RAS1_QUICK(entry, classes, flow);
-    (void)classes, (void)flow;
 
     SIG1_ThreadBlock *thread = ZULSG_Thread();
     if (thread == nullptr)

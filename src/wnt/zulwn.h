@@ -21,6 +21,9 @@ typedef struct ZULWN_settings {
     char symbolPath[512];     // ZULWNT_SYMBOLPATH: where debug files are looked for
     int haveSymbolPath;       // 0: the symbol library's own search path
     char reportFile[512];     // reportPath + reportName + ".ras"
+    char fallbackFile[2][512]; // reportName + ".ras" in $XDG_STATE_HOME, in /var/tmp
+    int fallbackCount;
+    char programBase[256];    // the program's name, for the word on standard error
     char programName[512];    // the process image's path
     int programLength;
 } ZULWN_settings_t;

@@ -16,6 +16,7 @@
 // keeps the report's handler as its own "previous" one, so a signal its
 // routine does not take still reaches the report.
 #include "internal/zulfatal.h"
+#include "internal/zulprogram.h"
 #include "internal/zulreport.h"
 #include "wnt/zulwn.h"
 
@@ -72,6 +73,18 @@ void copy_cut(char *to, size_t room, const char *text)
     to[n] = '\0';
 }
 
+// `path` and `name` joined as given, and ".ras": a directory in `path`
+// ends with a slash.  A name too long for the room is cut, ".ras" kept.
+void join_report_file(char (&to)[512], const char *path, const char *name)
+{
+    size_t room = sizeof to - 5;
+    size_t used = strnlen(path, room);
+    memcpy(to, path, used);
+    size_t more = strnlen(name, room - used);
+    memcpy(to + used, name, more);
+    memcpy(to + used + more, ".ras", 5);
+}
+
 // Names the exception on its way to abort: the report reads the name in
 // the handler of SIGABRT.  The name is demangled here, where allocation
 // is still allowed.
@@ -112,22 +125,30 @@ void ZULWNT_Setup(void)
     if (symbols != nullptr)
         copy_cut(s.symbolPath, sizeof s.symbolPath, symbols);
 
-    // The default name: the program's file name up to its last full stop.
-    char base[256];
-    const char *slash = strrchr(s.programName, '/');
-    copy_cut(base, sizeof base, slash ? slash + 1 : s.programName);
-    if (char *dot = strrchr(base, '.'))
-        *dot = '\0';
+    // The default name: the program's name, as the library names it
+    // everywhere.
+    char *base = s.programBase;
+    ZULSS_ProgramBase(base, sizeof s.programBase);
     const char *path = BSS1_GetEnv("ZULWNT_RASPATH", "");
     const char *name = BSS1_GetEnv("ZULWNT_RASNAME", base);
-    // Joined as given: a directory in ZULWNT_RASPATH ends with a slash.
-    // A name too long for the room is cut, ".ras" kept.
-    size_t room = sizeof s.reportFile - 5;
-    size_t used = strnlen(path, room);
-    memcpy(s.reportFile, path, used);
-    size_t more = strnlen(name, room - used);
-    memcpy(s.reportFile + used, name, more);
-    memcpy(s.reportFile + used + more, ".ras", 5);
+    join_report_file(s.reportFile, path, name);
+
+    // Where the report goes when its own directory cannot be written (a
+    // service started in / under a user of its own): the user's state
+    // directory if it names one, else /var/tmp, which every user may
+    // write and which a reboot does not clear.
+    s.fallbackCount = 0;
+    const char *state = BSS1_GetEnv("XDG_STATE_HOME", nullptr);
+    if (state != nullptr && state[0] == '/') {
+        char directory[256];
+        size_t n = strnlen(state, sizeof directory - 2);
+        memcpy(directory, state, n);
+        if (directory[n - 1] != '/')
+            directory[n++] = '/';
+        directory[n] = '\0';
+        join_report_file(s.fallbackFile[s.fallbackCount++], directory, name);
+    }
+    join_report_file(s.fallbackFile[s.fallbackCount++], "/var/tmp/", name);
 }
 
 void ZULWNT_Install(void)

@@ -247,6 +247,13 @@ void ZULWN_WriteSymbols(ZULWN_out_t *out, const ucontext_t *context, uintptr_t o
         const char *why = dlerror();
         ZULWN_Printf(out, "\n*** Unable to load %s, rc=%lu\n%15s: %s\n", s.libraryName,
                      (unsigned long)errno, "Reason", why ? why : "");
+        // What the operator can do about it, here, where it is read.
+        ZULWN_Printf(out,
+                     "%15s: install elfutils' libdw.so.1 (Debian, Ubuntu: libdw1; Fedora, RHEL:\n"
+                     "%17selfutils-libs) or name the library in ZULWNT_DBGHELP; meanwhile turn the\n"
+                     "%17sRaw Stack's module<>offset into names with eu-addr2line -e MODULE OFFSET,\n"
+                     "%17sor debuginfod-find debuginfo BUILD-ID on another machine\n",
+                     "Symbols", "", "", "");
         return;
     }
     Entries e;

@@ -24,6 +24,7 @@
 #include "wnt/zulwn.h"
 
 #include <atomic>
+#include <errno.h>
 #include <fcntl.h>
 #include <string.h>
 #include <sys/mman.h>
@@ -51,6 +52,7 @@ constinit std::atomic<int> stage{kIdle};
 constinit std::atomic<int> firstSignal{0};
 constinit std::atomic<int> nesting{0};
 constinit ZULWN_out_t out = {};
+constinit ZULWN_out_t errorOut = {}; // the word on standard error
 constinit ZULWN_module_t modules[ZULWN_MODULES] = {};
 constinit uint32_t moduleCount = 0;
 // The signal's context, copied off the signal stack: a fault during the
@@ -384,10 +386,58 @@ void resume_report(int host)
     }
 }
 
+int open_report(const char *path)
+{
+    return open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+}
+
+// The name of an error number, as errno.h spells it.
+const char *error_name(int error)
+{
+    const char *name = strerrorname_np(error);
+    return name != nullptr ? name : "unknown error";
+}
+
+// Opens the report file, or where its directory cannot be written one of
+// the fallbacks.  Anywhere but the place the settings name, the operator
+// learns where the report went, or that there is none, from one line on
+// standard error: a service manager keeps that line with the service.
+int open_report_or_fallback()
+{
+    const ZULWN_settings_t &s = ZULWN_settings;
+    int fd = open_report(s.reportFile);
+    if (fd >= 0)
+        return fd;
+    int errors[3] = {errno, 0, 0};
+    int used = -1;
+    for (int i = 0; i < s.fallbackCount && used < 0; i++) {
+        fd = open_report(s.fallbackFile[i]);
+        if (fd >= 0)
+            used = i;
+        else
+            errors[i + 1] = errno;
+    }
+    ZULWN_out_t &word = errorOut;
+    word.fd = 2;
+    word.used = 0;
+    if (used >= 0) {
+        ZULWN_Printf(&word, "%s[%d]: failure report written to %s: %s could not be opened (%s)\n",
+                     s.programBase, (int)getpid(), s.fallbackFile[used], s.reportFile,
+                     error_name(errors[0]));
+    } else {
+        ZULWN_Printf(&word, "%s[%d]: no failure report written: %s could not be opened (%s)",
+                     s.programBase, (int)getpid(), s.reportFile, error_name(errors[0]));
+        for (int i = 0; i < s.fallbackCount; i++)
+            ZULWN_Printf(&word, ", nor %s (%s)", s.fallbackFile[i], error_name(errors[i + 1]));
+        ZULWN_Printf(&word, "\n");
+    }
+    ZULWN_Flush(&word);
+    return fd;
+}
+
 void write_report(int host, siginfo_t *info, const ucontext_t *uc)
 {
-    out.fd = open(ZULWN_settings.reportFile,
-                  O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+    out.fd = open_report_or_fallback();
     if (out.fd < 0)
         return; // no report; the process still ends as it would have
     out.used = 0;

@@ -10,6 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
 
 // Everything waiting in a console, fetched in pieces of `piece` bytes.
@@ -235,6 +238,28 @@ TEST(Console, Bss1Lines)
         {"bss1 config T_MODE=(a b)", 14, "Argument list not allowed: \"(a b)\"\n"},
         {"bss1 (getenv CRF_T_A) (config T_MODE)", 2, "CRF_T_A=\"1\"\nConfig variable T_MODE = \"xy\" (Invalid)\n"},
     });
+}
+
+// A child that fork made without exec is a process of its own: bss1 info
+// shows its ID, and bss1 abend refuses the parent's.
+TEST(Console, ForkedChildAnswersForItself)
+{
+    uint32_t console;
+    ASSERT_EQ(CRF1_New(&console), CRF1_OK);
+    const std::string parent = std::to_string(getpid());
+    ASSERT_NE(Line(console, "bss1 info").second.find(" Process ID: " + parent + "\n"), std::string::npos);
+    pid_t child = fork();
+    if (child == 0) {
+        const std::string self = std::to_string(getpid());
+        char pid[32];
+        bool ok = std::string(pid, BSS1_Info(BSS1_INFO_PROCESSID, pid, sizeof pid)) == self &&
+                  Line(console, "bss1 info").second.find(" Process ID: " + self + "\n") != std::string::npos &&
+                  Line(console, "bss1 abend " + parent) == std::make_pair(0, std::string("Authorization failed\n"));
+        _exit(ok ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST(Console, ConfigVariablesKeepValueAndStatus)

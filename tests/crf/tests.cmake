@@ -9,3 +9,6 @@ if(TARGET zul_demo)
     ZULCTL_PATH="$<TARGET_FILE:zulctl>")
   add_dependencies(zul_test_crfsock zul_demo zulctl)
 endif()
+# The library's traced functions: their units and kinds as operators see them.
+zul_add_test(zul_test_units SOURCES ${CMAKE_CURRENT_LIST_DIR}/units_test.cpp
+  FAMILIES crf sig ONE_PER_PROCESS)

@@ -7,13 +7,15 @@
 // byte.  The format goes once into a record object and once into a text
 // object.
 //
-// The arguments are always the same 30, a 32-bit integer, a text pointer
-// and a double in turn.  A directive reads from that list in order, so the
-// harness first walks the format as the engine does and removes each
-// directive whose `*` or conversion does not match the next entries of the
-// list, or whose width or precision would only make blanks for a long time.
-// What is left formats with no undefined read.  Every text pointer but the
-// null one addresses a writable, aligned buffer, so `n` may store through it.
+// The arguments are always the same 50: a 32-bit integer, a 64-bit
+// integer, a text pointer, a double and a long double in turn.  A
+// directive reads from that list in order, so the harness first walks the
+// format by the engine's own grammar (internal/zuldirective.h) and removes
+// each directive whose `*` or conversion does not take the kind of the
+// next entries of the list, or whose width or precision would only make
+// blanks for a long time.  What is left formats with no undefined read.
+// Every text pointer but the null one addresses a writable, aligned
+// buffer, so `n` may store through it at any size.
 #include <math.h>
 #include <string.h>
 
@@ -22,16 +24,36 @@
 #include <zul/bss1.h>
 
 #include "harness.h"
+#include "internal/zuldirective.h"
 
-constexpr int kSlots = 30;
+constexpr int kKinds = 5, kRows = 10, kSlots = kKinds * kRows;
 constexpr uint32_t kMaxField = 1000, kMaxRealField = 300;
-const int32_t kInts[10] = {42, 0, -42, 255, 8, 70000, INT32_MIN, 127, -1, 300};
-const double kReals[10] = {3.25, 0.0, -1.5, 1e300, 1e-300, NAN, INFINITY, -0.0, 123456789.125,
-                           -INFINITY};
-const char *const kTexts[10] = {"abc", "", "", "end", "line\r\nnext\rrest\r", "%d %s here",
-                                "\xff\x80 high", "tab\tand\nline feed\n", "z", "0123456789"};
-const char *const kKinds[3] = {"diuoxXc", "psn", "eEfgG"}; // integer, text, double
-alignas(8) static char texts[10][320];
+const int32_t kInts[kRows] = {42, 0, -42, 255, 8, 70000, INT32_MIN, 127, -1, 300};
+const int64_t kWides[kRows] = {1LL << 40, 0, -1, INT64_MIN, INT64_MAX, 4294967296LL, -42, 255, 70000, 7};
+const double kReals[kRows] = {3.25, 0.0, -1.5, 1e300, 1e-300, NAN, INFINITY, -0.0, 123456789.125,
+                              -INFINITY};
+const char *const kTexts[kRows] = {"abc", "", "", "end", "line\r\nnext\rrest\r", "%d %s here",
+                                   "\xff\x80 high", "tab\tand\nline feed\n", "z", "0123456789"};
+alignas(8) static char texts[kRows][320];
+
+// The kind of list entry that a directive's argument must be.
+static int kind_of(ZULSS_argument argument)
+{
+    switch (argument) {
+    case ZULSS_argument::Word:
+        return 0;
+    case ZULSS_argument::Wide:
+        return 1;
+    case ZULSS_argument::Real:
+        return 3;
+    case ZULSS_argument::LongReal:
+        return 4;
+    case ZULSS_argument::None:
+        return -1;
+    default:
+        return 2; // texts, pointers and the targets of n
+    }
+}
 
 // The format without the directives that do not fit the argument list.
 static std::string filter_format(const char *at)
@@ -44,25 +66,20 @@ static std::string filter_format(const char *at)
             continue;
         }
         const char *start = at++;
-        int next = slot, kind = -1; // '%' and unknown conversions take nothing
+        int next = slot;
         bool fits = true;
-        uint32_t field[2] = {0, 0}, *number = &field[0];
-        for (; *at != '\0' && strchr(" #+-hlL0123456789*.", *at) != nullptr; at++) {
-            if (*at == '.')
-                number = &field[1];
-            else if (*at >= '0' && *at <= '9')
-                *number = *number * 10 + static_cast<uint32_t>(*at - '0');
-            else if (*at == '*' && (fits = fits && next < kSlots && next % 3 == 0))
-                *number = static_cast<uint32_t>(kInts[next / 3]);
-            next += *at == '*';
-        }
-        for (int k = 0; k < 3 && *at != '\0'; k++)
-            kind = strchr(kKinds[k], *at) != nullptr ? k : kind;
-        at += *at != '\0'; // the engine stops inside a directive the format ends in
-        if (kind >= 0)
-            fits = fits && next < kSlots && next++ % 3 == kind;
-        uint32_t cap = kind == 2 ? kMaxRealField : kMaxField;
-        if (fits && field[0] <= cap && field[1] <= cap) {
+        ZULSS_directive_t d;
+        at = ZULSS_ReadDirective(at, d, [&] {
+            fits = fits && next < kSlots && next % kKinds == 0;
+            uint32_t value = fits ? static_cast<uint32_t>(kInts[next / kKinds]) : 0;
+            next++;
+            return value;
+        });
+        int kind = kind_of(ZULSS_ArgumentOf(d));
+        if (d.conversion != 0 && kind >= 0)
+            fits = fits && next < kSlots && next++ % kKinds == kind;
+        uint32_t cap = kind >= 3 ? kMaxRealField : kMaxField;
+        if (fits && d.width <= cap && d.precision <= cap) {
             out.append(start, at);
             slot = next;
         }
@@ -70,7 +87,7 @@ static std::string filter_format(const char *at)
     return out;
 }
 
-#define ZUL_FUZZ_ROW(k) kInts[k], (k == 1 ? nullptr : texts[k]), kReals[k]
+#define ZUL_FUZZ_ROW(k) kInts[k], kWides[k], (k == 1 ? nullptr : texts[k]), kReals[k], (long double)kReals[k]
 
 static void run(ZULSS_format_t *object, const char *format, bool twice)
 {

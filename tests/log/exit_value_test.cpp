@@ -17,7 +17,6 @@ Sink sink;
 template <class T> std::string Leave(T value)
 {
     RAS1_ENTRY(leave_entry, classes, flow);
-    (void)classes;
     RAS1_EXIT_VALUE(leave_entry, flow, value);
     std::string line = SplitLines(sink.Text()).back();
     return line.substr(line.find(") ") + 2);

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <latch>
 #include <thread>
 
 namespace {
@@ -63,6 +65,37 @@ TEST(LogStore, EachLineGoesWhereTheStoreListNowSays)
         EXPECT_NE(steps[i].to->Text().find(mark), std::string::npos) << i;
         EXPECT_EQ((steps[i].to == &a ? b : a).Text().find(mark), std::string::npos) << i;
     }
+}
+
+// Threads that write their first lines at once into a new store: the
+// store's opening block comes first and whole, and every line after it.
+TEST(LogThreads, OpeningBlockComesBeforeEveryThreadsFirstLine)
+{
+    // The store is slow to take its first text, so that the other threads
+    // are at its door while the block is being written.
+    static Sink store;
+    auto slow = [](void *data, const char *text, uint32_t length, ZULRA_entry_t *entry, uint32_t flags) {
+        static std::atomic<int> calls{0};
+        if (calls++ == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return Sink::Write(data, text, length, entry, flags);
+    };
+    ASSERT_EQ(RAS1_RegisterStore("first", 5, &store, slow, RAS1_ANY), STC1_Success);
+    constexpr int kThreads = 8;
+    std::latch start(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; t++)
+        threads.emplace_back([t, &start] {
+            Record r("first", "f");
+            r.entry.active = RAS1_ERROR | RAS1_PUBLIC | RAS1_LIBRARY;
+            start.arrive_and_wait();
+            RAS1_Printf(&r.entry, t, "thread %d\n", t);
+        });
+    for (auto &t : threads)
+        t.join();
+    const std::string text = store.Text();
+    EXPECT_EQ(text.rfind(kTitle, 0), 0u) << text;
+    EXPECT_EQ(SplitLines(AfterOpening(text)).size(), size_t(kThreads)) << text;
 }
 
 // Writers of ERROR and FLOW lines through two stores while another thread

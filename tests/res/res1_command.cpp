@@ -32,7 +32,7 @@ TEST_P(Res1Debug, NamedClassesWriteLinesForNewResourcesOnly)
     if (GetParam())
         setenv("RES1_DEBUG", "loud other", 1); // before the first use of RES1
     auto keep = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t) { return logText.append(text, length), 0; };
-    uint32_t loud = 0, quiet = 0, console = 0, h[5] = {}; // before, after, other, kept, off
+    uint32_t loud = 0, quiet = 0, console = 0, h[6] = {}; // before, after, other, kept, off, overdrawn
     ASSERT_EQ(RAS1_RegisterStore("test", 4, nullptr, keep, RAS1_ANY) + RES1_Register(&loud, nullptr, "Loud", 0) +
                   RES1_Register(&quiet, nullptr, "Quiet", 0) + RES1_Create(&h[0], loud, 0, nullptr) + CRF1_New(&console), 0);
     if (!GetParam())
@@ -45,14 +45,28 @@ TEST_P(Res1Debug, NamedClassesWriteLinesForNewResourcesOnly)
     for (const auto &row : listings)
         EXPECT_TRUE(std::regex_search(Line(console, row[0]), std::regex(row[1]))) << Line(console, row[0]);
     RES1_Destroy(h[1]), RES1_Drop(h[1]); // its end is written, with the handle it moved on to
+    RES1_Create(&h[5], loud, 0, nullptr), RES1_Drop(h[5]), RES1_Drop(h[5]); // one drop too many
     Line(console, "bss1 config RES1_DEBUG=\"\"");
     RES1_Create(&h[4], loud, 0, nullptr), RES1_Use(h[3], loud, nullptr); // silenced at once
     const struct { uint32_t handle; const char *event; bool written; } rows[] = {
         {h[1], ", created, owner=00000000\n", true}, {h[1] + 0x100000, ", destroyed\n", true}, {h[0], ", created", GetParam()},
-        {h[2], ", created", false}, {h[3], ", created", true}, {h[3], ", use", false}, {h[4], ", created", false}};
+        {h[2], ", created", false}, {h[3], ", created", true}, {h[3], ", use", false}, {h[4], ", created", false},
+        {h[5], ", use count error\n", true}}; // the handle as the caller overdrew it
     for (const auto &row : rows)
         EXPECT_EQ(std::regex_search(logText, std::regex(Hex(row.handle) + "[0-9A-F]{8}::.*" + row.event)), row.written)
             << Hex(row.handle) << row.event << "\n" << logText;
 }
 
 INSTANTIATE_TEST_SUITE_P(From, Res1Debug, testing::Bool());
+
+// Once any tracing is configured, each setting of the variable says so in
+// the log, under the unit and function that took it.
+TEST(Res1DebugSetting, IsLoggedWhileAnyTracingIsOn)
+{
+    auto keep = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t) { return logText.append(text, length), 0; };
+    uint32_t old = 0, loud = 0;
+    ASSERT_EQ(RAS1_RegisterStore("test", 4, nullptr, keep, RAS1_ANY) + RAS1_SetClass(&old, 0xFFFFFE80u) +
+                  RES1_Register(&loud, nullptr, "Loud", 0) + BSS1_ConfigSet("RES1_DEBUG", "loud", 4), 0);
+    EXPECT_TRUE(std::regex_search(logText, std::regex(R"(:zulre0i,\d+,"set_debug"\) RES1_DEBUG is now "loud", RVT=)")))
+        << logText;
+}

@@ -18,10 +18,6 @@
 
 #include <zul/ras1.h>
 
-#ifndef RAS1_WRITE_KIND
-#define RAS1_Log(entry, line, kind, ...) ((void)(kind), RAS1_Printf(entry, line, __VA_ARGS__))
-#endif
-
 RAS1_DECLARE_UNIT_EX("target_probe", RAS1_APPLICATION, "1", "PROBE", 0);
 
 static ZULRA_entry_t *work_entry;

@@ -9,6 +9,7 @@
 #include <spawn.h>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -77,7 +78,7 @@ const Case kCases[] = {
     {"Abort", "abort", {}, SIGABRT, 1, {"\\(SIGABRT\\): sent by tkill", "<>abort\\+"}},
     {"UncaughtException", "throw", {}, SIGABRT, 1, {"uncaught C\\+\\+ exception of type std::runtime_error"}},
     {"NoSymbolLibrary", "null", {"ZULWNT_DBGHELP=libzul-no-such-library.so"}, SIGSEGV, 1,
-     {"\\*\\*\\* Unable to load libzul-no-such-library.so", "Component Info",
+     {"\\*\\*\\* Unable to load libzul-no-such-library.so", "Symbols: install elfutils' libdw\\.so\\.1", "Component Info",
       "Raw Stack\n\n +IP:"}},
     {"UnwritablePath", "null", {"ZULWNT_RASNAME=no/such/dir/child"}, SIGSEGV, 1, {}},
 };
@@ -111,6 +112,62 @@ TEST_P(Report, ChildDiesAsWithoutLibraryAndLeavesItsReport)
     for (const char *p : c.patterns)
         EXPECT_TRUE(std::regex_search(report, std::regex(p))) << p << "\n" << report;
     EXPECT_EQ(report.find('\r'), std::string::npos);
+}
+
+// The program's name follows one rule wherever the library uses it: the
+// file name without its extension, blanks made "_".
+TEST(ReportName, IsTheProgramNameOfTheHeaderAndTheSocket)
+{
+    char dir[] = "/tmp/zul_wnt_XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string d = dir, program = d + "/my prog.v2.bin";
+    ASSERT_EQ(system(("cp '" ZUL_WNT_CHILD "' '" + program + "'").c_str()), 0);
+    FILE *child = popen(("cd " + d + " && exec env ASAN_OPTIONS=handle_segv=0 "
+                         "TSAN_OPTIONS='handle_segv=0 report_signal_unsafe=0' './my prog.v2.bin' names 2>/dev/null").c_str(), "r");
+    ASSERT_NE(child, nullptr);
+    char buffer[1024];
+    std::string out(buffer, fread(buffer, 1, sizeof buffer, child));
+    pclose(child);
+    EXPECT_TRUE(std::regex_match(out, std::regex("my_prog\\.v2\nmy_prog\\.v2\\.\\d+\\.sock\n"))) << out;
+    EXPECT_EQ(access((d + "/my_prog.v2.ras").c_str(), R_OK), 0);
+    EXPECT_EQ(system(("rm -rf '" + d + "'").c_str()), 0);
+}
+
+// Where the report's directory cannot be written, the report goes to
+// $XDG_STATE_HOME (else /var/tmp), and standard error says where; where
+// nothing can be written, it says that.
+TEST(ReportPlace, FallsBackAndSaysWhereOnStandardError)
+{
+    char dir[] = "/tmp/zul_wnt_XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string d = dir;
+    ASSERT_EQ(mkdir((d + "/state").c_str(), 0700), 0);
+    auto run = [&](const std::string &vars) {
+        std::string command = "cd " + d + " && exec env ZULWNT_RASPATH=/nonexistent-zul-dir/ " + vars +
+                              " ASAN_OPTIONS=handle_segv=0 TSAN_OPTIONS='handle_segv=0 report_signal_unsafe=0' '" +
+                              ZUL_WNT_CHILD + "' null 2>&1 >/dev/null";
+        FILE *child = popen(command.c_str(), "r");
+        char buffer[2048];
+        std::string err(buffer, child ? fread(buffer, 1, sizeof buffer, child) : 0);
+        if (child)
+            pclose(child);
+        return err;
+    };
+    const std::string fellBack = run("XDG_STATE_HOME=" + d + "/state/");
+    // A sanitizer may add lines of its own.
+    EXPECT_TRUE(std::regex_search(fellBack, std::regex("(^|\n)zul_wnt_child\\[\\d+\\]: failure report written to " + d +
+        "/state/zul_wnt_child\\.ras: /nonexistent-zul-dir/zul_wnt_child\\.ras could not be opened \\(ENOENT\\)\n")))
+        << fellBack;
+    std::ifstream file(d + "/state/zul_wnt_child.ras");
+    std::stringstream text;
+    text << file.rdbuf();
+    EXPECT_NE(text.str().find("\nException 0x"), std::string::npos);
+    // A name that no directory holds: nowhere to write, and it says so.
+    const std::string none = run("ZULWNT_RASNAME=no/such/child XDG_STATE_HOME=" + d + "/state");
+    EXPECT_TRUE(std::regex_search(none, std::regex("(^|\n)zul_wnt_child\\[\\d+\\]: no failure report written: "
+        "/nonexistent-zul-dir/no/such/child\\.ras could not be opened \\(ENOENT\\), nor " + d +
+        "/state/no/such/child\\.ras \\(ENOENT\\), nor /var/tmp/no/such/child\\.ras \\(ENOENT\\)\n"))) << none;
+    EXPECT_EQ(system(("rm -rf '" + d + "'").c_str()), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, Report, testing::ValuesIn(kCases),

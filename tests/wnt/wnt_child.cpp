@@ -1,5 +1,6 @@
 // The child of the failure report's tests: loads the shared library, puts
 // a line into the log, then fails the way its argument says.
+#include <zul/crf1.h>
 #include <zul/ras1.h>
 
 #include <pthread.h>
@@ -64,6 +65,17 @@ int main(int argc, char **argv)
     }
     if (strcmp(mode, "null") == 0)
         wnt_store_through_null(nowhere);
+    if (strcmp(mode, "names") == 0) {
+        // The program's name as the header and the console socket give it,
+        // before the report gives it too.
+        char name[256], path[512];
+        uint32_t length = BSS1_Info(BSS1_INFO_PROGRAM, name, sizeof name);
+        if (CRF1_Listen("sockets", 0, path, sizeof path) != CRF1_OK)
+            return 3;
+        printf("%.*s\n%s\n", (int)length, name, strrchr(path, '/') + 1);
+        fflush(stdout);
+        wnt_store_through_null(nowhere);
+    }
     if (strcmp(mode, "overflow") == 0)
         return wnt_overflow(0);
     if (strcmp(mode, "two") == 0) {

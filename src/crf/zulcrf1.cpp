@@ -10,13 +10,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-ZULRA_CRF1_UNIT("zulcrft");
+ZULRA_CRF1_UNIT("zulcrf1");
 
 int CRF1_Fetch(uint32_t console, char *buffer, uint32_t size, uint32_t *count)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Fetch", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     if (count != nullptr)
         *count = 0;

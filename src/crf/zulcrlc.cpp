@@ -7,13 +7,12 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrcv");
+ZULRA_CRF1_UNIT("zulcrlc");
 
 static void construct_cvt(void *block)
 {
     RAS1_DECLARE_ENTRY(entry, "construct_cvt", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = static_cast<ZULCR_cvt_t *>(block);
     if (RES1_Register(&cvt->consoleClass, ZULCR_ConsoleDestructor, "ZULCR_ccb_t", 11) == 0 &&
@@ -33,7 +32,6 @@ void ZULCR_LocateCVT(void *word)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULCR_LocateCVT", RAS1_RESTRICTED);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     *static_cast<uintptr_t *>(word) =
         reinterpret_cast<uintptr_t>(BSS1_ResolveProcess(&realDescriptor, __FILE__, __LINE__));

@@ -5,13 +5,12 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrdl");
+ZULRA_CRF1_UNIT("zulcrd1");
 
 int CRF1_Delete(uint32_t console)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Delete", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     if ((cvt->flags & ZULCR_BUILT) == 0 ||

@@ -7,13 +7,12 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrur");
+ZULRA_CRF1_UNIT("zulcru1");
 
 int CRF1_Unregister(uint32_t command)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Unregister", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     void *record = nullptr;

@@ -2,14 +2,13 @@
 #include "crf/zulcr.h"
 #include "internal/zulunits.h"
 
-ZULRA_CRF1_UNIT("zulcrsc");
+ZULRA_CRF1_UNIT("zulcrs1");
 
 int CRF1_Subcommand(uint32_t command, ZULCR_handler_t handler, void *data, const char *name,
                     uint32_t nameLength, const char *description, uint32_t descriptionLength)
 {
     RAS1_DECLARE_ENTRY(entry, "CRF1_Subcommand", RAS1_PUBLIC);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     void *record = nullptr;

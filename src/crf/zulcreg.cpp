@@ -12,7 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-ZULRA_CRF1_UNIT("zulcrrg");
+ZULRA_CRF1_UNIT("zulcreg");
 
 uint32_t ZULCR_Measure(const char *text, uint32_t length)
 {
@@ -45,9 +45,8 @@ int ZULCR_Register(ZULCR_cvt_t *cvt, ZULCR_mcb_t **record, ZULCR_handler_t handl
                    const char *name, uint32_t nameLength, const char *description,
                    uint32_t descriptionLength)
 {
-    RAS1_DECLARE_ENTRY(entry, "ZULCR_Register", RAS1_RESTRICTED);
+    RAS1_DECLARE_ENTRY(entry, "ZULCR_Register", RAS1_PRIVATE);
     RAS1_ENTRY(entry, classes, flow);
-    (void)classes;
 
     nameLength = ZULCR_Measure(name, nameLength);
     descriptionLength = ZULCR_Measure(description, descriptionLength);
