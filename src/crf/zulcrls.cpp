@@ -10,7 +10,6 @@
 #include "crf/zulcrso.h"
 
 #include <errno.h>
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include "internal/zulprogram.h"
 #include "internal/zulunits.h"
 #include "platform/zulplat.h"
+#include "platform/zulplsg.h"
 
 ZULRA_CRF1_UNIT("zulcrls");
 
@@ -41,6 +41,8 @@ void after_fork_in_child()
     ZULPL_CloseFd(s->listener);
     ZULPL_CloseFd(s->wake[0]);
     ZULPL_CloseFd(s->wake[1]);
+    ZULPL_CloseFd(s->events);
+    ZULPL_CloseFd(s->spare);
     memset(s->conns, 0, sizeof s->conns);
     s->running.store(0, std::memory_order_release);
 }
@@ -52,6 +54,18 @@ __attribute__((destructor)) void remove_at_exit()
     ZULCR_server_t *s = &ZULCR_server;
     if (s->running.load(std::memory_order_acquire) && s->ownerPid == uint32_t(getpid()))
         ZULPL_RemovePath(s->path);
+}
+
+// Undoes a start that failed after the listener, the event set and the
+// wake pipe were made.
+void close_all(ZULCR_server_t *s, int listener)
+{
+    ZULPL_CloseFd(listener);
+    ZULPL_CloseFd(s->events);
+    ZULPL_CloseFd(s->wake[0]);
+    ZULPL_CloseFd(s->wake[1]);
+    ZULPL_CloseFd(s->spare);
+    ZULPL_RemovePath(s->path);
 }
 
 int start(ZULCR_server_t *s, const char *directory, uint32_t length)
@@ -87,11 +101,19 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     int fd = ZULPL_ListenLocal(s->path);
     if (fd < 0)
         return CRF1_NoSocket;
-    if (ZULPL_WakePipe(s->wake) != 0) {
-        ZULPL_CloseFd(fd);
-        ZULPL_RemovePath(s->path);
+    s->wake[0] = s->wake[1] = s->spare = -1;
+    s->events = ZULPL_EventSet();
+    if (s->events < 0 || ZULPL_WakePipe(s->wake) != 0 ||
+        ZULPL_EventAdd(s->events, fd, ZULCR_KEY_LISTENER, ZULPL_IO_READ) != 0 ||
+        ZULPL_EventAdd(s->events, s->wake[0], ZULCR_KEY_WAKE, ZULPL_IO_READ) != 0) {
+        close_all(s, fd);
         return CRF1_NoSocket;
     }
+    // Without the spare the server still works; it only cannot take a
+    // connection on while the process is out of descriptors.
+    s->spare = ZULPL_SpareFd();
+    s->listening = 1;
+    s->connections = s->failed = 0;
     s->listener = fd;
     s->ownerPid = uint32_t(getpid());
     s->ownerUid = ZULPL_UserId();
@@ -99,18 +121,17 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     if (forkHooked.exchange(1) == 0)
         pthread_atfork(nullptr, nullptr, after_fork_in_child);
 
-    // The thread takes no signal: the program's handlers and sigwait
-    // loops keep their signals.
-    sigset_t all, old;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &old);
+    // The thread takes no asynchronous signal, so that the program's
+    // handlers and sigwait loops keep theirs.  The synchronous ones stay
+    // open: a command that faults on this thread must meet the program's
+    // protected scope or the failure report, as on any other thread; a
+    // blocked fault would end the process at once without either.
+    uint64_t old = 0;
+    ZULPL_SigSetMask(~uint64_t(0), ~ZULPL_SigSynchronous(), &old);
     int rc = pthread_create(&s->thread, nullptr, ZULCR_Serve, s);
-    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    ZULPL_SigSetMask(~uint64_t(0), old, nullptr);
     if (rc != 0) {
-        ZULPL_CloseFd(fd);
-        ZULPL_CloseFd(s->wake[0]);
-        ZULPL_CloseFd(s->wake[1]);
-        ZULPL_RemovePath(s->path);
+        close_all(s, fd);
         return CRF1_NoThread;
     }
     s->running.store(1, std::memory_order_release);

@@ -1,13 +1,21 @@
 // ZULCR_Serve: the console server's thread: connections, framing, limits.
 //
-// One thread waits on the listening socket, a wake pipe and every
-// connection at once, and never holds a library lock while it waits.
+// One thread waits on an event set that holds the listening socket, a
+// wake pipe and every connection, and never holds a library lock while
+// it waits; a wait costs the same however many connections are quiet.
 // Each connection has a console of its own.  A request is one line ending
 // in LF; the reply is a header line "ZUL <status> <length>\n" and then
-// exactly <length> bytes of the console's output.  A connection's
-// requests run one at a time, the next only when the previous reply has
-// gone out, so a client that stops reading fills only its own reply and
-// is closed when it has been idle too long.
+// exactly <length> bytes of the console's output, queued for the
+// connection and written in the turn that ran the line, as far as the
+// socket takes it.
+//
+// No client may hold the console from the others: a line must be whole
+// within a few seconds, output that the client does not take stops its
+// lines and then closes it, and when a new connection waits and none can
+// be taken on, the connection that has been quiet longest makes room.
+// When accepting fails (the process is out of descriptors) the listener
+// rests until a connection closes or a short time has passed, and the log
+// gets one line when that begins and one when it ends.
 #include "crf/zulcrso.h"
 
 #include <errno.h>
@@ -22,146 +30,319 @@ ZULRA_CRF1_UNIT("zulcrsv");
 
 namespace {
 
-constexpr uint32_t kWaitSlots = ZULCR_SOCKET_CONNECTIONS + 2;
+constexpr uint32_t kEvents = ZULCR_SOCKET_CONNECTIONS + 2;
 
-void set_head(ZULCR_conn_t *c, uint32_t status, uint32_t length)
+// Wrap-safe order of ticks: is `t` at or past `at`?
+bool reached(uint32_t t, uint32_t at)
 {
-    int n = snprintf(c->head, sizeof c->head, "ZUL %u %u\n", unsigned(status), unsigned(length));
-    c->headLength = uint32_t(n);
-    c->bodyLength = length;
-    c->sent = 0;
+    return int32_t(t - at) >= 0;
 }
 
-// A reply of the server's own: a fixed message in place of console output.
-void set_own_reply(ZULCR_conn_t *c, uint32_t status, const char *message)
+uint32_t earlier(uint32_t a, uint32_t b)
 {
-    size_t n = strlen(message);
-    free(c->body);
-    c->body = static_cast<char *>(malloc(n));
-    if (c->body == nullptr)
-        n = 0;
-    else
-        memcpy(c->body, message, n);
-    set_head(c, status, uint32_t(n));
+    return int32_t(a - b) <= 0 ? a : b;
 }
 
-// Runs one line on the connection's console and makes its reply.  The
-// console's output is fetched whole: a console keeps what it wrote until
-// it is fetched, so reading it in one piece costs no more than in many.
-void run_line(ZULCR_conn_t *c, const char *line, uint32_t length)
+// Appends a piece of output; the piece and its text are one allocation.
+void queue(ZULCR_conn_t *c, ZULCR_out_t *o, uint32_t now)
 {
+    o->next = nullptr;
+    o->sent = 0;
+    if (c->first == nullptr) {
+        c->first = o;
+        c->outSince = now;
+    } else {
+        c->last->next = o;
+    }
+    c->last = o;
+    c->queued += o->length;
+}
+
+// Queues a reply of the server's own: a fixed message in place of console
+// output.  False when there is no memory even for that.
+bool queue_own(ZULCR_conn_t *c, uint32_t status, const char *message, uint32_t now)
+{
+    char head[40];
+    int h = snprintf(head, sizeof head, "ZUL %u %u\n", unsigned(status), unsigned(strlen(message)));
+    size_t n = size_t(h) + strlen(message);
+    ZULCR_out_t *o = static_cast<ZULCR_out_t *>(malloc(sizeof *o + n));
+    if (o == nullptr)
+        return false;
+    char *text = reinterpret_cast<char *>(o + 1);
+    memcpy(text, head, size_t(h));
+    memcpy(text + h, message, n - size_t(h));
+    o->text = text;
+    o->length = uint32_t(n);
+    queue(c, o, now);
+    return true;
+}
+
+// Runs one line on the connection's console and queues its reply.  The
+// body is fetched behind room for the longest header, and the header is
+// then written just before it, so that the reply is one run of bytes
+// with the length actually fetched.  False when the connection cannot be
+// answered at all.
+bool run_line(ZULCR_conn_t *c, const char *line, uint32_t length, uint32_t now)
+{
+    constexpr uint32_t kHead = 32;  // "ZUL " and two 10-digit numbers, a blank and LF
     uint32_t pending = 0;
     int status = CRF1_Execute(c->console, line, length, &pending);
-    free(c->body);
-    c->body = nullptr;
-    char *body = pending != 0 ? static_cast<char *>(malloc(pending)) : nullptr;
-    uint32_t got = 0;
-    if (body != nullptr) {
-        while (got < pending) {
-            uint32_t n = 0;
-            if (CRF1_Fetch(c->console, body + got, pending - got, &n) != 0 || n == 0)
-                break;
-            got += n;
-        }
-    } else if (pending != 0) {
+    ZULCR_out_t *o = static_cast<ZULCR_out_t *>(malloc(sizeof *o + kHead + pending));
+    if (o == nullptr) {
         // Without memory for the reply the output is drained and dropped,
         // so the next line starts clean.
         char scrap[512];
         uint32_t n = 0;
         while (CRF1_Fetch(c->console, scrap, sizeof scrap, &n) == 0 && n != 0) {
         }
-        set_own_reply(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n");
-        return;
+        return queue_own(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n", now);
     }
-    c->body = body;
-    set_head(c, uint32_t(status), got);
+    char *body = reinterpret_cast<char *>(o + 1) + kHead;
+    uint32_t got = 0;
+    while (got < pending) {
+        uint32_t n = 0;
+        if (CRF1_Fetch(c->console, body + got, pending - got, &n) != 0 || n == 0)
+            break;
+        got += n;
+    }
+    char head[kHead + 1];
+    int h = snprintf(head, sizeof head, "ZUL %u %u\n", unsigned(status), unsigned(got));
+    memcpy(body - h, head, size_t(h));
+    o->text = body - h;
+    o->length = uint32_t(h) + got;
+    queue(c, o, now);
+    return true;
 }
 
-void close_conn(ZULCR_conn_t *c)
+// Runs the complete lines in `in`, in order, while the queue has room;
+// false when the connection is done for.
+bool run_lines(ZULCR_conn_t *c, uint32_t now)
 {
+    bool ran = false;
+    while (c->queued < ZULCR_SOCKET_OUTPUT && !c->closeAfter) {
+        char *lf = static_cast<char *>(memchr(c->in, '\n', c->inUsed));
+        if (lf == nullptr) {
+            if (c->inUsed >= ZULCR_SOCKET_LINE) {
+                c->inUsed = 0;
+                c->closeAfter = 1;
+                if (!queue_own(c, ZULCR_REPLY_TOO_LONG, "Line longer than 4095 bytes\n", now))
+                    return false;
+            }
+            break;
+        }
+        uint32_t length = uint32_t(lf - c->in);
+        uint32_t run = length;
+        if (run > 0 && c->in[run - 1] == '\r')
+            --run;
+        if (!run_line(c, c->in, run, now))
+            return false;
+        ran = true;
+        c->inUsed -= length + 1;
+        memmove(c->in, lf + 1, c->inUsed);
+    }
+    // The time of a line counts from its first byte, which came no later
+    // than now when a line was run before it.
+    bool partial = c->inUsed != 0 && memchr(c->in, '\n', c->inUsed) == nullptr;
+    if (partial && (!c->partial || ran))
+        c->lineSince = now;
+    c->partial = uint8_t(partial);
+    return true;
+}
+
+// Writes as much of the queue as the socket takes; false when the
+// connection is broken.
+bool flush(ZULCR_conn_t *c, uint32_t now)
+{
+    while (c->first != nullptr) {
+        ZULPL_piece_t pieces[ZULPL_PIECES_MAX];
+        uint32_t n = 0;
+        for (ZULCR_out_t *o = c->first; o != nullptr && n < ZULPL_PIECES_MAX; o = o->next)
+            pieces[n++] = {o->text + o->sent, size_t(o->length - o->sent)};
+        long wrote = ZULPL_WritePieces(c->fd, pieces, n);
+        if (wrote == -EAGAIN)
+            return true;
+        if (wrote <= 0)
+            return false;
+        c->queued -= uint32_t(wrote);
+        c->lastActive = c->outSince = now;
+        for (uint32_t left = uint32_t(wrote); left != 0;) {
+            ZULCR_out_t *o = c->first;
+            uint32_t take = o->length - o->sent < left ? o->length - o->sent : left;
+            o->sent += take;
+            left -= take;
+            if (o->sent == o->length) {
+                c->first = o->next;
+                free(o);
+            }
+        }
+    }
+    c->last = nullptr;
+    return true;
+}
+
+// Reads what has come, once: the event set reports the socket again while
+// more waits.  False when the connection is broken.
+bool take_input(ZULCR_conn_t *c, uint32_t now)
+{
+    if (c->ended || c->closeAfter || c->inUsed >= ZULCR_SOCKET_LINE)
+        return true;
+    long n = ZULPL_ReadSome(c->fd, c->in + c->inUsed, ZULCR_SOCKET_LINE - c->inUsed);
+    if (n == -EAGAIN)
+        return true;
+    if (n < 0)
+        return false;
+    if (n == 0)
+        c->ended = 1;
+    c->inUsed += uint32_t(n);
+    c->lastActive = now;
+    return true;
+}
+
+// Runs what can run and writes what can be written, until neither moves.
+// False when the connection is done: broken, or everything said and
+// answered.
+bool pump(ZULCR_conn_t *c, bool writable, uint32_t now)
+{
+    for (;;) {
+        uint32_t before = c->queued;
+        if (!run_lines(c, now))
+            return false;
+        if (c->first == nullptr || (c->queued == before && !writable))
+            break;
+        if (!flush(c, now))
+            return false;
+        writable = false;
+        // Lines held back by a full queue may run now that it is empty.
+        if (c->first != nullptr || c->inUsed == 0)
+            break;
+    }
+    // With the queue empty every complete line has run, so a connection
+    // whose input has ended is done; a line cut off by the end of input
+    // is not run.
+    return c->first != nullptr || !(c->closeAfter || c->ended);
+}
+
+// The earliest time at which the connection breaks a limit.
+uint32_t deadline(const ZULCR_conn_t *c)
+{
+    uint32_t at = c->lastActive + ZULCR_SOCKET_IDLE;
+    if (c->partial)
+        at = earlier(at, c->lineSince + ZULCR_SOCKET_LINE_TIME);
+    if (c->first != nullptr)
+        at = earlier(at, c->outSince + ZULCR_SOCKET_OUTPUT_TIME);
+    return at;
+}
+
+void due(ZULCR_server_t *s, uint32_t at)
+{
+    s->nextCheck = earlier(s->nextCheck, at);
+}
+
+// Keeps the event set's wish for the connection in step with its state:
+// input while it may read, output while some waits.
+void watch(ZULCR_server_t *s, ZULCR_conn_t *c)
+{
+    uint32_t want = c->first != nullptr ? ZULPL_IO_WRITE : 0u;
+    if (!c->ended && !c->closeAfter && c->inUsed < ZULCR_SOCKET_LINE && c->queued < ZULCR_SOCKET_OUTPUT)
+        want |= ZULPL_IO_READ;
+    if (want != c->watched && ZULPL_EventChange(s->events, c->fd, uint32_t(c - s->conns), want) == 0)
+        c->watched = want;
+}
+
+// Takes the spare descriptor back and watches the listener again.
+void resume(ZULCR_server_t *s)
+{
+    if (s->spare < 0)
+        s->spare = ZULPL_SpareFd();
+    if (!s->listening && ZULPL_EventChange(s->events, s->listener, ZULCR_KEY_LISTENER, ZULPL_IO_READ) == 0)
+        s->listening = 1;
+}
+
+// Stops watching the listener until a connection closes or the rest is
+// over, so that a connection that cannot be taken on costs no turn.
+void rest(ZULCR_server_t *s, uint32_t now)
+{
+    if (s->listening && ZULPL_EventChange(s->events, s->listener, ZULCR_KEY_LISTENER, 0) == 0)
+        s->listening = 0;
+    s->resumeAt = now + ZULCR_SOCKET_REST;
+}
+
+void close_conn(ZULCR_server_t *s, ZULCR_conn_t *c)
+{
+    ZULPL_EventRemove(s->events, c->fd);
     ZULPL_CloseFd(c->fd);
     if (c->console != 0)
         CRF1_Delete(c->console);
     free(c->in);
-    free(c->body);
+    while (c->first != nullptr) {
+        ZULCR_out_t *o = c->first;
+        c->first = o->next;
+        free(o);
+    }
     memset(c, 0, sizeof *c);
+    --s->connections;
+    // A slot and a descriptor are free: a connection that waits may be
+    // taken on now.
+    resume(s);
 }
 
-bool reply_pending(const ZULCR_conn_t *c)
+// Serves one connection that the event set reported.
+void serve(ZULCR_server_t *s, ZULCR_conn_t *c, uint32_t got, uint32_t now)
 {
-    return c->sent < c->headLength + c->bodyLength;
-}
-
-// Sends what it can of the reply; false when the connection is done.
-bool send_reply(ZULCR_conn_t *c, uint32_t now)
-{
-    while (reply_pending(c)) {
-        const char *a = c->head + c->sent;
-        size_t na = c->sent < c->headLength ? c->headLength - c->sent : 0;
-        uint32_t bodySent = c->sent > c->headLength ? c->sent - c->headLength : 0;
-        long n = ZULPL_WriteSome(c->fd, na ? a : nullptr, na, c->body + bodySent, c->bodyLength - bodySent);
-        if (n == -EAGAIN)
-            return true;
-        if (n <= 0)
-            return false;
-        c->sent += uint32_t(n);
-        c->lastActive = now;
+    bool keep;
+    if ((got & ZULPL_IO_HANGUP) && !(got & ZULPL_IO_READ))
+        keep = false;  // the peer has gone both ways: nothing to read, no one to answer
+    else
+        keep = (!(got & ZULPL_IO_READ) || take_input(c, now)) && pump(c, (got & ZULPL_IO_WRITE) != 0, now);
+    if (!keep) {
+        close_conn(s, c);
+        return;
     }
-    free(c->body);
-    c->body = nullptr;
-    c->headLength = c->bodyLength = c->sent = 0;
-    return !c->closeAfter;
+    watch(s, c);
+    due(s, deadline(c));
 }
 
-// Runs the complete lines waiting in `in`, one per reply sent; false when
-// the connection is done.
-bool run_waiting(ZULCR_conn_t *c, uint32_t now)
+// Closes the connections past their limits.  A line not whole in time
+// gets a reply that says so first.
+void check_limits(ZULCR_server_t *s, uint32_t now)
 {
-    while (!reply_pending(c)) {
-        char *lf = static_cast<char *>(memchr(c->in, '\n', c->inUsed));
-        if (lf == nullptr) {
-            if (c->inUsed >= ZULCR_SOCKET_LINE) {
-                set_own_reply(c, ZULCR_REPLY_TOO_LONG, "Line longer than 4095 bytes\n");
-                c->closeAfter = 1;
-                c->inUsed = 0;
-            } else if (c->ended) {
-                // A line cut off by the end of input is not run.
-                return false;
-            } else {
-                return true;
-            }
-        } else {
-            uint32_t length = uint32_t(lf - c->in);
-            uint32_t run = length;
-            if (run > 0 && c->in[run - 1] == '\r')
-                --run;
-            run_line(c, c->in, run);
-            c->inUsed -= length + 1;
-            memmove(c->in, lf + 1, c->inUsed);
+    s->nextCheck = now + ZULCR_SOCKET_IDLE;
+    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c) {
+        if (!c->used)
+            continue;
+        if (!reached(now, deadline(c))) {
+            due(s, deadline(c));
+            continue;
         }
-        if (!send_reply(c, now))
-            return false;
+        if (c->partial && reached(now, c->lineSince + ZULCR_SOCKET_LINE_TIME) && c->first == nullptr &&
+            queue_own(c, ZULCR_REPLY_TOO_SLOW, "Line not completed within 3 s\n", now)) {
+            c->closeAfter = 1;
+            c->partial = 0;
+            c->inUsed = 0;
+            if (flush(c, now) && c->first != nullptr) {
+                watch(s, c);
+                due(s, deadline(c));
+                continue;
+            }
+        }
+        close_conn(s, c);
     }
-    return true;
 }
 
-// Reads what has come; false when the connection is done.
-bool take_input(ZULCR_conn_t *c, uint32_t now)
+// Closes the connection that has moved no byte for longest, if that is at
+// least ZULCR_SOCKET_QUIET: a new connection needs its slot or its
+// descriptor.  False when every connection is busy.
+bool make_room(ZULCR_server_t *s, uint32_t now)
 {
-    while (!c->ended && c->inUsed < ZULCR_SOCKET_LINE) {
-        long n = ZULPL_ReadSome(c->fd, c->in + c->inUsed, ZULCR_SOCKET_LINE - c->inUsed);
-        if (n == -EAGAIN)
-            break;
-        if (n < 0)
-            return false;
-        if (n == 0)
-            c->ended = 1;
-        c->inUsed += uint32_t(n);
-        c->lastActive = now;
-        if (reply_pending(c))
-            break;
-    }
-    return run_waiting(c, now);
+    ZULCR_conn_t *quietest = nullptr;
+    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c)
+        if (c->used && now - c->lastActive >= ZULCR_SOCKET_QUIET &&
+            (quietest == nullptr || now - c->lastActive > now - quietest->lastActive))
+            quietest = c;
+    if (quietest == nullptr)
+        return false;
+    close_conn(s, quietest);
+    return true;
 }
 
 void refuse(int fd, uint32_t status, const char *message)
@@ -170,34 +351,73 @@ void refuse(int fd, uint32_t status, const char *message)
     int n = snprintf(text, sizeof text, "ZUL %u %u\n%s", unsigned(status), unsigned(strlen(message)), message);
     // Best effort: the socket is new and its buffer empty, so the short
     // reply fits; a peer that has gone loses nothing.
-    ZULPL_WriteSome(fd, text, size_t(n), nullptr, 0);
+    ZULPL_piece_t piece = {text, size_t(n)};
+    ZULPL_WritePieces(fd, &piece, 1);
     ZULPL_CloseFd(fd);
 }
 
-ZULCR_conn_t *free_slot(ZULCR_server_t *s)
+bool out_of_descriptors(int error)
 {
-    for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i)
-        if (!s->conns[i].used)
-            return &s->conns[i];
-    return nullptr;
+    return error == -EMFILE || error == -ENFILE;
 }
 
-// Accepts while a slot is free.  With every slot taken, new connections
-// wait in the socket's queue until one is closed or found idle.
-void accept_waiting(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
+// A failed accept: the first of a run is logged, the others counted.
+void note_failure(ZULCR_server_t *s, ZULRA_entry_t *entry, int error, uint32_t now)
 {
-    while (free_slot(s) != nullptr) {
+    if (s->failed++ != 0)
+        return;
+    s->failedSince = now;
+    s->failedError = -error;
+    RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR,
+             "Console connection not accepted: %s; waiting connections are taken on as descriptors free\n",
+             strerror(-error));
+}
+
+void note_success(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
+{
+    if (s->failed != 0)
+        RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR,
+                 "Console connections accepted again after %u failed attempts in %u ms (%s)\n",
+                 unsigned(s->failed), unsigned(now - s->failedSince), strerror(s->failedError));
+    s->failed = 0;
+}
+
+// Takes on the connections that wait.  A new connection needs a slot and
+// a descriptor: without a slot, or when the process has no descriptor
+// left and the spare has been spent, the quietest connection makes room
+// or the listener rests.
+void take_on(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
+{
+    bool spareSpent = false;
+    for (;;) {
+        if (s->connections == ZULCR_SOCKET_CONNECTIONS && !make_room(s, now)) {
+            rest(s, now);
+            return;
+        }
         uint32_t uid = 0, pid = 0;
         int fd = ZULPL_AcceptLocal(s->listener, &uid, &pid);
         if (fd == -EAGAIN)
             return;
+        if (fd == -ECONNABORTED)
+            continue;
         if (fd < 0) {
-            // Out of descriptors or memory: the connection stays queued
-            // until the next round.
-            RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR, "Console connection not accepted: %s\n",
-                     strerror(-fd));
+            note_failure(s, entry, fd, now);
+            if (out_of_descriptors(fd) && s->spare >= 0) {
+                ZULPL_CloseFd(s->spare);
+                s->spare = -1;
+                spareSpent = true;
+                continue;
+            }
+            if (out_of_descriptors(fd) && make_room(s, now))
+                continue;
+            rest(s, now);
             return;
         }
+        // The run of failures ends when a connection is taken on without
+        // the spare's help.
+        if (!spareSpent)
+            note_success(s, entry, now);
+        spareSpent = false;
         if (uid != s->ownerUid && uid != 0) {
             RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR,
                      "Console connection from uid %u (pid %u) refused: only uid %u or root may connect\n",
@@ -205,18 +425,26 @@ void accept_waiting(ZULCR_server_t *s, ZULRA_entry_t *entry, uint32_t now)
             refuse(fd, ZULCR_REPLY_REFUSED, "Not permitted\n");
             continue;
         }
-        ZULCR_conn_t *c = free_slot(s);
+        ZULCR_conn_t *c = s->conns;
+        while (c->used)
+            ++c;
+        uint32_t key = uint32_t(c - s->conns);
         c->in = static_cast<char *>(malloc(ZULCR_SOCKET_LINE));
-        if (c->in == nullptr || CRF1_New(&c->console) != 0) {
+        if (c->in == nullptr || CRF1_New(&c->console) != 0 ||
+            ZULPL_EventAdd(s->events, fd, key, ZULPL_IO_READ) != 0) {
+            if (c->console != 0)
+                CRF1_Delete(c->console);
             free(c->in);
-            c->in = nullptr;
-            c->console = 0;
+            memset(c, 0, sizeof *c);
             refuse(fd, ZULCR_REPLY_NO_CONSOLE, "Console could not be made\n");
             continue;
         }
         c->fd = fd;
         c->used = 1;
+        c->watched = ZULPL_IO_READ;
         c->lastActive = now;
+        ++s->connections;
+        due(s, deadline(c));
     }
 }
 
@@ -230,53 +458,46 @@ void *ZULCR_Serve(void *server)
     RAS1_DECLARE_ENTRY(entry, "ZULCR_Serve", RAS1_PRIVATE);
 
     ZULCR_server_t *s = static_cast<ZULCR_server_t *>(server);
-    ZULPL_io_t set[kWaitSlots];
-    ZULCR_conn_t *owner[kWaitSlots];
+    ZULPL_event_t events[kEvents];
+    uint32_t now = ZULPL_Ticks();
+    s->nextCheck = now + ZULCR_SOCKET_IDLE;
     while (!s->stopping.load(std::memory_order_acquire)) {
-        uint32_t n = 0;
-        set[n++] = {s->wake[0], ZULPL_IO_READ, 0};
-        set[n++] = {s->listener, uint16_t(free_slot(s) ? ZULPL_IO_READ : 0), 0};
-        for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i) {
-            ZULCR_conn_t *c = &s->conns[i];
-            if (!c->used)
-                continue;
-            owner[n] = c;
-            set[n++] = {c->fd, uint16_t(reply_pending(c) ? ZULPL_IO_WRITE : ZULPL_IO_READ), 0};
-        }
-        // A second's wait at most, so that idle connections are found.
-        int ready = ZULPL_WaitIo(set, n, 1000);
-        uint32_t now = ZULPL_Ticks();
+        uint32_t until = s->listening ? s->nextCheck : earlier(s->nextCheck, s->resumeAt);
+        int wait = reached(now, until) ? 0 : int(until - now);
+        int ready = ZULPL_EventWait(s->events, events, kEvents, wait);
+        now = ZULPL_Ticks();
         if (ready < 0)
             ZULPL_Sleep(10);
-        if (set[0].got != 0) {
-            char scrap[16];
-            while (ZULPL_ReadSome(s->wake[0], scrap, sizeof scrap) > 0) {
+        bool waiting = false;
+        for (int i = 0; i < ready; ++i) {
+            uint32_t key = events[i].key;
+            if (key == ZULCR_KEY_WAKE) {
+                char scrap[16];
+                while (ZULPL_ReadSome(s->wake[0], scrap, sizeof scrap) > 0) {
+                }
+            } else if (key == ZULCR_KEY_LISTENER) {
+                waiting = true;
+            } else if (key < ZULCR_SOCKET_CONNECTIONS && s->conns[key].used) {
+                serve(s, &s->conns[key], events[i].got, now);
             }
-            continue;
         }
-        for (uint32_t i = 2; i < n; ++i) {
-            ZULCR_conn_t *c = owner[i];
-            bool keep = true;
-            uint16_t got = set[i].got;
-            if (got & ZULPL_IO_WRITE)
-                keep = send_reply(c, now) && run_waiting(c, now);
-            else if (got & ZULPL_IO_READ)
-                keep = take_input(c, now);
-            else if (got & ZULPL_IO_HANGUP)
-                keep = false;  // the peer has gone both ways: nothing to read, no one to answer
-            else if (now - c->lastActive > ZULCR_SOCKET_IDLE)
-                keep = false;
-            if (!keep)
-                close_conn(c);
-        }
-        if (set[1].got & ZULPL_IO_READ)
-            accept_waiting(s, &entry, now);
+        // New connections after the others were served, so that the slots
+        // and descriptors they freed count.
+        if (waiting && s->listening)
+            take_on(s, &entry, now);
+        if (!s->listening && reached(now, s->resumeAt))
+            resume(s);
+        if (reached(now, s->nextCheck))
+            check_limits(s, now);
     }
 
-    for (uint32_t i = 0; i < ZULCR_SOCKET_CONNECTIONS; ++i)
-        if (s->conns[i].used)
-            close_conn(&s->conns[i]);
+    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c)
+        if (c->used)
+            close_conn(s, c);
     ZULPL_RemovePath(s->path);
     ZULPL_CloseFd(s->listener);
+    ZULPL_CloseFd(s->events);
+    ZULPL_CloseFd(s->spare);
+    s->spare = -1;
     return nullptr;
 }

@@ -234,6 +234,12 @@ uint64_t ZULPL_SigUncatchable(void)
     return ZULPL_SigBit(SIGKILL) | ZULPL_SigBit(SIGSTOP);
 }
 
+uint64_t ZULPL_SigSynchronous(void)
+{
+    return ZULPL_SigBit(SIGSEGV) | ZULPL_SigBit(SIGBUS) | ZULPL_SigBit(SIGILL) | ZULPL_SigBit(SIGFPE) |
+           ZULPL_SigBit(SIGTRAP) | ZULPL_SigBit(SIGSYS) | ZULPL_SigBit(SIGABRT) | ZULPL_SigBit(SIGPIPE);
+}
+
 int ZULPL_SigHook(int h, ZULPL_sigroute_t r)
 {
     if (h < 1 || h > ZULPL_SIG_HIGHEST || (ZULPL_SigUncatchable() & ZULPL_SigBit(h)))

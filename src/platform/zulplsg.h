@@ -28,6 +28,15 @@ static inline uint64_t ZULPL_SigBit(int host)
 // The signals that no program can catch, block or wait for.
 uint64_t ZULPL_SigUncatchable(void);
 
+// The synchronous signals: those that the thread's own instructions or
+// calls raise for that thread (a bad address or instruction, a division
+// by zero, a trap, a refused system call, abort, a write to a broken
+// pipe).  A thread that blocks one of them cannot take it: the kernel
+// ends the process at once, with no handler run and no report written.
+// A thread that must keep other signals away blocks the rest, never
+// these.
+uint64_t ZULPL_SigSynchronous(void);
+
 // What the library's routine tells the host handler after it has run.
 #define ZULPL_SIG_DONE 0    // the signal has been dealt with
 #define ZULPL_SIG_DEFAULT 1 // carry out what the host would have done

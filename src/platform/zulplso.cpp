@@ -8,11 +8,11 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -149,26 +149,66 @@ int ZULPL_WakePipe(int fds[2])
     return pipe2(fds, O_CLOEXEC | O_NONBLOCK) == 0 ? 0 : -errno;
 }
 
-int ZULPL_WaitIo(ZULPL_io_t *set, uint32_t count, int milliseconds)
+namespace {
+
+uint32_t epoll_bits(uint32_t want)
 {
-    struct pollfd fds[ZULPL_IO_MAX];
-    if (count > ZULPL_IO_MAX)
-        count = ZULPL_IO_MAX;
-    for (uint32_t i = 0; i < count; ++i) {
-        fds[i].fd = set[i].fd;
-        fds[i].events = short(((set[i].want & ZULPL_IO_READ) ? POLLIN : 0) |
-                              ((set[i].want & ZULPL_IO_WRITE) ? POLLOUT : 0));
-        fds[i].revents = 0;
-    }
-    int n = poll(fds, count, milliseconds);
+    return ((want & ZULPL_IO_READ) ? uint32_t(EPOLLIN) : 0u) | ((want & ZULPL_IO_WRITE) ? uint32_t(EPOLLOUT) : 0u);
+}
+
+int control(int set, int op, int fd, uint32_t key, uint32_t want)
+{
+    struct epoll_event e;
+    memset(&e, 0, sizeof e);
+    e.events = epoll_bits(want);
+    e.data.u32 = key;
+    return epoll_ctl(set, op, fd, &e) == 0 ? 0 : -errno;
+}
+
+} // namespace
+
+int ZULPL_EventSet(void)
+{
+    int fd = epoll_create1(EPOLL_CLOEXEC);
+    return fd >= 0 ? fd : -errno;
+}
+
+int ZULPL_EventAdd(int set, int fd, uint32_t key, uint32_t want)
+{
+    return control(set, EPOLL_CTL_ADD, fd, key, want);
+}
+
+int ZULPL_EventChange(int set, int fd, uint32_t key, uint32_t want)
+{
+    return control(set, EPOLL_CTL_MOD, fd, key, want);
+}
+
+int ZULPL_EventRemove(int set, int fd)
+{
+    return control(set, EPOLL_CTL_DEL, fd, 0, 0);
+}
+
+int ZULPL_EventWait(int set, ZULPL_event_t *events, uint32_t count, int milliseconds)
+{
+    struct epoll_event got[64];
+    if (count > sizeof got / sizeof got[0])
+        count = sizeof got / sizeof got[0];
+    int n = epoll_wait(set, got, int(count), milliseconds);
     if (n < 0)
         return errno == EINTR ? 0 : -errno;
-    for (uint32_t i = 0; i < count; ++i) {
-        short r = fds[i].revents;
-        set[i].got = uint16_t(((r & POLLIN) ? ZULPL_IO_READ : 0) | ((r & POLLOUT) ? ZULPL_IO_WRITE : 0) |
-                              ((r & (POLLERR | POLLHUP | POLLNVAL)) ? ZULPL_IO_HANGUP : 0));
+    for (int i = 0; i < n; ++i) {
+        uint32_t r = got[i].events;
+        events[i].key = got[i].data.u32;
+        events[i].got = ((r & EPOLLIN) ? ZULPL_IO_READ : 0u) | ((r & EPOLLOUT) ? ZULPL_IO_WRITE : 0u) |
+                        ((r & (EPOLLERR | EPOLLHUP)) ? ZULPL_IO_HANGUP : 0u);
     }
     return n;
+}
+
+int ZULPL_SpareFd(void)
+{
+    int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    return fd >= 0 ? fd : -errno;
 }
 
 long ZULPL_ReadSome(int fd, void *buffer, size_t size)
@@ -182,13 +222,17 @@ long ZULPL_ReadSome(int fd, void *buffer, size_t size)
     }
 }
 
-long ZULPL_WriteSome(int fd, const void *first, size_t firstSize, const void *second, size_t secondSize)
+long ZULPL_WritePieces(int fd, const ZULPL_piece_t *pieces, uint32_t count)
 {
-    struct iovec iov[2] = {{const_cast<void *>(first), firstSize}, {const_cast<void *>(second), secondSize}};
+    struct iovec iov[ZULPL_PIECES_MAX];
+    if (count > ZULPL_PIECES_MAX)
+        count = ZULPL_PIECES_MAX;
+    for (uint32_t i = 0; i < count; ++i)
+        iov[i] = {const_cast<void *>(pieces[i].base), pieces[i].length};
     struct msghdr msg;
     memset(&msg, 0, sizeof msg);
-    msg.msg_iov = firstSize != 0 ? iov : iov + 1;
-    msg.msg_iovlen = firstSize != 0 ? (secondSize != 0 ? 2 : 1) : 1;
+    msg.msg_iov = iov;
+    msg.msg_iovlen = count;
     for (;;) {
         ssize_t n = sendmsg(fd, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n >= 0)

@@ -47,29 +47,55 @@ uint32_t ZULPL_UserId(void);
 // A pipe whose write end wakes a waiting thread.  Returns 0 or -errno.
 int ZULPL_WakePipe(int fds[2]);
 
-// One descriptor of a wait: `want` and `got` are ZULPL_IO_ bits.
-typedef struct ZULPL_io {
-    int fd;
-    uint16_t want;
-    uint16_t got;
-} ZULPL_io_t;
-
+// Waiting on many descriptors at once.  An event set (the kernel's epoll)
+// holds the descriptors and what is wanted of each, so that a wait costs
+// the same however many of them are quiet.  Each descriptor carries a key
+// of the caller's, given back when it is ready.  A descriptor is reported
+// while it is ready (level-triggered), and hang-ups and errors always,
+// even with nothing wanted.
 #define ZULPL_IO_READ 1u
 #define ZULPL_IO_WRITE 2u
 #define ZULPL_IO_HANGUP 4u  // error or hang-up: the descriptor is done
 
-// The most descriptors one wait watches; any beyond are not watched.
-#define ZULPL_IO_MAX 128u
+typedef struct ZULPL_event {
+    uint32_t key;
+    uint32_t got;  // ZULPL_IO_ bits
+} ZULPL_event_t;
 
-// Waits up to `milliseconds` (negative: no limit) until one of `count`
-// descriptors is ready.  Returns how many are, 0 on timeout, or -errno.
-// A signal ends the wait early with 0.
-int ZULPL_WaitIo(ZULPL_io_t *set, uint32_t count, int milliseconds);
+// A new, empty event set: its descriptor, or a negative errno.
+int ZULPL_EventSet(void);
 
-// Reads or writes without waiting and without SIGPIPE.  Return bytes
-// moved, 0 for end of input, or a negative errno (-EAGAIN: not ready).
+// Adds `fd` with `key` and `want` (ZULPL_IO_READ and ZULPL_IO_WRITE
+// bits), changes what is wanted of a descriptor already added, or takes
+// it out (before it is closed).  0 or a negative errno.
+int ZULPL_EventAdd(int set, int fd, uint32_t key, uint32_t want);
+int ZULPL_EventChange(int set, int fd, uint32_t key, uint32_t want);
+int ZULPL_EventRemove(int set, int fd);
+
+// Waits up to `milliseconds` (negative: no limit) until descriptors of
+// the set are ready; up to `count` of them go to `events`.  Returns how
+// many did, 0 on timeout or when a signal ended the wait, or -errno.
+int ZULPL_EventWait(int set, ZULPL_event_t *events, uint32_t count, int milliseconds);
+
+// A descriptor held in reserve (on /dev/null) for the moment when the
+// process has no other: closing it lets one more be opened.  The
+// descriptor, or a negative errno.
+int ZULPL_SpareFd(void);
+
+// Reads without waiting.  Returns bytes read, 0 for end of input, or a
+// negative errno (-EAGAIN: nothing there).
 long ZULPL_ReadSome(int fd, void *buffer, size_t size);
-long ZULPL_WriteSome(int fd, const void *first, size_t firstSize, const void *second, size_t secondSize);
+
+// Writes the pieces in order, as far as the socket takes them now,
+// without waiting and without SIGPIPE.  At most ZULPL_PIECES_MAX pieces
+// are written at once.  Returns bytes written or a negative errno
+// (-EAGAIN: the socket takes nothing now).
+typedef struct ZULPL_piece {
+    const void *base;
+    size_t length;
+} ZULPL_piece_t;
+#define ZULPL_PIECES_MAX 16u
+long ZULPL_WritePieces(int fd, const ZULPL_piece_t *pieces, uint32_t count);
 
 void ZULPL_CloseFd(int fd);
 

@@ -12,3 +12,11 @@ endif()
 # The library's traced functions: their units and kinds as operators see them.
 zul_add_test(zul_test_units SOURCES ${CMAKE_CURRENT_LIST_DIR}/units_test.cpp
   FAMILIES crf sig ONE_PER_PROCESS)
+# A program with its console socket open, linked with the shared library
+# as a real program is, so that a fault on the server's thread meets the
+# failure report; the server tests drive it from outside.
+add_executable(zul_crf_sock_probe ${CMAKE_CURRENT_LIST_DIR}/sock_probe.c)
+target_link_libraries(zul_crf_sock_probe PRIVATE zul)
+zul_add_test(zul_test_crfserver SOURCES ${CMAKE_CURRENT_LIST_DIR}/server_test.cpp)
+target_compile_definitions(zul_test_crfserver PRIVATE ZUL_SOCK_PROBE="$<TARGET_FILE:zul_crf_sock_probe>")
+add_dependencies(zul_test_crfserver zul_crf_sock_probe)

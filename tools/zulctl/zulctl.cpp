@@ -129,7 +129,12 @@ bool send_all(int fd, const char *p, size_t n)
 }
 
 // Reads one reply: the header "ZUL <status> <length>\n" and the bytes,
-// which go to `out`.  Returns the status, or -1 when the connection broke.
+// which go to `out`.  Returns the status, -1 when the connection broke,
+// or kClosed when the server had closed it before any byte of a reply:
+// it never closes a connection between running a line and answering it,
+// so the line was not run.
+constexpr int kClosed = -2;
+
 int read_reply(int fd, FILE *out)
 {
     char head[64];
@@ -141,7 +146,7 @@ int read_reply(int fd, FILE *out)
         if (k < 0 && errno == EINTR)
             continue;
         if (k <= 0)
-            return -1;
+            return n == 0 && (k == 0 || errno == ECONNRESET) ? kClosed : -1;
         if (head[n++] == '\n')
             break;
     }
@@ -201,7 +206,14 @@ int interactive(const Target &t)
             break;
         if (n > 0 && line[n - 1] != '\n')
             line[n++] = '\n';  // getline leaves room for the terminator
-        int status = send_all(fd, line, size_t(n)) ? read_reply(fd, stdout) : -1;
+        int status = send_all(fd, line, size_t(n)) ? read_reply(fd, stdout) : kClosed;
+        if (status == kClosed) {
+            // A prompt left idle may have been closed to make room for
+            // another client: connect again and send the line once more.
+            close(fd);
+            fd = connect_to(t);
+            status = fd >= 0 && send_all(fd, line, size_t(n)) ? read_reply(fd, stdout) : -1;
+        }
         if (status < 0) {
             fprintf(stderr, "zulctl: connection to %s (%u) closed\n", t.program.c_str(), t.pid);
             result = kOwnFailure;
