@@ -21,7 +21,7 @@ int PRM1_OpenFile(ZULPM_file_t **file, const char *path)
     record->name = reinterpret_cast<char *>(record + 1);
     memcpy(record->name, name, size);
 
-    record->stream = path != nullptr ? fopen(path, "r") : stdin;
+    record->stream = path != nullptr ? fopen(path, "re") : stdin; // close-on-exec
     if (record->stream == nullptr) {
         free(record);
         return 1;
