@@ -10,6 +10,11 @@
 // batch of the same message ends it, and then goes to the store whole: a
 // store never gets part of a line, so another thread's line can never
 // come between the parts of a long one.
+//
+// A store that takes whole messages (the JSON and journal targets, which
+// make one record of a message) gets all the lines of a message in one
+// call when the message ends; lines that come before the head, the
+// opening block, go out at once as lines of their own.
 #include "ras/zulralg.h"
 
 #include <stdlib.h>
@@ -90,13 +95,20 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
     return 1;
 }
 
+constinit thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_t *ZULRA_writing =
+    nullptr;
+
 // Gives text to the store's routine.  The caller holds the store's lock.
 static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
 {
     ZULRA_store_t *store = context->store;
     if (length == 0 || store->write == nullptr)
         return 0;
-    return store->write(store->data, text, length, context->entry, context->flags);
+    const ZULRA_fctx_t *outer = ZULRA_writing;
+    ZULRA_writing = context;
+    int result = store->write(store->data, text, length, context->entry, context->flags);
+    ZULRA_writing = outer;
+    return result;
 }
 
 // Gives the open line to the store and empties it.  The caller holds the
@@ -116,7 +128,9 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
     int result = 0;
     if (context->pendingLength != 0) {
         BSS1_GetLock(&context->store->lock);
-        if (!keep(context, "\n", 1))
+        // A message held whole may already end its last line.
+        int ended = context->pending[context->pendingLength - 1] == '\n';
+        if (!ended && !keep(context, "\n", 1))
             (void)write_pending(context); // the line end is lost, not the text
         result = write_pending(context);
         BSS1_ReleaseLock(&context->store->lock);
@@ -147,7 +161,9 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // The common batch: one record that ends its line.  The zero byte
     // behind it becomes the line feed, and the text goes out where it is.
     unsigned char first = (unsigned char)*records;
-    if (count == 1 && context->pendingLength == 0 && (first & ZULSS_RECORD_CONTINUED) == 0) {
+    int whole_messages = store->messages && context->headed;
+    if (count == 1 && context->pendingLength == 0 && (first & ZULSS_RECORD_CONTINUED) == 0 &&
+        !whole_messages) {
         uint32_t length = first & ZULSS_RECORD_LENGTH;
         records[1 + length] = '\n';
         result = write_out(context, records + 1, length + 1);
@@ -178,6 +194,19 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // The finished lines end at the last line feed; what stands behind it
     // is the start of a line that a later batch ends.
     uint32_t total = (uint32_t)(out - records);
+
+    // A whole-message store waits for the message's end.  Without memory
+    // to hold it, what is held and this batch go out as they are: the
+    // message then makes more than one record, but nothing is lost.
+    if (whole_messages) {
+        if (!keep(context, records, total)) {
+            (void)write_pending(context);
+            result = write_out(context, records, total);
+        }
+        BSS1_ReleaseLock(&store->lock);
+        return result;
+    }
+
     uint32_t whole = total;
     while (whole > 0 && records[whole - 1] != '\n')
         whole--;
