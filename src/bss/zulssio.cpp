@@ -13,6 +13,7 @@
 // loads: a thread that sees a negative word sees everything the
 // constructor wrote.
 #include "bss/zulss.h"
+#include "platform/zulplat.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -26,17 +27,15 @@ static int32_t load_word(const int32_t *once)
 
 [[noreturn]] static void abort_recursion(const char *file, int line, uint32_t tid, const ZULSS_slot_t *slot)
 {
-    fprintf(stderr, "%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
-            static_cast<unsigned long>(tid), slot->file ? slot->file : "", static_cast<int>(slot->line));
-    fflush(stderr);
-    abort();
+    ZULPL_Abort("%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
+                static_cast<unsigned long>(tid), slot->file ? slot->file : "",
+                static_cast<int>(slot->line));
 }
 
 [[noreturn]] static void abort_exhausted(const char *file, int line, uint32_t tid)
 {
-    fprintf(stderr, "%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line, static_cast<unsigned long>(tid));
-    fflush(stderr);
-    abort();
+    ZULPL_Abort("%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line,
+                static_cast<unsigned long>(tid));
 }
 
 // A once word above the pool's slots was never written by this machinery:
