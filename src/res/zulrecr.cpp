@@ -12,8 +12,7 @@ ZULRA_RES1_UNIT("zulrecr");
 
 int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle, void *data)
 {
-    RAS1_DECLARE_ENTRY(entry, "RES1_Create", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULRE_ENTRY("RES1_Create");
 
     if (handleOut == nullptr)
         return STC1_BadArgument;
@@ -61,16 +60,11 @@ int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle,
             // resource already; it must not join a ring now.
             unlinked = true;
         } else {
-            ZULRE_rcb_t *first = owner->children;
-            if (first != nullptr) {
-                // In front of the first child: at the end of the ring.
-                rcb->next = first;
-                rcb->prev = first->prev;
-                first->prev->next = rcb;
-                first->prev = rcb;
-            } else {
+            // In front of the first child: at the end of the ring.
+            if (owner->children != nullptr)
+                ZUL_RingInsertBefore(ZULRE_siblings, owner->children, rcb);
+            else
                 owner->children = rcb;
-            }
             __atomic_store_n(&rcb->owner, owner, __ATOMIC_RELEASE);
         }
         BSS1_ReleaseLock(&rvt->lock);
