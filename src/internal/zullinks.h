@@ -1,5 +1,6 @@
 // internal/zullinks.h - rings of records linked through two of their own
-// fields: the one way the library links, splices and unlinks a list.
+// fields: the one way the library links, splices and unlinks a list; and
+// lists that only grow at their head, which readers walk with no lock.
 //
 // A record keeps its link fields where its layout puts them and under the
 // names it gives them (`next` and `prev`, `next` and `prior`); a list says
@@ -95,6 +96,29 @@ template <typename Node> inline void ZUL_RingUnlink(const ZUL_links<Node> &l, No
     Node *prev = ZUL_Prev(l, node);
     ZUL_SetLink(ZUL_NextLink(l, prev), next);
     ZUL_SetLink(ZUL_PrevLink(l, next), prev);
+}
+
+// ------------------------------------------------------------------
+// Lists that only grow
+// ------------------------------------------------------------------
+
+// A list of records that are pushed at its head and never taken out (the
+// trace's exit routines and line-head routines): a reader notes the head
+// with ZUL_PushedFirst and walks `next` with no lock, seeing the list as
+// it was at that moment or as it is later, never a record half made.
+// Pushers need no lock either.  `Node` has a `next` field.
+template <typename Node> inline void ZUL_Push(Node **head, Node *node)
+{
+    Node *first = __atomic_load_n(head, __ATOMIC_RELAXED);
+    do
+        node->next = first;
+    while (!__atomic_compare_exchange_n(head, &first, node, true, __ATOMIC_RELEASE,
+                                        __ATOMIC_RELAXED));
+}
+
+template <typename Node> inline Node *ZUL_PushedFirst(Node *const *head)
+{
+    return __atomic_load_n(head, __ATOMIC_ACQUIRE);
 }
 
 #endif
