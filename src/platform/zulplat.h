@@ -41,6 +41,10 @@ uint32_t ZULPL_ThreadId(void);
 // Ends the calling thread with the given exit code.
 void ZULPL_ExitThread(int code) __attribute__((noreturn));
 
+// Ends the process with the given status as exit() does: the program's
+// exit handlers run and its streams are flushed.
+void ZULPL_ExitProcess(int status) __attribute__((noreturn));
+
 // Writes the message that `format` makes (printf's directives) to
 // standard error and ends the process with abort(): for a state that
 // the library cannot go on from (a construction that cannot be done, a
@@ -74,7 +78,8 @@ size_t ZULPL_ProgramPath(char *buffer, size_t size);
 
 // Calendar seconds now; *utcOffset (if not null) gets the local time's
 // offset east of UTC at that moment, in seconds, 0 where it is not known.
-// Reads the time zone: not for a signal handler.
+// The offset reads the time zone, which is not for a signal handler;
+// without it the call is async-signal-safe.
 int64_t ZULPL_CalendarNow(long *utcOffset);
 
 // Opens `path` for reading as a stream, whatever kind of file it is (a

@@ -8,10 +8,9 @@
 // in parts, never cut and never run past the buffer's end.
 #include "wnt/zulwn.h"
 #include "platform/zulplat.h"
+#include "platform/zulplrp.h"
 
 #include <string.h>
-#include <sys/uio.h>
-#include <unistd.h>
 
 void ZULWN_Flush(ZULWN_out_t *out)
 {
@@ -183,9 +182,5 @@ void ZULWN_Printf(ZULWN_out_t *out, const char *format, ...)
 
 int ZULWN_ReadMemory(uintptr_t address, void *to, uint32_t length)
 {
-    // The kernel copies from this process to itself and answers EFAULT for
-    // an address that is not mapped, where a plain read would fault.
-    struct iovec local = {to, length};
-    struct iovec remote = {reinterpret_cast<void *>(address), length};
-    return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == (ssize_t)length;
+    return ZULPL_ReadMemory(address, to, length);
 }
