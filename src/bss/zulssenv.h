@@ -1,9 +1,9 @@
 // bss/zulssenv.h - the environment block: the variables read from
 // environment files, and the reading of those files.
 //
-// Four units share it: zulssev builds the block and keeps the notes for
-// the trace, zulssvl keeps the list of variables, zulssef reads the
-// files, zulssst reads the system table.
+// zulssev builds the block and keeps the notes for the trace, zulssvl
+// keeps the list of variables, zulssef reads the files and zulssst the
+// system table; the lookups (zulssle, zulssge) read the list.
 #ifndef ZUL_SRC_BSS_ZULSSENV_H
 #define ZUL_SRC_BSS_ZULSSENV_H
 

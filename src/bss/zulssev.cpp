@@ -139,6 +139,8 @@ static void construct_env(void *block)
         ZULSS_SystemEnvPath(ZULSS_ENV_SYSTEM_TABLE, program, systemPath, sizeof systemPath);
 
     const char *first = getenv("ZUL_ENVPATH");
+    ZULRA_build_t *build = nullptr;
+    ZULRA_BuildInfo(&build);
 
     BSS1_InitializeLock(&env->lock);
     env->end = env;
@@ -158,8 +160,6 @@ static void construct_env(void *block)
         ZULSS_ReadEnvFile(&r, ZULSS_ENV_DEFAULT2);
 
     ZULSS_ReadEnvFile(&r, getenv("ZUL_ENVFILE"));
-    ZULRA_build_t *build = nullptr;
-    ZULRA_BuildInfo(&build);
     read_named_by(&r, ZULRA_BuildValue(build, ZULRA_BUILD_SERIAL));
     read_named_by(&r, ZULRA_BuildValue(build, ZULRA_BUILD_ENVIRONMENT_FILE));
     ZULSS_EndEnvIndex();
