@@ -9,8 +9,11 @@
 // A line that the batch leaves open waits in the context until a later
 // batch of the same message ends it, and then goes to the store whole: a
 // store never gets part of a line, so another thread's line can never
-// come between the parts of a long one.
+// come between the parts of a long one.  The same whole lines go to the
+// feed of the console server's tails while one is attached.
 #include "ras/zulralg.h"
+
+#include "internal/zulfeed.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -21,6 +24,8 @@
 // write position always has length 0, and one batch's records stand side
 // by side.  All zero bytes are a valid, unused lock.
 static constinit ZULSS_lock_t ring_lock = {};
+
+constinit std::atomic<ZULRA_feed_t> ZULRA_feed{nullptr};
 
 // A context keeps a buffer of up to this size for its next message; a
 // larger one, left by a very long line, goes back to the heap.
@@ -90,11 +95,17 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
     return 1;
 }
 
-// Gives text to the store's routine.  The caller holds the store's lock.
+// Gives text to the store's routine, and to the tails' feed while one
+// is attached.  The caller holds the store's lock.
 static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
 {
     ZULRA_store_t *store = context->store;
-    if (length == 0 || store->write == nullptr)
+    if (length == 0)
+        return 0;
+    ZULRA_feed_t feed = ZULRA_feed.load(std::memory_order_relaxed);
+    if (feed != nullptr)
+        feed(text, length);
+    if (store->write == nullptr)
         return 0;
     return store->write(store->data, text, length, context->entry, context->flags);
 }
