@@ -17,7 +17,6 @@
 #include "crf/zulcrso.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "internal/zulfeed.h"
@@ -115,18 +114,18 @@ void feed_lines(const char *text, uint32_t length)
 
 } // namespace
 
+// A tail's queue is pages of its own, so that a tail that leaves gives its
+// memory back to the system rather than to the heap.
 uint32_t ZULCR_TailAttach(ZULCR_tail_t **tail, int wake)
 {
-    ZULCR_tail_t *t = static_cast<ZULCR_tail_t *>(malloc(sizeof *t));
+    ZULCR_tail_t *t = static_cast<ZULCR_tail_t *>(ZULPL_MapPages(sizeof *t));
     if (t == nullptr)
         return ZULCR_REPLY_NO_MEMORY;
-    t->head = t->taken = 0;
-    t->dropped = 0;
     t->asleep = 1;
     BSS1_GetLock(&feed.lock);
     if (feed.count == ZULCR_TAILS) {
         BSS1_ReleaseLock(&feed.lock);
-        free(t);
+        ZULPL_UnmapPages(t, sizeof *t);
         return ZULCR_REPLY_TOO_MANY_TAILS;
     }
     feed.wake = wake;
@@ -148,7 +147,7 @@ void ZULCR_TailDetach(ZULCR_tail_t *tail)
     if (feed.count == 0)
         ZULRA_feed.store(nullptr, std::memory_order_relaxed);
     BSS1_ReleaseLock(&feed.lock);
-    free(tail);
+    ZULPL_UnmapPages(tail, sizeof *tail);
 }
 
 uint32_t ZULCR_TailPeek(ZULCR_tail_t *t, ZULPL_piece_t pieces[2])
@@ -190,6 +189,6 @@ void ZULCR_TailForget(void)
 {
     ZULRA_feed.store(nullptr, std::memory_order_relaxed);
     for (uint32_t i = 0; i < feed.count; ++i)
-        free(feed.tails[i]);
+        ZULPL_UnmapPages(feed.tails[i], sizeof *feed.tails[i]);
     memset(&feed, 0, sizeof feed);
 }

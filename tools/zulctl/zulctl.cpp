@@ -198,12 +198,20 @@ bool send_all(int fd, const char *p, size_t n)
     return true;
 }
 
-// Writes all of `n` bytes to standard output; false when it is closed.
+volatile sig_atomic_t interrupted;
+
+void note_signal(int)
+{
+    interrupted = 1;
+}
+
+// Writes all of `n` bytes to standard output; false when it is closed, or
+// when a signal ends the tail while a reader holds the output up.
 bool write_out(const char *p, size_t n)
 {
     while (n > 0) {
         ssize_t k = write(1, p, n);
-        if (k < 0 && errno == EINTR)
+        if (k < 0 && errno == EINTR && !interrupted)
             continue;
         if (k <= 0)
             return false;
@@ -363,13 +371,6 @@ int interactive(const Target &t)
 
 // --- tail -------------------------------------------------------------
 
-volatile sig_atomic_t interrupted;
-
-void note_signal(int)
-{
-    interrupted = 1;
-}
-
 // One process whose log is watched.
 struct Watch {
     Target t;
@@ -475,6 +476,8 @@ void refused(const Watch &w)
 // its process closes its console.
 int tail(const std::string &dir, const char *who, const std::vector<Target> &chosen, const Options &o)
 {
+    // Without SA_RESTART, so that a signal ends a write that a full pipe
+    // holds up as well as the wait.
     struct sigaction on = {};
     on.sa_handler = note_signal;
     sigset_t blocked, previous;
@@ -484,9 +487,6 @@ int tail(const std::string &dir, const char *who, const std::vector<Target> &cho
         sigaddset(&blocked, sig);
     }
     signal(SIGPIPE, SIG_IGN);
-    // The signals come only while the wait below waits, so that one that
-    // comes between the test of `interrupted` and the wait is not lost.
-    sigprocmask(SIG_BLOCK, &blocked, &previous);
 
     std::vector<Watch> watches;
     auto add = [&](const Target &t) {
@@ -501,14 +501,24 @@ int tail(const std::string &dir, const char *who, const std::vector<Target> &cho
         if (!add(t) && !o.all)
             return unreachable(t);
 
-    while (!interrupted && (o.all || !watches.empty())) {
+    for (;;) {
         std::vector<struct pollfd> fds;
         for (const Watch &w : watches)
             fds.push_back({w.fd, POLLIN, 0});
+        // The signals are let in only while the wait waits, so that one
+        // that comes between the test of `interrupted` and the wait is not
+        // lost.
+        sigprocmask(SIG_BLOCK, &blocked, &previous);
+        if (interrupted || (!o.all && watches.empty())) {
+            sigprocmask(SIG_SETMASK, &previous, nullptr);
+            break;
+        }
         struct timespec second = {1, 0};
         int ready = ppoll(fds.data(), fds.size(), o.all ? &second : nullptr, &previous);
-        if (ready < 0 && errno != EINTR) {
-            fprintf(stderr, "zulctl: %s\n", strerror(errno));
+        int error = errno;
+        sigprocmask(SIG_SETMASK, &previous, nullptr);
+        if (ready < 0 && error != EINTR) {
+            fprintf(stderr, "zulctl: %s\n", strerror(error));
             return kOwnFailure;
         }
         for (size_t i = fds.size(); ready > 0 && i-- > 0;) {

@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# zulctl's options, manual page and bash completion (see tests.cmake).
+#   cli_test.sh ZULCTL DEMO BUILD_DIR SOURCE_DIR
+set -euo pipefail
+zulctl=$1 demo=$2 build=$3 src=$4
+work=$(mktemp -d)
+pid=
+cleanup() {
+    exec 3>&- 2>/dev/null || true
+    [[ -n $pid ]] && wait "$pid" 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+fail() {
+    echo "FAIL: $*" >&2
+    exit 1
+}
+
+# Help and version go to standard output with status 0.
+for option in -h --help; do
+    out=$("$zulctl" $option) || fail "zulctl $option: status $?"
+    [[ $out == "usage: zulctl "* && $out == *"tail [--ring] [--all] PID|PROGRAM"* ]] || fail "zulctl $option: $out"
+done
+version=$(sed -n 's/^#define ZUL_VERSION_\(MAJOR\|MINOR\|PATCH\) \([0-9]*\)$/\2/p' "$src/include/zul/version.h" | paste -sd.)
+[[ $("$zulctl" --version) == "zulctl (libzul) $version" ]] || fail "zulctl --version: $("$zulctl" --version)"
+
+# zulctl's own failures: a message on standard error, status 125.
+while read -r args; do
+    set +e
+    err=$(eval "\"\$zulctl\" $args" 2>&1 >/dev/null)
+    status=$?
+    set -e
+    [[ $status == 125 && $err == zulctl:* || $status == 125 && $err == usage:* ]] ||
+        fail "zulctl $args: status $status, '$err'"
+done <<LIST
+
+-x
+--all
+tail
+tail --ring
+tail --all 1 2
+--dir $work/none tail 4242
+--dir $work/none 4242 '?'
+LIST
+
+# The manual page renders without a warning, and the install puts it and
+# the completion where man and bash-completion look.
+if command -v groff >/dev/null; then
+    warnings=$(groff -man -ww -z "$build/tools/zulctl/zulctl.1" 2>&1)
+    [[ -z $warnings ]] || fail "zulctl.1: $warnings"
+fi
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+[[ -f $work/prefix/share/man/man1/zulctl.1 ]] || fail "no manual page under share/man/man1"
+if [[ -f /usr/share/bash-completion/bash_completion ]]; then
+    loaded=$(XDG_DATA_DIRS="$work/prefix/share" bash --norc --noprofile -c \
+        'source /usr/share/bash-completion/bash_completion; __load_completion zulctl && complete -p zulctl')
+    [[ $loaded == *"-F _zulctl zulctl"* ]] || fail "bash-completion does not load the installed completion: $loaded"
+fi
+
+# The demo with its console open, its input held open.
+mkfifo "$work/in"
+ZUL_CONSOLE="$work/s" "$demo" <"$work/in" >/dev/null 2>&1 &
+pid=$!
+exec 3>"$work/in"
+for ((i = 0; i < 100; i++)); do
+    compgen -G "$work/s/*.sock" >/dev/null && break
+    sleep 0.1
+done
+
+# What the completion offers for a line; the word under the cursor is the
+# last, and empty when the line ends in a blank.
+complete_line() {
+    bash --norc --noprofile -c '
+        source "$1"
+        shift
+        COMP_WORDS=("$@")
+        COMP_CWORD=$(($# - 1))
+        _zulctl
+        printf "%s\n" "${COMPREPLY[@]}" | sort | paste -sd" "' _ "$src/tools/zulctl/zulctl.bash" "$@"
+}
+d=(--dir "$work/s")
+while IFS='|' read -r line want; do
+    read -ra words <<<"$line"
+    [[ $line == *' ' ]] && words+=("")
+    got=$(complete_line "$zulctl" "${words[@]}")
+    [[ $got == "$want" ]] || fail "completion of 'zulctl $line': '$got', not '$want'"
+done <<LIST
+--h|--help
+${d[*]} |$pid list tail zul_demo
+${d[*]} tail zul|zul_demo
+${d[*]} tail --r|--ring
+${d[*]} zul_demo r|ras1 res1
+${d[*]} $pid ras1 l|list log
+${d[*]} zul_demo bss1 |config getenv info
+${d[*]} zul_demo res1 |
+${d[*]} zul_demo ras1 log |
+LIST
+
+# In an interactive bash on a terminal, a tab completes the subcommand.
+printf 'PS1="$ "\nsource %q\n' "$src/tools/zulctl/zulctl.bash" >"$work/rc"
+typed=$(printf 'zulctl li\t\n' | PATH="$(dirname "$zulctl"):$PATH" timeout 20 script -qec \
+    "bash --noprofile --rcfile $work/rc -i" /dev/null | tr -d '\r') || fail "interactive bash: status $?"
+[[ $typed == *'$ zulctl list '* ]] || fail "interactive bash: $typed"
+echo "zulctl: options, manual page, install and completion as expected"
