@@ -95,6 +95,8 @@ typedef struct ZULCR_conn {
     uint8_t closeAfter;    // close once the queue is empty
     uint8_t partial;       // `in` ends in a line without its LF
     uint8_t blocked;       // a tail's socket took less than was offered
+    uint8_t polling;       // a busy tail, looked at each millisecond
+    uint32_t tailArmed;    // the tail was last left to wake the server
 } ZULCR_conn_t;
 
 typedef struct ZULCR_server {
@@ -145,9 +147,9 @@ void ZULCR_TailDetach(ZULCR_tail_t *tail);
 
 // The bytes that wait, as one or two pieces (the ring wraps); 0 pieces
 // when none wait.  Lines dropped since the last were taken are reported
-// first by a line of their own.  When nothing waits the tail is marked
-// so that the next line fed wakes the server.
-uint32_t ZULCR_TailPeek(ZULCR_tail_t *tail, ZULPL_piece_t pieces[2]);
+// first by a line of their own.  When nothing waits and `arm` is set the
+// tail is marked so that the next line fed wakes the server.
+uint32_t ZULCR_TailPeek(ZULCR_tail_t *tail, ZULPL_piece_t pieces[2], bool arm);
 
 // `length` bytes of what ZULCR_TailPeek gave have been written.
 void ZULCR_TailTaken(ZULCR_tail_t *tail, uint32_t length);

@@ -378,9 +378,17 @@ bool pump(ZULCR_server_t *s, ZULCR_conn_t *c, bool writable, uint32_t now)
 
 // Writes a tail's replies, then its log lines, as far as the socket takes
 // them.  False when the connection is broken.
+//
+// A tail that the drain empties is left to wake the server with its next
+// line, unless it was so left in this same millisecond already: then the
+// log is busy, and the server looks again in the next millisecond instead
+// (`polling`).  So a quiet log's line leaves at once, and a busy log
+// costs at most about two turns and one wake a millisecond, each moving
+// many lines, rather than a turn for every few lines.
 bool drain(ZULCR_conn_t *c, uint32_t now)
 {
     c->blocked = 0;
+    c->polling = 0;
     if (!flush(c, now))
         return false;
     if (c->first != nullptr) {
@@ -389,9 +397,14 @@ bool drain(ZULCR_conn_t *c, uint32_t now)
     }
     for (;;) {
         ZULPL_piece_t pieces[2];
-        uint32_t n = ZULCR_TailPeek(c->tail, pieces);
-        if (n == 0)
+        bool arm = now != c->tailArmed;
+        uint32_t n = ZULCR_TailPeek(c->tail, pieces, arm);
+        if (n == 0) {
+            if (arm)
+                c->tailArmed = now;
+            c->polling = uint8_t(!arm);
             return true;
+        }
         long wrote = ZULPL_WritePieces(c->fd, pieces, n);
         if (wrote == -EAGAIN) {
             c->blocked = 1;
@@ -496,18 +509,25 @@ void serve(ZULCR_server_t *s, ZULCR_conn_t *c, uint32_t got, uint32_t now)
         due(s, deadline(c));
 }
 
-// Lines have come for tails that were empty: each tail whose socket is
-// not known to be full takes what waits.
-void feed_tails(ZULCR_server_t *s, uint32_t now)
+// Lines have come for tails that were empty (`woken`), or a millisecond
+// has passed for tails that are looked at each millisecond: each such tail
+// whose socket is not known to be full takes what waits.  True when a tail
+// is to be looked at again in the next millisecond.
+bool feed_tails(ZULCR_server_t *s, bool woken, uint32_t now)
 {
+    bool polling = false;
     for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c) {
-        if (!c->used || c->tail == nullptr || c->blocked)
+        if (!c->used || c->tail == nullptr || c->blocked || !(woken || (c->polling && now != c->tailArmed)))
             continue;
-        if (!drain(c, now))
+        if (!drain(c, now)) {
             close_conn(s, c);
-        else
-            watch(s, c);
+            continue;
+        }
+        watch(s, c);
     }
+    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c)
+        polling = polling || (c->used && c->polling);
+    return polling;
 }
 
 // Closes the connections past their limits.  A line not whole in time
@@ -671,9 +691,12 @@ void *ZULCR_Serve(void *server)
     ZULPL_event_t events[kEvents];
     uint32_t now = ZULPL_Ticks();
     s->nextCheck = now + ZULCR_SOCKET_IDLE;
+    bool polling = false;
     while (!s->stopping.load(std::memory_order_acquire)) {
         uint32_t until = s->listening ? s->nextCheck : earlier(s->nextCheck, s->resumeAt);
         int wait = reached(now, until) ? 0 : int(until - now);
+        if (polling && wait > 1)
+            wait = 1;
         int ready = ZULPL_EventWait(s->events, events, kEvents, wait);
         now = ZULPL_Ticks();
         if (ready < 0)
@@ -692,8 +715,7 @@ void *ZULCR_Serve(void *server)
                 serve(s, &s->conns[key], events[i].got, now);
             }
         }
-        if (fed)
-            feed_tails(s, now);
+        polling = feed_tails(s, fed, now);
         // New connections after the others were served, so that the slots
         // and descriptors they freed count.
         if (waiting && s->listening)

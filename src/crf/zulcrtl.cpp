@@ -150,7 +150,7 @@ void ZULCR_TailDetach(ZULCR_tail_t *tail)
     ZULPL_UnmapPages(tail, sizeof *tail);
 }
 
-uint32_t ZULCR_TailPeek(ZULCR_tail_t *t, ZULPL_piece_t pieces[2])
+uint32_t ZULCR_TailPeek(ZULCR_tail_t *t, ZULPL_piece_t pieces[2], bool arm)
 {
     BSS1_GetLock(&feed.lock);
     // Lines were lost and none came after them: the report goes in alone,
@@ -163,7 +163,7 @@ uint32_t ZULCR_TailPeek(ZULCR_tail_t *t, ZULPL_piece_t pieces[2])
     uint32_t n = used(t);
     uint32_t count = 0;
     if (n == 0) {
-        t->asleep = 1;
+        t->asleep = uint8_t(arm);
     } else {
         // The bytes between `taken` and `head` stay where they are until
         // ZULCR_TailTaken gives them up, so the caller reads them without

@@ -10,7 +10,8 @@
 // batch of the same message ends it, and then goes to the store whole: a
 // store never gets part of a line, so another thread's line can never
 // come between the parts of a long one.  The same whole lines go to the
-// feed of the console server's tails while one is attached.
+// feed of the console server's tails while one is attached, once the
+// store's lock has been released.
 #include "ras/zulralg.h"
 
 #include "internal/zulfeed.h"
@@ -95,26 +96,52 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
     return 1;
 }
 
-// Gives text to the store's routine, and to the tails' feed while one
-// is attached.  The caller holds the store's lock.
-static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
+// The lines that one call of the handler gave its store, for the tails'
+// feed (null while no tail is attached).  The feed gets them once the
+// store's lock has been released, so that tails add nothing to the time
+// in which a store's writers exclude each other; a thread's lines still
+// reach it in the order the thread wrote them.  One piece waits, and only
+// while its text stays where it is until the handler returns; an earlier
+// piece is always fed before a later one.
+typedef struct fed {
+    ZULRA_feed_t feed;
+    const char *text;
+    uint32_t length;
+} fed_t;
+
+static void feed_now(fed_t *fed)
+{
+    if (fed->length != 0) {
+        fed->feed(fed->text, fed->length);
+        fed->length = 0;
+    }
+}
+
+// Gives text to the store's routine, and to the feed: at once, or, when
+// `stays`, once the lock is released.  The caller holds the store's lock.
+static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, fed_t *fed, int stays)
 {
     ZULRA_store_t *store = context->store;
     if (length == 0)
         return 0;
-    ZULRA_feed_t feed = ZULRA_feed.load(std::memory_order_relaxed);
-    if (feed != nullptr)
-        feed(text, length);
+    if (fed->feed != nullptr) {
+        feed_now(fed);
+        fed->text = text;
+        fed->length = length;
+        if (!stays)
+            feed_now(fed);
+    }
     if (store->write == nullptr)
         return 0;
     return store->write(store->data, text, length, context->entry, context->flags);
 }
 
-// Gives the open line to the store and empties it.  The caller holds the
-// store's lock.
-static int write_pending(ZULRA_fctx_t *context)
+// Gives the open line to the store and empties it; `stays` when nothing
+// is kept in the context before the handler returns.  The caller holds
+// the store's lock.
+static int write_pending(ZULRA_fctx_t *context, fed_t *fed, int stays)
 {
-    int result = write_out(context, context->pending, context->pendingLength);
+    int result = write_out(context, context->pending, context->pendingLength, fed, stays);
     context->pendingLength = 0;
     return result;
 }
@@ -126,11 +153,13 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
 {
     int result = 0;
     if (context->pendingLength != 0) {
+        fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
         BSS1_GetLock(&context->store->lock);
         if (!keep(context, "\n", 1))
-            (void)write_pending(context); // the line end is lost, not the text
-        result = write_pending(context);
+            (void)write_pending(context, &fed, 1); // the line end is lost, not the text
+        result = write_pending(context, &fed, 1);
         BSS1_ReleaseLock(&context->store->lock);
+        feed_now(&fed);
     }
     if (context->pendingSize > KEPT_PENDING) {
         free(context->pending);
@@ -151,6 +180,7 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
 
     ZULRA_store_t *store = context->store;
     int result = 0;
+    fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
     BSS1_GetLock(&store->lock);
 
     capture(block, records, count);
@@ -161,8 +191,9 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     if (count == 1 && context->pendingLength == 0 && (first & ZULSS_RECORD_CONTINUED) == 0) {
         uint32_t length = first & ZULSS_RECORD_LENGTH;
         records[1 + length] = '\n';
-        result = write_out(context, records + 1, length + 1);
+        result = write_out(context, records + 1, length + 1, &fed, 1);
         BSS1_ReleaseLock(&store->lock);
+        feed_now(&fed);
         return result;
     }
 
@@ -193,23 +224,27 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     while (whole > 0 && records[whole - 1] != '\n')
         whole--;
 
+    // The records stay as they are until the handler returns; the open
+    // line's buffer is refilled below, so what it gives goes to the feed
+    // at once.
     if (context->pendingLength == 0) {
-        result = write_out(context, records, whole);
+        result = write_out(context, records, whole, &fed, 1);
     } else if (whole != 0) {
         // The batch ends the open line: the line's start and its end go
         // out together.
         if (keep(context, records, whole)) {
-            result = write_pending(context);
+            result = write_pending(context, &fed, 0);
         } else {
-            (void)write_pending(context); // torn without memory, not lost
-            result = write_out(context, records, whole);
+            (void)write_pending(context, &fed, 0); // torn without memory, not lost
+            result = write_out(context, records, whole, &fed, 1);
         }
     }
     if (!keep(context, records + whole, total - whole)) {
-        (void)write_pending(context);
-        result = write_out(context, records + whole, total - whole);
+        (void)write_pending(context, &fed, 0);
+        result = write_out(context, records + whole, total - whole, &fed, 1);
     }
 
     BSS1_ReleaseLock(&store->lock);
+    feed_now(&fed);
     return result;
 }
