@@ -96,6 +96,13 @@ ${d[*]} zul_demo res1 |
 ${d[*]} zul_demo ras1 log |
 LIST
 
+# A tail's request in place of a command is refused by zulctl itself.
+set +e
+err=$("$zulctl" "${d[@]}" "$pid" .tail ring 2>&1 >/dev/null)
+status=$?
+set -e
+[[ $status == 125 && $err == "zulctl: .tail is the request of zulctl tail"* ]] || fail "zulctl PID .tail: $status '$err'"
+
 # In an interactive bash on a terminal, a tab completes the subcommand.
 printf 'PS1="$ "\nsource %q\n' "$src/tools/zulctl/zulctl.bash" >"$work/rc"
 typed=$(printf 'zulctl li\t\n' | PATH="$(dirname "$zulctl"):$PATH" timeout 20 script -qec \

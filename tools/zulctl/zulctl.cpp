@@ -261,8 +261,25 @@ int read_reply(int fd, FILE *out)
     return int(status);
 }
 
+// A line that would make the connection a tail, which a command's
+// connection cannot read: `zulctl tail` is its client.
+bool tail_request(const std::string &line)
+{
+    size_t start = line.find_first_not_of(" \t");
+    return start != std::string::npos && line.compare(start, 5, ".tail") == 0 &&
+           (line.size() == start + 5 || strchr(" \t\r\n", line[start + 5]) != nullptr);
+}
+
+int refuse_tail()
+{
+    fprintf(stderr, "zulctl: .tail is the request of zulctl tail; run zulctl tail PID|PROGRAM\n");
+    return kOwnFailure;
+}
+
 int run_one(const Target &t, const std::string &command)
 {
+    if (tail_request(command))
+        return refuse_tail();
     int fd = connect_to(t);
     if (fd < 0)
         return unreachable(t);
@@ -349,6 +366,10 @@ int interactive(const Target &t)
     std::string prompt = t.program + "." + std::to_string(t.pid) + "> ", line;
     int result = 0;
     while (next_line(prompt, &line)) {
+        if (tail_request(line)) {
+            refuse_tail();
+            continue;
+        }
         int status = prompt_line(t, &fd, line);
         if (status < 0) {
             fprintf(stderr, "zulctl: connection to %s (%u) closed\n", t.program.c_str(), t.pid);
