@@ -184,33 +184,24 @@ int unreachable(const Target &t)
     return kOwnFailure;
 }
 
-bool send_all(int fd, const char *p, size_t n)
-{
-    while (n > 0) {
-        ssize_t k = send(fd, p, n, MSG_NOSIGNAL);
-        if (k < 0 && errno == EINTR)
-            continue;
-        if (k <= 0)
-            return false;
-        p += k;
-        n -= size_t(k);
-    }
-    return true;
-}
-
 volatile sig_atomic_t interrupted;
+
+// write_all's name for standard output, which no socket can have.
+constexpr int kOutput = -1;
 
 void note_signal(int)
 {
     interrupted = 1;
 }
 
-// Writes all of `n` bytes to standard output; false when it is closed, or
-// when a signal ends the tail while a reader holds the output up.
-bool write_out(const char *p, size_t n)
+// Writes all of `n` bytes to a socket (without SIGPIPE) or to standard
+// output.  False when the other end is closed, or when a signal ends a
+// tail while a reader holds its output up.
+bool write_all(int fd, const char *p, size_t n)
 {
+    bool out = fd == kOutput;
     while (n > 0) {
-        ssize_t k = write(1, p, n);
+        ssize_t k = out ? write(1, p, n) : send(fd, p, n, MSG_NOSIGNAL);
         if (k < 0 && errno == EINTR && !interrupted)
             continue;
         if (k <= 0)
@@ -284,7 +275,7 @@ int run_one(const Target &t, const std::string &command)
     if (fd < 0)
         return unreachable(t);
     std::string line = command + "\n";
-    int status = send_all(fd, line.data(), line.size()) ? read_reply(fd, stdout) : -1;
+    int status = write_all(fd, line.data(), line.size()) ? read_reply(fd, stdout) : -1;
     close(fd);
     if (status < 0) {
         fprintf(stderr, "zulctl: no answer from %s (%u)\n", t.program.c_str(), t.pid);
@@ -299,11 +290,11 @@ int run_one(const Target &t, const std::string &command)
 // the connection is lost.
 int prompt_line(const Target &t, int *fd, const std::string &line)
 {
-    int status = send_all(*fd, line.data(), line.size()) ? read_reply(*fd, stdout) : kClosed;
+    int status = write_all(*fd, line.data(), line.size()) ? read_reply(*fd, stdout) : kClosed;
     if (status == kClosed) {
         close(*fd);
         *fd = connect_to(t);
-        status = *fd >= 0 && send_all(*fd, line.data(), line.size()) ? read_reply(*fd, stdout) : -1;
+        status = *fd >= 0 && write_all(*fd, line.data(), line.size()) ? read_reply(*fd, stdout) : -1;
     }
     return status;
 }
@@ -415,7 +406,7 @@ bool attach(Watch *w, bool ring)
     struct timeval none = {0, 0};
     setsockopt(w->fd, SOL_SOCKET, SO_RCVTIMEO, &none, sizeof none);
     const char *request = ring ? ".tail ring\n" : ".tail\n";
-    if (!send_all(w->fd, request, strlen(request))) {
+    if (!write_all(w->fd, request, strlen(request))) {
         close(w->fd);
         w->fd = -1;
         return false;
@@ -428,14 +419,14 @@ bool attach(Watch *w, bool ring)
 bool show(Watch *w, const char *p, size_t n, bool prefix)
 {
     if (!prefix)
-        return write_out(p, n);
+        return write_all(kOutput, p, n);
     w->partial.append(p, n);
     std::string out, tag = std::to_string(w->t.pid) + ": ";
     size_t start = 0;
     for (size_t lf; (lf = w->partial.find('\n', start)) != std::string::npos; start = lf + 1)
         out += tag + w->partial.substr(start, lf + 1 - start);
     w->partial.erase(0, start);
-    return write_out(out.data(), out.size());
+    return write_all(kOutput, out.data(), out.size());
 }
 
 enum class Read { More, Ended, Refused, OutputClosed };
