@@ -58,6 +58,17 @@ void ZULPL_WriteAll(int fd, const char *text, size_t length);
 // cut to fit).  Returns its length, 0 if it cannot be found.
 size_t ZULPL_ProgramPath(char *buffer, size_t size);
 
+// Calendar seconds now; *utcOffset (if not null) gets the local time's
+// offset east of UTC at that moment, in seconds, 0 where it is not known.
+// Reads the time zone: not for a signal handler.
+int64_t ZULPL_CalendarNow(long *utcOffset);
+
+// Opens `path` for reading as a stream, whatever kind of file it is (a
+// parameter file may be a FIFO or a terminal); null if it cannot be
+// opened.  Like every file of the library it is opened close-on-exec, so
+// a program that starts another does not hand it on.
+FILE *ZULPL_OpenStream(const char *path);
+
 // Text files that the library reads for its settings: environment files
 // and files included by a filter expression.  Only a regular file is
 // read.  A device, a FIFO, a socket or a directory is never opened for
@@ -84,6 +95,32 @@ typedef struct ZULPL_fileid {
 // there and `*id` (if not null) gets the file's identity.  Returns the
 // stream, or null when `*found` is not ZULPL_TEXT_OPENED.
 FILE *ZULPL_OpenText(const char *path, ZULPL_fileid_t *id, int *found);
+
+// Log files.  ZULPL_OpenLog opens `path` for appending (created with mode
+// 0644, emptied first if `truncate`), close-on-exec; returns the
+// descriptor, or -1 with the reason in `*error`.  ZULPL_ReopenLog opens
+// `path` anew and puts it in the place of descriptor `fd` in one step, so
+// that a write under way finishes in the old file and every later one
+// goes to the new; 0, or the reason (the old file stays).  Both are
+// async-signal-safe.
+int ZULPL_OpenLog(const char *path, int truncate, int *error);
+int ZULPL_ReopenLog(int fd, const char *path);
+
+// The text of an errno value ("No such file or directory").
+const char *ZULPL_ErrorText(int error);
+
+// Runs `routine` in the handler of the hangup signal (SIGHUP), then the
+// handler that was there before, if any.  The routine must be
+// async-signal-safe.  0, or the reason.
+int ZULPL_OnHangup(void (*routine)(void));
+
+// Whether a process has the local datagram socket `path` bound: 0, or the
+// reason it cannot be reached (ECONNREFUSED for a file left behind).
+int ZULPL_SocketAnswers(const char *path);
+
+// The routine `name` of the shared library `library`, loaded by name and
+// kept to the end of the process; null with the loader's reason in `*why`.
+void *ZULPL_LoadRoutine(const char *library, const char *name, const char **why);
 
 #ifdef __cplusplus
 }

@@ -24,7 +24,7 @@ static void copy_cut(char *to, size_t size, const char *from)
 // Bytes of address space the process has mapped, from /proc/self/statm.
 static uint64_t mapped_bytes(uint64_t pageSize)
 {
-    FILE *f = fopen("/proc/self/statm", "r");
+    FILE *f = fopen("/proc/self/statm", "re");
     if (f == nullptr)
         return 0;
     unsigned long long pages = 0;

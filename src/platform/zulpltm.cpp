@@ -1,4 +1,4 @@
-// Tick counter, sleep and the program's path.
+// Tick counter, sleep, the program's path and the calendar clock.
 #include "platform/zulplat.h"
 
 #include <atomic>
@@ -47,4 +47,14 @@ size_t ZULPL_ProgramPath(char *buffer, size_t size)
     }
     buffer[n] = '\0';
     return static_cast<size_t>(n);
+}
+
+int64_t ZULPL_CalendarNow(long *utcOffset)
+{
+    time_t now = time(nullptr);
+    if (utcOffset != nullptr) {
+        struct tm local;
+        *utcOffset = localtime_r(&now, &local) != nullptr ? local.tm_gmtoff : 0;
+    }
+    return static_cast<int64_t>(now);
 }

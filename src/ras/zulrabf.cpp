@@ -110,7 +110,7 @@ static constexpr size_t kHeadRoom = 192;
 // left goes in as a piece of its own, after what has been gathered.
 // Returns the new end of the gathered head.
 static char *put_name(ZULSS_format_t *object, char *head, char *end, const char *text,
-                      size_t length)
+                      size_t length, size_t *written)
 {
     if (text == nullptr)
         text = "NULL";
@@ -118,6 +118,7 @@ static char *put_name(ZULSS_format_t *object, char *head, char *end, const char 
     if (length > (size_t)(head + kHeadRoom - 16 - end)) {
         ZULSS_WriteText(object, head, (size_t)(end - head));
         ZULSS_WriteText(object, text, length);
+        *written += (size_t)(end - head) + length;
         return head;
     }
     memcpy(end, text, length);
@@ -199,6 +200,11 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
 
     ZULSS_time_t now;
     BSS1_GetTime(&now);
+    uint32_t thread = BSS1_ThreadID();
+    context->time = now;
+    context->thread = thread;
+    context->line = line;
+    context->headed = 0;
 
     // Only the thread that finds the store unopened writes the block; the
     // count is read without the lock first so that later lines pay one
@@ -223,17 +229,20 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     // environment routines' text as one, everything behind it as another.
     // No piece of it can start with a line feed after a carriage return,
     // so the records come out as they would from one piece per field.
+    context->headed = 1;
     char head[kHeadRoom];
     char *end = head;
+    size_t written = 0; // head bytes already in the object
     *end++ = '(';
     end = put_hex(end, now.seconds, 8);
     *end++ = '.';
     end = put_hex(end, now.nanoseconds, 8);
     *end++ = '-';
-    end = put_hex(end, BSS1_ThreadID(), 1);
+    end = put_hex(end, thread, 1);
     *end++ = ':';
     if (environments != nullptr) {
         ZULSS_WriteText(object, head, (size_t)(end - head));
+        written += (size_t)(end - head);
         end = head;
         for (ZULRA_envr_t *node = environments; node != nullptr; node = node->next)
             node->routine(node->user, object);
@@ -241,16 +250,23 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     const char *name;
     uint32_t nameLength;
     unit_name(block, entry->unit, &name, &nameLength);
-    end = put_name(object, head, end, name, name ? strnlen(name, nameLength) : 4);
+    context->unitName = name;
+    context->unitLength = name ? (uint32_t)strnlen(name, nameLength) : 0u;
+    end = put_name(object, head, end, name, name ? strnlen(name, nameLength) : 4, &written);
     *end++ = ',';
     end = put_decimal(end, line);
     *end++ = ',';
     *end++ = '"';
-    end = put_name(object, head, end, entry->name, entry->name ? strlen(entry->name) : 4);
+    end = put_name(object, head, end, entry->name, entry->name ? strlen(entry->name) : 4,
+                   &written);
     *end++ = '"';
     *end++ = ')';
     *end++ = ' ';
     ZULSS_WriteText(object, head, (size_t)(end - head));
+    written += (size_t)(end - head);
+    // What the environment routines wrote is not counted: a target that
+    // takes the head apart then looks for its end.
+    context->headLength = environments == nullptr ? (uint32_t)written : 0u;
 
     *format = object;
     return STC1_Success;

@@ -12,9 +12,18 @@
 #include <zul/lex1.h>
 
 #include "internal/zulbuild.h"
+#include "internal/zulcommands.h"
 #include "internal/zulprint.h"
 
-enum { SUB_DUMPCVT = 0, SUB_LOG = 1, SUB_LIST = 2, SUB_SET = 3, SUB_QXBLD = 4, SUB_UNITS = 5 };
+enum {
+    SUB_DUMPCVT = 0,
+    SUB_LOG = 1,
+    SUB_LIST = 2,
+    SUB_SET = 3,
+    SUB_QXBLD = 4,
+    SUB_UNITS = 5,
+    SUB_REOPEN = 6
+};
 
 // Registered in this order; the console lists the newest first.  An empty
 // description keeps `dumpcvt` out of the usage list: it is for support.
@@ -25,6 +34,7 @@ static constinit const ZULCR_row_t kSubcommands[] = {
     {SUB_SET, "set", "Control traces and filters"},
     {SUB_QXBLD, "qxbld", "Show link unit build information"},
     {SUB_UNITS, "units", "List registered compilation units"},
+    {SUB_REOPEN, "reopen", "Reopen the log file"},
 };
 
 // The labels of a build record's values, by index.
@@ -152,6 +162,9 @@ static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_reque
                 break;
             case SUB_UNITS:
                 show_list(format, RAS1_LIST_UNITS, show_unit);
+                break;
+            case SUB_REOPEN:
+                status = ZULRA_ReopenTarget(format);
                 break;
             }
         }

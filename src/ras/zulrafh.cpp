@@ -9,9 +9,15 @@
 // A line that the batch leaves open waits in the context until a later
 // batch of the same message ends it, and then goes to the store whole: a
 // store never gets part of a line, so another thread's line can never
-// come between the parts of a long one.  The same whole lines go to the
-// feed of the console server's tails while one is attached, once the
-// store's lock has been released.
+// come between the parts of a long one.
+//
+// A store that takes whole messages (the JSON and journal targets, which
+// make one record of a message) gets all the lines of a message in one
+// call when the message ends; lines that come before the head, the
+// opening block, go out at once as lines of their own.
+//
+// The same whole lines go to the feed of the console server's tails
+// while one is attached, once the store's lock has been released.
 #include "ras/zulralg.h"
 
 #include "internal/zulfeed.h"
@@ -96,6 +102,9 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
     return 1;
 }
 
+constinit thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_t *ZULRA_writing =
+    nullptr;
+
 // The lines that one call of the handler gave its store, for the tails'
 // feed (null while no tail is attached).  The feed gets them once the
 // store's lock has been released, so that tails add nothing to the time
@@ -133,7 +142,11 @@ static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, f
     }
     if (store->write == nullptr)
         return 0;
-    return store->write(store->data, text, length, context->entry, context->flags);
+    const ZULRA_fctx_t *outer = ZULRA_writing;
+    ZULRA_writing = context;
+    int result = store->write(store->data, text, length, context->entry, context->flags);
+    ZULRA_writing = outer;
+    return result;
 }
 
 // Gives the open line to the store and empties it; `stays` when nothing
@@ -155,7 +168,9 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
     if (context->pendingLength != 0) {
         fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
         BSS1_GetLock(&context->store->lock);
-        if (!keep(context, "\n", 1))
+        // A message held whole may already end its last line.
+        int ended = context->pending[context->pendingLength - 1] == '\n';
+        if (!ended && !keep(context, "\n", 1))
             (void)write_pending(context, &fed, 1); // the line end is lost, not the text
         result = write_pending(context, &fed, 1);
         BSS1_ReleaseLock(&context->store->lock);
@@ -188,7 +203,9 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // The common batch: one record that ends its line.  The zero byte
     // behind it becomes the line feed, and the text goes out where it is.
     unsigned char first = (unsigned char)*records;
-    if (count == 1 && context->pendingLength == 0 && (first & ZULSS_RECORD_CONTINUED) == 0) {
+    int whole_messages = store->messages && context->headed;
+    if (count == 1 && context->pendingLength == 0 && (first & ZULSS_RECORD_CONTINUED) == 0 &&
+        !whole_messages) {
         uint32_t length = first & ZULSS_RECORD_LENGTH;
         records[1 + length] = '\n';
         result = write_out(context, records + 1, length + 1, &fed, 1);
@@ -220,6 +237,20 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // The finished lines end at the last line feed; what stands behind it
     // is the start of a line that a later batch ends.
     uint32_t total = (uint32_t)(out - records);
+
+    // A whole-message store waits for the message's end.  Without memory
+    // to hold it, what is held and this batch go out as they are: the
+    // message then makes more than one record, but nothing is lost.
+    if (whole_messages) {
+        if (!keep(context, records, total)) {
+            (void)write_pending(context, &fed, 0);
+            result = write_out(context, records, total, &fed, 1);
+        }
+        BSS1_ReleaseLock(&store->lock);
+        feed_now(&fed);
+        return result;
+    }
+
     uint32_t whole = total;
     while (whole > 0 && records[whole - 1] != '\n')
         whole--;

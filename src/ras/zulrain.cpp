@@ -2,7 +2,8 @@
 //
 // Nothing calls a start function: the first sync that is not suspended
 // runs InitializeRAS1 once.  It gives the process its default store on
-// standard output (or the file that ZUL_RAS1 names), reads ZUL_RAS1,
+// standard output (or the target that ZUL_RAS1 names, see zulratg), reads
+// ZUL_RAS1,
 // checks the byte order and writes the library's build banner.
 //
 // All of it runs under once-only construction, so nothing here may sync
@@ -13,10 +14,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-// The default store's stream; standard output until ZUL_RAS1 names a
-// file, which then stays open to the end of the process.
-static constinit FILE *stream_word = nullptr;
 
 // Set once a store of the program's own was registered before the start:
 // the start then leaves ZUL_RAS1 unread.
@@ -33,44 +30,12 @@ void ZULRA_NoteStoreBeforeStart(ZULRA_pcb_t *block)
         __atomic_store_n(&ras1NotRead, 1u, __ATOMIC_RELEASE);
 }
 
-// The longest log file name that ZUL_RAS1 may give.
-#define LONGEST_PATH 511u
-
-// Opens the log file named by the text behind the last ">".  The file
-// is truncated: each start of the process begins a new log.  On any
-// failure the log stays on standard output, without a message, since
-// there is no log yet to say it in.
-static void open_log_file(const char *text, uint32_t length)
-{
-    const char *token = nullptr;
-    uint32_t tokenLength = 0;
-    if (BSS1_Tokenize(&text, &length, &token, &tokenLength, nullptr) != STC1_Success)
-        return;
-    if (tokenLength == 0 || tokenLength > LONGEST_PATH)
-        return;
-    char path[LONGEST_PATH + 1];
-    memcpy(path, token, tokenLength);
-    path[tokenLength] = '\0';
-    FILE *file = fopen(path, "w");
-    if (file != nullptr)
-        __atomic_store_n(&stream_word, file, __ATOMIC_RELEASE);
-}
-
 void ZULRA_LoadSettings(void)
 {
-    __atomic_store_n(&stream_word, stdout, __ATOMIC_RELEASE);
-    (void)RAS1_RegisterStore("ZUL_RAS1", 8, &stream_word, ZULRA_WriteStream, RAS1_ANY);
-
     const char *value = BSS1_LocateEnv("ZUL_RAS1");
+    uint32_t expression = ZULRA_SetUpTarget(value);
     if (value == nullptr)
         return;
-    uint32_t length = (uint32_t)strlen(value);
-    const char *arrow = strrchr(value, '>');
-    uint32_t expression = length;
-    if (arrow != nullptr) {
-        expression = (uint32_t)(arrow - value);
-        open_log_file(arrow + 1, length - expression - 1);
-    }
 
     // The expression is read from a copy: the parser writes into its text
     // and the value belongs to the environment.

@@ -6,6 +6,10 @@
 
 #include "ras/zulra.h"
 
+#include <stdio.h>
+
+struct iovec;
+
 // One row of the class table.  `minLength` is the shortest accepted
 // abbreviation, and the length in which the name is printed unless an
 // earlier row takes that text (see zulraqn); `maxLength` is the name's
@@ -29,6 +33,7 @@ typedef struct ZULRA_store {
     uint32_t weight;    // sort key: narrow stores first
     ZULSS_lock_t lock;  // serializes everything written to the store
     uint32_t opened;    // 0 until the first line; counts first writers
+    uint32_t messages;  // 1: `write` gets each message whole, in one call
 } ZULRA_store_t;
 
 // An environment routine as registered; pushed at the head, never
@@ -53,7 +58,21 @@ typedef struct ZULRA_fctx {
     char *pending;          // the open line's text so far
     uint32_t pendingLength; // bytes held
     uint32_t pendingSize;   // bytes allocated
+    // The facts of the message's head, for the targets that take the head
+    // apart (JSON lines, the journal).
+    ZULSS_time_t time;
+    uint32_t thread;
+    int line;
+    const char *unitName; // as the head shows it
+    uint32_t unitLength;
+    uint32_t headLength; // bytes of head before the message; 0: look for its end
+    uint32_t headed;     // 0 while the opening block goes out, before the head
 } ZULRA_fctx_t;
+
+// The context whose text the calling thread is handing to a store's write
+// routine, or null: set by the format handler around each call, so that a
+// target of the library's own can read the message's facts.
+extern thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_t *ZULRA_writing;
 
 // The log's block of each thread, built at the thread's first line and
 // dropped at its end.  It spares a line the block lock: `spare` is a
@@ -120,10 +139,112 @@ void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
 // The output routine of every log format object.
 int ZULRA_FormatHandler(void *context, char *records, uint32_t count);
 
-// The default store's write routine: `data` is the address of a FILE *
-// word.  Flushes the stream, then writes the lines with one write(2).
-// Always 0.
+// ------------------------------------------------------------------
+// The default store's target: where ZUL_RAS1 sends the log
+// ------------------------------------------------------------------
+
+enum {
+    ZULRA_TO_TEXT = 0,    // the lines as they are: standard output or error, a file
+    ZULRA_TO_JSON = 1,    // one JSON object a message
+    ZULRA_TO_JOURNAL = 2  // one journal entry a message
+};
+
+// The one record of the default store's target: its `data`.  The write
+// routines run under the store's lock, which also guards `buffer`; a
+// reopen swaps the file under `fd` in one step (see ZULPL_ReopenLog).
+typedef struct ZULRA_target {
+    uint32_t form;             // ZULRA_TO_TEXT, _JSON or _JOURNAL
+    int fd;                    // text and JSON: where the lines go
+    FILE *stream;              // the program's stream behind `fd`, or null for a file
+    uint32_t append;           // 1: ">>", the file was not emptied at start
+    char path[512];            // the file, for a reopen; empty for a stream
+    char *buffer;              // JSON object or journal message being built
+    uint32_t bufferSize;
+    int (*send)(const struct iovec *fields, int count); // the journal's sd_journal_sendv
+    char identifier[80];       // the program's name, for the journal
+} ZULRA_target_t;
+
+// The longest file name that ZUL_RAS1 may give.
+#define ZULRA_LONGEST_PATH 511u
+
+// What the text behind the last ">" of ZUL_RAS1 asks for.  `name` points
+// into the value.
+typedef struct ZULRA_targetspec {
+    uint32_t form;
+    uint32_t append;
+    uint32_t stream;    // 1 or 2: standard output or error; 0: a file
+    const char *name;   // the file's name, without white space around it
+    uint32_t nameLength;
+} ZULRA_targetspec_t;
+
+// Splits a ZUL_RAS1 value into its expression and its target: returns the
+// expression's length and fills `spec`.  A value without ">" is all
+// expression, with standard output as target.
+uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetspec_t *spec);
+
+// Opens the target `spec` into `target`.  A target that cannot be opened
+// says so in one line on standard error, naming what it could not open
+// and why, and leaves `target` on standard error in the same form
+// (the journal's lines as text).
+void ZULRA_OpenTarget(ZULRA_target_t *target, const ZULRA_targetspec_t *spec);
+
+// Gives the process its default store on the target that the ZUL_RAS1
+// value `value` (null when unset) names, and takes SIGHUP where
+// ZUL_RAS1_SIGHUP=reopen asks for it.  Returns the length of the value's
+// expression, the text in front of its target.
+uint32_t ZULRA_SetUpTarget(const char *value);
+
+// The write routine of a target's form.
+ZULRA_write_t ZULRA_TargetWriter(const ZULRA_target_t *target);
+
+// The default store's target, set up by ZULRA_LoadSettings; null while the
+// process has none (it registered a store of its own first).
+ZULRA_target_t *ZULRA_Target(void);
+
+// Closes and reopens the file of the default store's target, under the
+// store's lock, so that no line goes half to the old file.  Writes what
+// happened to `format` (a console's).  0; STC1_SystemError when the file
+// could not be opened again (the log stays on the file it had).
+int ZULRA_ReopenTarget(ZULSS_format_t *format);
+
+// Write routines of the forms.  `data` is a ZULRA_target_t.  Always 0:
+// the log has nowhere to report a failed write.
 int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                       uint32_t flags);
+int ZULRA_WriteJson(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
+                    uint32_t flags);
+int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
+                       uint32_t flags);
+
+// Loads the journal's send routine into `target`: 0, or the reason in
+// `why` (a line of text without a line end).
+int ZULRA_LoadJournal(ZULRA_target_t *target, char *why, size_t size);
+
+// A message as a whole-message store's write routine is handed it, taken
+// apart: the text behind the head, without the line feeds around it, and
+// the head's facts from ZULRA_writing.  Lines that came without a head
+// (the opening block) have `headed` 0 and no unit, function, component or
+// kind.
+typedef struct ZULRA_message {
+    const char *text;
+    uint32_t length;
+    int headed;
+    ZULSS_time_t time;
+    uint32_t thread;
+    int line;
+    const char *unit;       // null for no head
+    uint32_t unitLength;
+    const char *function;   // null for no head
+    uint32_t functionLength;
+    const char *component;  // null for no head or no component
+    uint32_t componentLength;
+    uint32_t kind;          // the trace kind's class bit, 0 for none
+} ZULRA_message_t;
+
+void ZULRA_TakeApart(const char *text, uint32_t length, ZULRA_entry_t *entry, uint32_t flags,
+                     ZULRA_message_t *message);
+
+// The name of a trace kind (RAS1_ERROR ... RAS1_DETAIL), or null for none.
+const char *ZULRA_KindName(uint32_t kind);
 
 #endif
