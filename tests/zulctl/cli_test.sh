@@ -7,7 +7,7 @@ work=$(mktemp -d)
 pid=
 cleanup() {
     exec 3>&- 2>/dev/null || true
-    [[ -n $pid ]] && wait "$pid" 2>/dev/null || true
+    wait 2>/dev/null || true
     rm -rf "$work"
 }
 trap cleanup EXIT
@@ -95,6 +95,32 @@ ${d[*]} zul_demo bss1 |config getenv info
 ${d[*]} zul_demo res1 |
 ${d[*]} zul_demo ras1 log |
 LIST
+
+# tail --ring begins with what the log holds in memory, the opening block
+# first; tail --all watches every process of the name, each line behind
+# its process's ID, until interrupted, and then exits 0.
+# The second demo is not given the script's end of the pipe, which would
+# keep both demos from ever seeing their input end.
+ZUL_CONSOLE="$work/s" "$demo" <"$work/in" >/dev/null 2>&1 3>&- &
+second=$!
+for ((i = 0; i < 100; i++)); do
+    [[ -e $work/s/zul_demo.$second.sock ]] && break
+    sleep 0.1
+done
+"$zulctl" "${d[@]}" --all zul_demo 'ras1 set (unit=demo_net FLOW)' >/dev/null || fail "ras1 set in both demos"
+"$zulctl" "${d[@]}" tail --ring "$pid" >"$work/ring" &
+tailing=$!
+"$zulctl" "${d[@]}" tail --all zul_demo >"$work/all" &
+watching=$!
+sleep 1.5
+kill -INT "$tailing" "$watching"
+wait "$tailing" || fail "tail --ring: status $?"
+wait "$watching" || fail "tail --all: status $?"
+grep -q 'Torvel QX/RAS1 Service Log' <(head -n 1 "$work/ring") || fail "tail --ring began: $(head -n 1 "$work/ring")"
+for p in "$pid" "$second"; do
+    grep -q "^$p: (.*\"net_handle\") Entry\$" "$work/all" || fail "tail --all: no Entry line of $p: $(head -n 3 "$work/all")"
+done
+grep -qv '^[0-9]*: ' "$work/all" && fail "tail --all: a line without its process: $(grep -v '^[0-9]*: ' "$work/all" | head -n 1)"
 
 # A tail's request in place of a command is refused by zulctl itself.
 set +e
