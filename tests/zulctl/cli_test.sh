@@ -129,6 +129,15 @@ status=$?
 set -e
 [[ $status == 125 && $err == "zulctl: .tail is the request of zulctl tail"* ]] || fail "zulctl PID .tail: $status '$err'"
 
+# At a terminal the prompt is libedit's: the process's prompt, the
+# answers, and a history of the lines in ~/.zulctl_history.
+typed=$(printf '?\nbss1 x\n' | HOME="$work" timeout 20 script -qec "$zulctl --dir $work/s $pid" /dev/null |
+    tr -d '\r') || fail "prompt: status $?"
+[[ $typed == *"zul_demo.$pid> ?"*"bss1: Manage BSS1"*"zul_demo.$pid> bss1 x"*"subcommand x not recognized"* ]] ||
+    fail "prompt: $typed"
+[[ $(tail -n 2 "$work/.zulctl_history" 2>/dev/null) == $'?\nbss1\\040x' ]] ||
+    fail "history: $(cat "$work/.zulctl_history" 2>&1)"
+
 # In an interactive bash on a terminal, a tab completes the subcommand.
 printf 'PS1="$ "\nsource %q\n' "$src/tools/zulctl/zulctl.bash" >"$work/rc"
 typed=$(printf 'zulctl li\t\n' | PATH="$(dirname "$zulctl"):$PATH" timeout 20 script -qec \
