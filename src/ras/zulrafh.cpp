@@ -15,7 +15,12 @@
 // make one record of a message) gets all the lines of a message in one
 // call when the message ends; lines that come before the head, the
 // opening block, go out at once as lines of their own.
+//
+// The same whole lines go to the feed of the console server's tails
+// while one is attached, once the store's lock has been released.
 #include "ras/zulralg.h"
+
+#include "internal/zulfeed.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -26,6 +31,8 @@
 // write position always has length 0, and one batch's records stand side
 // by side.  All zero bytes are a valid, unused lock.
 static constinit ZULSS_lock_t ring_lock = {};
+
+constinit std::atomic<ZULRA_feed_t> ZULRA_feed{nullptr};
 
 // A context keeps a buffer of up to this size for its next message; a
 // larger one, left by a very long line, goes back to the heap.
@@ -98,11 +105,42 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
 constinit thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_t *ZULRA_writing =
     nullptr;
 
-// Gives text to the store's routine.  The caller holds the store's lock.
-static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
+// The lines that one call of the handler gave its store, for the tails'
+// feed (null while no tail is attached).  The feed gets them once the
+// store's lock has been released, so that tails add nothing to the time
+// in which a store's writers exclude each other; a thread's lines still
+// reach it in the order the thread wrote them.  One piece waits, and only
+// while its text stays where it is until the handler returns; an earlier
+// piece is always fed before a later one.
+typedef struct fed {
+    ZULRA_feed_t feed;
+    const char *text;
+    uint32_t length;
+} fed_t;
+
+static void feed_now(fed_t *fed)
+{
+    if (fed->length != 0) {
+        fed->feed(fed->text, fed->length);
+        fed->length = 0;
+    }
+}
+
+// Gives text to the store's routine, and to the feed: at once, or, when
+// `stays`, once the lock is released.  The caller holds the store's lock.
+static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, fed_t *fed, int stays)
 {
     ZULRA_store_t *store = context->store;
-    if (length == 0 || store->write == nullptr)
+    if (length == 0)
+        return 0;
+    if (fed->feed != nullptr) {
+        feed_now(fed);
+        fed->text = text;
+        fed->length = length;
+        if (!stays)
+            feed_now(fed);
+    }
+    if (store->write == nullptr)
         return 0;
     const ZULRA_fctx_t *outer = ZULRA_writing;
     ZULRA_writing = context;
@@ -111,11 +149,12 @@ static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
     return result;
 }
 
-// Gives the open line to the store and empties it.  The caller holds the
-// store's lock.
-static int write_pending(ZULRA_fctx_t *context)
+// Gives the open line to the store and empties it; `stays` when nothing
+// is kept in the context before the handler returns.  The caller holds
+// the store's lock.
+static int write_pending(ZULRA_fctx_t *context, fed_t *fed, int stays)
 {
-    int result = write_out(context, context->pending, context->pendingLength);
+    int result = write_out(context, context->pending, context->pendingLength, fed, stays);
     context->pendingLength = 0;
     return result;
 }
@@ -127,13 +166,15 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
 {
     int result = 0;
     if (context->pendingLength != 0) {
+        fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
         BSS1_GetLock(&context->store->lock);
         // A message held whole may already end its last line.
         int ended = context->pending[context->pendingLength - 1] == '\n';
         if (!ended && !keep(context, "\n", 1))
-            (void)write_pending(context); // the line end is lost, not the text
-        result = write_pending(context);
+            (void)write_pending(context, &fed, 1); // the line end is lost, not the text
+        result = write_pending(context, &fed, 1);
         BSS1_ReleaseLock(&context->store->lock);
+        feed_now(&fed);
     }
     if (context->pendingSize > KEPT_PENDING) {
         free(context->pending);
@@ -154,6 +195,7 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
 
     ZULRA_store_t *store = context->store;
     int result = 0;
+    fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
     BSS1_GetLock(&store->lock);
 
     capture(block, records, count);
@@ -166,8 +208,9 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
         !whole_messages) {
         uint32_t length = first & ZULSS_RECORD_LENGTH;
         records[1 + length] = '\n';
-        result = write_out(context, records + 1, length + 1);
+        result = write_out(context, records + 1, length + 1, &fed, 1);
         BSS1_ReleaseLock(&store->lock);
+        feed_now(&fed);
         return result;
     }
 
@@ -200,10 +243,11 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // message then makes more than one record, but nothing is lost.
     if (whole_messages) {
         if (!keep(context, records, total)) {
-            (void)write_pending(context);
-            result = write_out(context, records, total);
+            (void)write_pending(context, &fed, 0);
+            result = write_out(context, records, total, &fed, 1);
         }
         BSS1_ReleaseLock(&store->lock);
+        feed_now(&fed);
         return result;
     }
 
@@ -211,23 +255,27 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     while (whole > 0 && records[whole - 1] != '\n')
         whole--;
 
+    // The records stay as they are until the handler returns; the open
+    // line's buffer is refilled below, so what it gives goes to the feed
+    // at once.
     if (context->pendingLength == 0) {
-        result = write_out(context, records, whole);
+        result = write_out(context, records, whole, &fed, 1);
     } else if (whole != 0) {
         // The batch ends the open line: the line's start and its end go
         // out together.
         if (keep(context, records, whole)) {
-            result = write_pending(context);
+            result = write_pending(context, &fed, 0);
         } else {
-            (void)write_pending(context); // torn without memory, not lost
-            result = write_out(context, records, whole);
+            (void)write_pending(context, &fed, 0); // torn without memory, not lost
+            result = write_out(context, records, whole, &fed, 1);
         }
     }
     if (!keep(context, records + whole, total - whole)) {
-        (void)write_pending(context);
-        result = write_out(context, records + whole, total - whole);
+        (void)write_pending(context, &fed, 0);
+        result = write_out(context, records + whole, total - whole, &fed, 1);
     }
 
     BSS1_ReleaseLock(&store->lock);
+    feed_now(&fed);
     return result;
 }
