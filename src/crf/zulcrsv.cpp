@@ -218,7 +218,7 @@ bool start_tail(ZULCR_server_t *s, ZULCR_conn_t *c, bool ring, uint32_t now)
     // in both.
     RingCopy copy = {body};
     if (ring)
-        ZULRA_ReadRing(kRingLines, copy_ring_line, &copy);
+        ZULRA_CopyRing(kRingLines, copy_ring_line, &copy);
     queue_reply(c, o, body, ZULCR_REPLY_TAIL, uint32_t(copy.at - body), now);
     return true;
 }

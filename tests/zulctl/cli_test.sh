@@ -112,7 +112,16 @@ done
 tailing=$!
 "$zulctl" "${d[@]}" tail --all zul_demo >"$work/all" &
 watching=$!
-sleep 1.5
+# Wait until both tails have shown what is checked below (a slow build,
+# under a sanitizer, takes longer to attach than a plain one).
+for ((i = 0; i < 200; i++)); do
+    if grep -q 'Torvel QX/RAS1 Service Log' "$work/ring" 2>/dev/null &&
+        grep -q "^$pid: .*Entry\$" "$work/all" 2>/dev/null &&
+        grep -q "^$second: .*Entry\$" "$work/all" 2>/dev/null; then
+        break
+    fi
+    sleep 0.1
+done
 kill -INT "$tailing" "$watching"
 wait "$tailing" || fail "tail --ring: status $?"
 wait "$watching" || fail "tail --all: status $?"
