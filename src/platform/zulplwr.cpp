@@ -1,5 +1,6 @@
 // ZULPL_WriteAll: whole writes to a file descriptor, without the
-// cancellation bookkeeping of the C library's write.
+// cancellation bookkeeping of the C library's write; and ZULPL_WriteWithin,
+// which gives up on a reader that takes nothing.
 //
 // The C library's write(2) wrapper turns asynchronous cancellation on and
 // off around the system call on every call; the log writes once a line
@@ -8,6 +9,8 @@
 #include "platform/zulplat.h"
 
 #include <errno.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,4 +25,40 @@ void ZULPL_WriteAll(int fd, const char *text, size_t length)
         text += n;
         length -= static_cast<size_t>(n);
     }
+}
+
+size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patience)
+{
+    struct stat st;
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
+        size_t done = 0;
+        while (done < length) {
+            long n = syscall(SYS_write, fd, text + done, length - done);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                break;
+            done += static_cast<size_t>(n);
+        }
+        return done;
+    }
+    // A pipe or a socket: a write of one page waits for no more room than
+    // poll has seen free, so the wait is poll's and bounded.
+    size_t done = 0;
+    while (done < length) {
+        struct pollfd p = {fd, POLLOUT, 0};
+        int ready = poll(&p, 1, static_cast<int>(patience));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0 || (p.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
+            break;
+        size_t piece = length - done < 4096 ? length - done : 4096;
+        long n = syscall(SYS_write, fd, text + done, piece);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        done += static_cast<size_t>(n);
+    }
+    return done;
 }

@@ -149,6 +149,23 @@ enum {
     ZULRA_TO_JOURNAL = 2  // one journal entry a message
 };
 
+// The lines that a text or JSON target holds for one large write (see
+// zulrabu).  They are appended under the store's lock; what has gone to
+// the file is a prefix of them, `done`.  The rest may be written out from
+// any thread without the lock, by a signal handler too, so the counts are
+// read and written with atomic operations, and the one thread writing at a
+// time names itself in `writer`.
+typedef struct ZULRA_hold {
+    char *bytes;       // null: every line is written as it comes
+    uint32_t size;
+    uint32_t used;     // bytes of whole lines held
+    uint32_t done;     // of them, bytes written to the file
+    uint32_t writer;   // the thread writing them out, 0 for none
+    uint32_t through;  // 1: each line goes out at once, for the process is ending
+    uint32_t oldest;   // the head's time of the first line held, in milliseconds
+    uint32_t armed;    // 1 once the signals that end the process write it out
+} ZULRA_hold_t;
+
 // The one record of the default store's target: its `data`.  The write
 // routines run under the store's lock, which also guards `buffer`; a
 // reopen swaps the file under `fd` in one step (see ZULPL_ReopenLog).
@@ -162,6 +179,7 @@ typedef struct ZULRA_target {
     uint32_t bufferSize;
     int (*send)(const struct iovec *fields, int count); // the journal's sd_journal_sendv
     char identifier[80];       // the program's name, for the journal
+    ZULRA_hold_t hold;         // text and JSON: lines held for one large write
 } ZULRA_target_t;
 
 // The longest file name that ZUL_RAS1 may give.
@@ -202,10 +220,40 @@ ZULRA_write_t ZULRA_TargetWriter(const ZULRA_target_t *target);
 ZULRA_target_t *ZULRA_Target(void);
 
 // Closes and reopens the file of the default store's target, under the
-// store's lock, so that no line goes half to the old file.  Writes what
-// happened to `format` (a console's).  0; STC1_SystemError when the file
-// could not be opened again (the log stays on the file it had).
+// store's lock, so that no line goes half to the old file; the lines held
+// go to the old one first.  Writes what happened to `format` (a
+// console's).  0; STC1_SystemError when the file could not be opened
+// again (the log stays on the file it had).
 int ZULRA_ReopenTarget(ZULSS_format_t *format);
+
+// Writes out the lines that the default store's target holds, under the
+// store's lock, and says on `format` what went where.  Always 0.
+int ZULRA_FlushTarget(ZULSS_format_t *format);
+
+// Lines held for large writes (zulrabu).  ZULRA_HoldLines gives `target`
+// its buffer unless `setting` (ZUL_RAS1_BUFFER, null when unset) turns
+// buffering off or the target is a terminal or the journal; a target with
+// a buffer is then written out at exit, before fork, and, from its first
+// line held on, before a signal ends the process.
+void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting);
+
+// Gives whole lines to the target: held, or written at once where there
+// is no buffer.  Held lines go out when the buffer is full, with an ERROR
+// line (`flags` carry the kind), when the oldest is older than
+// ZULRA_HOLD_AGE, and from then on with every line once the process is
+// ending.  The caller holds the store's lock.  Always 0.
+#define ZULRA_HOLD_AGE 100u
+int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags);
+
+// Writes the held lines out and empties the buffer.  The caller holds the
+// store's lock.  Returns the bytes written.
+uint32_t ZULRA_WriteHeld(ZULRA_target_t *target);
+
+// Writes the held lines out without the store's lock and with write(2)
+// only, so that it may run in a signal handler, on any thread; `ending`
+// makes every later line go out at once.  A line being added at that
+// moment may be missing; nothing before it is.
+void ZULRA_DrainHeld(ZULRA_target_t *target, int ending);
 
 // Write routines of the forms.  `data` is a ZULRA_target_t.  Always 0:
 // the log has nowhere to report a failed write.

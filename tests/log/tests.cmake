@@ -27,3 +27,12 @@ foreach(lang C CXX)
       PASS_REGULAR_EXPRESSION "-Werror[=,](-W)?format")
   endforeach()
 endforeach()
+
+# Nothing the buffered log holds is lost when a process ends: the probe,
+# linked with the shared library as a program would be, writes numbered
+# lines and dies in one of the ways a server dies.
+add_executable(zul_ending_probe ${CMAKE_CURRENT_LIST_DIR}/ending_probe.cpp)
+target_link_libraries(zul_ending_probe PRIVATE zul)
+zul_add_test(zul_test_ending SOURCES ${CMAKE_CURRENT_LIST_DIR}/ending_test.cpp)
+target_compile_definitions(zul_test_ending PRIVATE ZUL_ENDING_PROBE="$<TARGET_FILE:zul_ending_probe>")
+add_dependencies(zul_test_ending zul_ending_probe)
