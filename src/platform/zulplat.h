@@ -39,6 +39,9 @@ void ZULPL_ExitThread(int code) __attribute__((noreturn));
 // Suspends the calling thread for `milliseconds`, resuming after signals.
 void ZULPL_Sleep(uint32_t milliseconds);
 
+// Gives the processor to another thread that is ready to run, if any.
+void ZULPL_Yield(void);
+
 // Milliseconds since the system started, as an unsigned 32-bit counter
 // that wraps every 49.7 days.
 uint32_t ZULPL_Ticks(void);
