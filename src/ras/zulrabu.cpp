@@ -2,20 +2,27 @@
 // text and JSON targets, and its writing out.
 //
 // A line costs the writer a copy into the buffer; the buffer goes to the
-// file in one write(2) when it is full, with an ERROR line, when a line
-// comes and the oldest held is older than ZULRA_HOLD_AGE, on `ras1 flush`
-// and `ras1 reopen`, and when the process ends: at exit, before fork, and
-// from a signal that ends it (the failure report's and the others, see
-// ZULPL_OnEnding).  Those last are drains: they run without the store's
-// lock, which the thread that dies may hold, and with write(2) only.
+// file in one write(2) when a half of it is full, with an ERROR line, when
+// a line comes and the oldest held is older than ZULRA_HOLD_AGE, on `ras1
+// flush` and `ras1 reopen`, and when the process ends: at exit, before
+// fork, and from a signal that ends it (the failure report's and the
+// others, see ZULPL_OnEnding).  Those last are drains: they run without the
+// store's lock, which the thread that dies may hold, and with write(2)
+// only.
 //
-// So that a drain can run at any moment, on any thread, the buffer is
-// described by three words read and written with atomic operations:
-// `used`, the bytes of whole lines, moved on by the appender (under the
-// store's lock) after the bytes are in place; `done`, the prefix already
-// in the file; and `writer`, the thread that is writing, so that two
-// writes of the same bytes never run at once and the file keeps their
-// order.  Only a writer that holds the store's lock empties the buffer,
+// The buffer has two halves.  A thread that fills one hands it off and
+// goes on in the other: it writes the full half only after it has given
+// back the store's lock, so that other threads add their lines meanwhile
+// rather than wait for the disk.  The other half must be written before
+// lines are added to it again, and halves are written in the order they
+// were filled, so the file keeps the order of the lines.
+//
+// So that a drain can run at any moment, on any thread, each half is
+// described by words read and written with atomic operations: `used`, the
+// bytes of whole lines, moved on by the appender (under the store's lock)
+// after the bytes are in place; `done`, the prefix already in the file;
+// and, for both, `writer`, the thread that is writing, so that two writes
+// never run at once.  Only a writer in ordinary code empties a half,
 // `used` first, so that a drain that interrupts it finds nothing left to
 // write rather than everything again.
 #include "ras/zulralg.h"
@@ -31,11 +38,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t *ZULRA_handedOff =
+    nullptr;
+
 namespace {
 
 // The buffer unless ZUL_RAS1_BUFFER says otherwise, and the bounds of
 // what it may say.
-constexpr uint32_t kDefaultSize = 64u * 1024u;
+constexpr uint32_t kDefaultSize = 256u * 1024u;
 constexpr uint32_t kLeastSize = 4u * 1024u;
 constexpr uint32_t kMostSize = 64u * 1024u * 1024u;
 
@@ -52,35 +62,82 @@ uint32_t own_id()
 
 // Claims the writing for thread `self`: 1 when it now holds it; 0 when it
 // held it already (a drain in a signal handler that interrupted this
-// thread's own write) or gave up waiting after `patience` milliseconds.
+// thread's own write) or, in a drain, gave up waiting after `patience`
+// milliseconds.  Ordinary code (`patience` 0) waits as long as it takes,
+// giving the processor away while it does: the writing is one write(2)
+// of a half, some tens of microseconds.
 int take_writer(ZULRA_hold_t *hold, uint32_t self, uint32_t patience)
 {
-    for (uint32_t waited = 0;; waited++) {
+    for (uint32_t tries = 0;; tries++) {
         uint32_t expected = 0;
         if (__atomic_compare_exchange_n(&hold->writer, &expected, self, false, __ATOMIC_ACQUIRE,
                                         __ATOMIC_RELAXED))
             return 1;
-        if (expected == self || waited >= patience)
+        if (expected == self)
             return 0;
-        ZULPL_Sleep(1);
+        if (patience == 0) {
+            ZULPL_Yield();
+        } else {
+            if (tries >= patience)
+                return 0;
+            ZULPL_Sleep(1);
+        }
     }
 }
 
-// Writes what is held beyond `done`.  Returns the bytes written.
-uint32_t write_rest(ZULRA_target_t *target, int draining)
+// Writes what half `k` holds beyond its `done`.  Returns the bytes
+// written.  The caller holds the writing.
+uint32_t write_rest(ZULRA_target_t *target, uint32_t k, int draining)
 {
     ZULRA_hold_t *hold = &target->hold;
-    uint32_t used = __atomic_load_n(&hold->used, __ATOMIC_ACQUIRE);
-    uint32_t done = __atomic_load_n(&hold->done, __ATOMIC_ACQUIRE);
+    uint32_t used = __atomic_load_n(&hold->used[k], __ATOMIC_ACQUIRE);
+    uint32_t done = __atomic_load_n(&hold->done[k], __ATOMIC_ACQUIRE);
     if (done >= used)
         return 0;
+    const char *from = hold->bytes + (size_t)k * hold->size + done;
     uint32_t length = used - done;
     if (draining)
-        length = (uint32_t)ZULPL_WriteWithin(target->fd, hold->bytes + done, length, kPatience);
+        length = (uint32_t)ZULPL_WriteWithin(target->fd, from, length, kPatience);
     else
-        ZULPL_WriteAll(target->fd, hold->bytes + done, length);
-    __atomic_store_n(&hold->done, done + length, __ATOMIC_RELEASE);
+        ZULPL_WriteAll(target->fd, from, length);
+    __atomic_store_n(&hold->done[k], done + length, __ATOMIC_RELEASE);
     return length;
+}
+
+// Writes half `k`, which is not the one being filled, and empties it.
+// Nothing is done if it has become the half being filled: whoever made it
+// so wrote it first.  Returns the bytes written.
+uint32_t write_half(ZULRA_target_t *target, uint32_t k)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    // Only a drain on another thread, or the thread that handed the half
+    // off, can hold the writing meanwhile; both are bounded.
+    int owned = take_writer(hold, ZULPL_ThreadId(), 0);
+    uint32_t written = 0;
+    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != k) {
+        written = write_rest(target, k, 0);
+        if (owned) {
+            __atomic_store_n(&hold->used[k], 0u, __ATOMIC_RELEASE);
+            __atomic_store_n(&hold->done[k], 0u, __ATOMIC_RELEASE);
+        }
+    }
+    if (owned)
+        __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
+    return written;
+}
+
+// Makes the half being filled the one to write, and the other, written
+// out first, the one to fill; `*written` (if not null) gets the bytes that
+// took.  Returns the half handed off.  The caller holds the store's lock.
+uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t full = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
+    uint32_t older = write_half(target, 1 - full);
+    if (written != nullptr)
+        *written = older;
+    __atomic_store_n(&hold->fill, 1 - full, __ATOMIC_RELEASE);
+    return full;
 }
 
 // The head's time of the line being written, in milliseconds.
@@ -151,9 +208,12 @@ void empty_in_child()
     ZULRA_target_t *target = ZULRA_Target();
     if (target == nullptr || target->hold.bytes == nullptr)
         return;
-    __atomic_store_n(&target->hold.used, 0u, __ATOMIC_RELAXED);
-    __atomic_store_n(&target->hold.done, 0u, __ATOMIC_RELAXED);
+    for (int k = 0; k < 2; k++) {
+        __atomic_store_n(&target->hold.used[k], 0u, __ATOMIC_RELAXED);
+        __atomic_store_n(&target->hold.done[k], 0u, __ATOMIC_RELAXED);
+    }
     __atomic_store_n(&target->hold.writer, 0u, __ATOMIC_RELEASE);
+    ZULRA_handedOff = nullptr;
 }
 
 // At exit, and when the library is unloaded: lines held go out, and
@@ -172,7 +232,7 @@ void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
     uint32_t size = wanted_size(setting);
     if (size == 0)
         return;
-    char *bytes = (char *)malloc(size);
+    char *bytes = (char *)malloc(2 * (size_t)size);
     if (bytes == nullptr)
         return; // each line is written as it comes
     target->hold.size = size;
@@ -180,20 +240,23 @@ void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
     (void)ZULPL_OnFork(drain_now, empty_in_child);
 }
 
+void ZULRA_WriteHandedOff(void)
+{
+    ZULRA_target_t *target = ZULRA_handedOff;
+    if (target == nullptr)
+        return;
+    ZULRA_handedOff = nullptr;
+    (void)write_half(target, 1 - __atomic_load_n(&target->hold.fill, __ATOMIC_ACQUIRE));
+}
+
 uint32_t ZULRA_WriteHeld(ZULRA_target_t *target)
 {
     ZULRA_hold_t *hold = &target->hold;
     if (hold->bytes == nullptr)
         return 0;
-    // Only a drain on another thread can hold the writing while this
-    // thread holds the store's lock; it is bounded, so the wait is too.
-    int owned = take_writer(hold, ZULPL_ThreadId(), UINT32_MAX);
-    uint32_t written = write_rest(target, 0);
-    if (owned) {
-        __atomic_store_n(&hold->used, 0u, __ATOMIC_RELEASE);
-        __atomic_store_n(&hold->done, 0u, __ATOMIC_RELEASE);
-        __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
-    }
+    uint32_t written;
+    uint32_t full = hand_off(target, &written);
+    written += write_half(target, full);
     // What the program wrote to the same stream since the lines held
     // follows them.
     if (target->stream != nullptr && __fpending(target->stream) != 0)
@@ -215,14 +278,20 @@ int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_
     if (target->stream != nullptr && __fpending(target->stream) != 0)
         ZULRA_WriteHeld(target);
 
-    uint32_t used = __atomic_load_n(&hold->used, __ATOMIC_RELAXED);
+    uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
+    uint32_t used = __atomic_load_n(&hold->used[fill], __ATOMIC_RELAXED);
     if (length > hold->size - used) {
-        ZULRA_WriteHeld(target);
-        used = __atomic_load_n(&hold->used, __ATOMIC_RELAXED);
-        if (length > hold->size - used) {
-            ZULPL_WriteAll(target->fd, text, length); // longer than the whole buffer
+        if (length > hold->size) { // longer than a half: after all the rest
+            ZULRA_WriteHeld(target);
+            ZULPL_WriteAll(target->fd, text, length);
             return 0;
         }
+        // The full half is written once the lock is given back; the
+        // other, written out first if need be, takes the line.
+        hand_off(target);
+        ZULRA_handedOff = target;
+        fill = 1 - fill;
+        used = 0;
     }
     uint32_t now = line_time();
     if (used == 0) {
@@ -235,12 +304,15 @@ int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_
             ZULPL_OnEnding(drain_ending);
         }
     }
-    memcpy(hold->bytes + used, text, length);
-    __atomic_store_n(&hold->used, used + length, __ATOMIC_RELEASE);
+    memcpy(hold->bytes + (size_t)fill * hold->size + used, text, length);
+    __atomic_store_n(&hold->used[fill], used + length, __ATOMIC_RELEASE);
 
-    if (RAS1_WRITE_KIND(flags) == RAS1_ERROR || (int32_t)(now - hold->oldest) >= (int32_t)ZULRA_HOLD_AGE ||
-        __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0)
-        ZULRA_WriteHeld(target);
+    if (RAS1_WRITE_KIND(flags) == RAS1_ERROR ||
+        (int32_t)(now - hold->oldest) >= (int32_t)ZULRA_HOLD_AGE ||
+        __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0) {
+        hand_off(target);
+        ZULRA_handedOff = target;
+    }
     return 0;
 }
 
@@ -253,8 +325,12 @@ void ZULRA_DrainHeld(ZULRA_target_t *target, int ending)
         __atomic_store_n(&hold->through, 1u, __ATOMIC_RELEASE);
     // A write under way on another thread is waited for, for a while:
     // beyond that the bytes it holds are written again rather than lost.
+    // While this drain writes, no half is handed off, so the older half,
+    // the one not being filled, goes first.
     int owned = take_writer(hold, own_id(), kPatience);
-    (void)write_rest(target, 1);
+    uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE);
+    (void)write_rest(target, 1 - fill, 1);
+    (void)write_rest(target, fill, 1);
     if (owned)
         __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
 }

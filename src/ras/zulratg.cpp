@@ -196,6 +196,19 @@ ZULRA_target_t *ZULRA_Target(void)
     return __atomic_load_n(&published, __ATOMIC_ACQUIRE);
 }
 
+int ZULRA_PrepareTargetStore(ZULRA_store_t *store)
+{
+    ZULRA_target_t *target = ZULRA_Target();
+    if (target == nullptr || store->data != target)
+        return 0;
+    ZULSS_lock_t *ring = ZULRA_RingLock();
+    __atomic_store_n(&store->lock.handle, __atomic_load_n(&ring->handle, __ATOMIC_ACQUIRE),
+                     __ATOMIC_RELEASE);
+    __atomic_store_n(&store->lock.created, 1u, __ATOMIC_RELEASE);
+    store->messages = target->form != ZULRA_TO_TEXT;
+    return 1;
+}
+
 // The default store, found under the block lock; the two locks are
 // never held together.
 static ZULRA_store_t *default_store(void)
@@ -225,14 +238,6 @@ uint32_t ZULRA_SetUpTarget(const char *value)
     __atomic_store_n(&published, target, __ATOMIC_RELEASE);
 
     (void)RAS1_RegisterStore("ZUL_RAS1", 8, target, ZULRA_TargetWriter(target), RAS1_ANY);
-    if (target->form != ZULRA_TO_TEXT) {
-        ZULRA_store_t *store = default_store();
-        if (store != nullptr) {
-            BSS1_GetLock(&store->lock);
-            store->messages = 1;
-            BSS1_ReleaseLock(&store->lock);
-        }
-    }
 
     const char *hangup = BSS1_LocateEnv("ZUL_RAS1_SIGHUP");
     if (hangup != nullptr && strcasecmp(hangup, "reopen") == 0 && target->path[0] != '\0') {
