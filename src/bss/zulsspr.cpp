@@ -98,32 +98,40 @@ constexpr struct LiteralStops {
     }
 } kStops;
 
+// The sanitizers would call reading past a format's terminator reading
+// out of bounds, so their builds take the byte-by-byte scan.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ZULSS_SCAN_BYTES 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ZULSS_SCAN_BYTES 1
+#endif
+#endif
+
 // The first stop byte at or after `text`.  Sixteen bytes are looked at a
 // time, from aligned addresses: an aligned block never reaches into the
 // next page, so the bytes of a block behind the terminator may be read,
-// though they are not the format's.  The sanitizers would call that
-// reading out of bounds, so they are told to leave this function alone.
-#if defined(__SSE2__)
-__attribute__((no_sanitize("address", "thread"), always_inline)) inline const char *
-find_stop(const char *text)
+// though they are not the format's.
+#if defined(__SSE2__) && !defined(ZULSS_SCAN_BYTES)
+inline unsigned stops_in(const char *block)
 {
-    const __m128i percent = _mm_set1_epi8('%');
-    const __m128i feed = _mm_set1_epi8('\n');
-    const __m128i zero = _mm_setzero_si128();
+    const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(block));
+    const __m128i hit = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('%')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\n'))),
+        _mm_cmpeq_epi8(v, _mm_setzero_si128()));
+    return static_cast<unsigned>(_mm_movemask_epi8(hit));
+}
+
+inline const char *find_stop(const char *text)
+{
     const uintptr_t skew = reinterpret_cast<uintptr_t>(text) & 15u;
     const char *block = text - skew;
-    auto stops = [&](const char *at) -> unsigned {
-        __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(at));
-        __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, percent), _mm_cmpeq_epi8(v, feed)),
-                                   _mm_cmpeq_epi8(v, zero));
-        return static_cast<unsigned>(_mm_movemask_epi8(hit));
-    };
-    unsigned mask = stops(block) >> skew; // the bytes in front of `text` do not count
+    unsigned mask = stops_in(block) >> skew; // the bytes in front of `text` do not count
     if (mask != 0)
         return text + __builtin_ctz(mask);
     for (;;) {
         block += 16;
-        mask = stops(block);
+        mask = stops_in(block);
         if (mask != 0)
             return block + __builtin_ctz(mask);
     }
