@@ -86,18 +86,6 @@ void stage(Output &out, const char *text, size_t length)
     }
 }
 
-// Bytes that end a stretch of literal format text: "%", the terminator and
-// the line feed.
-constexpr struct LiteralStops {
-    bool stop[256];
-    constexpr LiteralStops() : stop{}
-    {
-        stop[static_cast<unsigned char>('%')] = true;
-        stop[0] = true;
-        stop[static_cast<unsigned char>('\n')] = true;
-    }
-} kStops;
-
 // The sanitizers would call reading past a format's terminator reading
 // out of bounds, so their builds take the byte-by-byte scan.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -137,6 +125,18 @@ inline const char *find_stop(const char *text)
     }
 }
 #else
+// Bytes that end a stretch of literal format text: "%", the terminator and
+// the line feed.
+constexpr struct LiteralStops {
+    bool stop[256];
+    constexpr LiteralStops() : stop{}
+    {
+        stop[static_cast<unsigned char>('%')] = true;
+        stop[0] = true;
+        stop[static_cast<unsigned char>('\n')] = true;
+    }
+} kStops;
+
 inline const char *find_stop(const char *text)
 {
     while (!kStops.stop[static_cast<unsigned char>(*text)])

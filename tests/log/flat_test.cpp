@@ -85,6 +85,11 @@ TEST(FlatLine, StoreAndRingGetWhatTheRecordsWouldGive)
     fill127.assign(127 - head, 'b');
     fill128.assign(128 - head, 'c');
 
+    // Some of the formats are wrong on purpose: they must fall back to
+    // the records and come out as the engine makes them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat"
+#pragma GCC diagnostic ignored "-Wformat-extra-args"
     const Case cases[] = {
         {"plain", BOTH("plain text\n")},
         {"ints", BOTH("%d %i %u %x %X|\n", INT_MIN, -1, UINT_MAX, 0xBEEFu, 0xBEEFu)},
@@ -99,7 +104,7 @@ TEST(FlatLine, StoreAndRingGetWhatTheRecordsWouldGive)
         {"feed in text", BOTH("[%s]\n", "two\nlines")},
         {"feed in char", BOTH("[%c]\n", '\n')},
         {"width", BOTH("[%5d] [%-3s]\n", 42, "ab")},
-        {"half", BOTH("%hd %hhu\n", 70000, 300)},
+        {"half", BOTH("%hd %hhu\n", short{-2}, (unsigned char)200)},
         {"two lines", BOTH("first\nsecond\n")},
         {"percent at end", BOTH("trailing %")},
         {"unknown", BOTH("%y %d\n", 9)},
@@ -110,6 +115,7 @@ TEST(FlatLine, StoreAndRingGetWhatTheRecordsWouldGive)
         {"300", BOTH("%s%s%s|\n", std::string(100, 'x').c_str(), std::string(100, 'y').c_str(),
                      std::string(100, 'z').c_str())},
     };
+#pragma GCC diagnostic pop
     for (const Case &c : cases) {
         std::string got[2];
         std::vector<std::string> ring[2];
