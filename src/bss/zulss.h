@@ -98,8 +98,4 @@ typedef struct ZULSS_config {
 // holds configLock.
 ZULSS_config_t *ZULSS_FindConfig(ZULSS_pcb_t *pcb, const char *name);
 
-// Runs at the end of the BSS1 block's construction: registers the bss1
-// console command.
-void ZULSS_RegisterCommand(void *pcb);
-
 #endif

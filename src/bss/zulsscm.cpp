@@ -8,6 +8,7 @@
 //   info               the facts that head the log
 //   config [NAME | NAME=value] ...   shows or sets configuration variables
 #include "bss/zulss.h"
+#include "internal/zulcommands.h"
 #include "internal/zulprint.h"
 
 #include <zul/crf1.h>

@@ -528,7 +528,9 @@ size_t ZULSS_SystemEnvPath(const char *table, const char *program, char *out, si
 {
     if (table == nullptr || program == nullptr || *program == '\0' || size == 0)
         return 0;
-    FILE *file = fopen(table, "re"); // close-on-exec, like every descriptor of the library
+    // The table is read like the files it names: a regular file only.
+    int kind;
+    FILE *file = ZULPL_OpenText(table, nullptr, &kind);
     if (file == nullptr)
         return 0;
     size_t found = 0;

@@ -3,6 +3,7 @@
 // Code refers to the public descriptor, a word block whose constructor
 // resolves the real one: the first reader of either gets the same block.
 #include "bss/zulss.h"
+#include "internal/zulcommands.h"
 #include "platform/zulplat.h"
 
 static void drop_at_thread_end(void *table)
@@ -21,6 +22,8 @@ static void construct_pcb(void *block)
     BSS1_InitializeLock(&pcb->keyLock);
     pcb->lineLimit = 127;
     ZULPL_TlsAlloc(&pcb->tlsIndex, drop_at_thread_end);
+    // The bss1 command, once no construction is under way; null without
+    // the command units (internal/zulcommands.h).
     BSS1_InitializeEpilog(ZULSS_RegisterCommand, pcb);
 }
 

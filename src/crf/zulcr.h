@@ -112,6 +112,14 @@ void *ZULCR_NewRecord(size_t fixed, const char *name, uint32_t nameLength,
 // zero-terminated text (0 for null).
 uint32_t ZULCR_Measure(const char *text, uint32_t length);
 
+// The names of the listed subcommands of the one live command whose name
+// begins with `word`, newest first, each ended by a line feed, written to
+// `buffer` as far as whole names fit in `size`.  Nothing runs.  Returns the
+// bytes that all the names take; `*status` is CRF1_OK, CRF1_NotFound or
+// CRF1_Ambiguous as for a command line, or CRF1_Unusable.  A command with a
+// handler of its own has no names.
+uint32_t ZULCR_SubcommandNames(const char *word, uint32_t length, char *buffer, uint32_t size, int *status);
+
 // Destructors of the two resource classes.  The command's takes it off
 // the list and frees it with its subcommands; the console's ends its
 // format object and frees its output.

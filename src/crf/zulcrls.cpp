@@ -44,6 +44,7 @@ void after_fork_in_child()
     ZULPL_CloseFd(s->events);
     ZULPL_CloseFd(s->spare);
     memset(s->conns, 0, sizeof s->conns);
+    ZULCR_TailForget();
     s->running.store(0, std::memory_order_release);
 }
 

@@ -1,7 +1,8 @@
 // crf/zulcrso.h - the console server's state, shared by the units that
-// start and stop it (zulcrls.cpp) and the thread that serves it
-// (zulcrsv.cpp).  The family's other private header, zulcr.h, holds the
-// registry and consoles; this one only the socket side.
+// start and stop it (zulcrls.cpp), the thread that serves it (zulcrsv.cpp)
+// and the queues of its tails (zulcrtl.cpp).  The family's other private
+// header, zulcr.h, holds the registry and consoles; this one only the
+// socket side.
 #ifndef ZUL_SRC_CRF_ZULCRSO_H
 #define ZUL_SRC_CRF_ZULCRSO_H
 
@@ -26,6 +27,10 @@
                                       // may be closed to make room for a new one
 #define ZULCR_SOCKET_REST 250u        // ms the listener rests when no connection
                                       // can be taken on
+#define ZULCR_TAILS 32u               // tail connections at once, so that as many
+                                      // slots stay for commands
+#define ZULCR_TAIL_QUEUE 262144u      // bytes of log lines held for one tail; a
+                                      // power of two
 
 // Statuses of a reply header that the server gives itself, outside the
 // range of any console status.
@@ -34,6 +39,16 @@
 #define ZULCR_REPLY_NO_CONSOLE 103u
 #define ZULCR_REPLY_NO_MEMORY 104u
 #define ZULCR_REPLY_TOO_SLOW 105u  // the line has no LF within its time
+#define ZULCR_REPLY_TOO_MANY_TAILS 106u
+#define ZULCR_REPLY_TAIL 100u      // the connection carries the log from now on
+
+// The server's own requests.  No console line can begin with a full stop
+// (its first word must be a name), so they hide no command.  ".tail", or
+// ".tail ring" to have the capture ring first, turns the connection into a
+// tail; ".subcommands WORD" lists the subcommands of a command without
+// running it, for completion in a shell.
+#define ZULCR_TAIL_REQUEST ".tail"
+#define ZULCR_SUBCOMMANDS_REQUEST ".subcommands"
 
 // Keys of the event set: a connection's is its slot's index.
 #define ZULCR_KEY_LISTENER ZULCR_SOCKET_CONNECTIONS
@@ -56,6 +71,12 @@ typedef struct ZULCR_out {
 // again.  So output of any amount and any source goes through the queue
 // and the event set, and a client that does not read holds up only
 // itself.  Times are ticks.
+// A tail's queue: the log lines that wait for its connection, in a ring
+// of ZULCR_TAIL_QUEUE bytes.  The threads that log put lines in under the
+// feed's lock, or count them as dropped when they do not fit; the server
+// thread takes them out.  Defined in zulcrtl.cpp.
+typedef struct ZULCR_tail ZULCR_tail_t;
+
 typedef struct ZULCR_conn {
     int fd;
     uint32_t console;
@@ -68,10 +89,14 @@ typedef struct ZULCR_conn {
     ZULCR_out_t *last;
     uint32_t queued;       // bytes in the queue not yet written
     uint32_t watched;      // what the event set wants of fd (ZULPL_IO_ bits)
+    ZULCR_tail_t *tail;    // not null: the connection carries the log
     uint8_t used;
     uint8_t ended;         // the peer will send no more
     uint8_t closeAfter;    // close once the queue is empty
     uint8_t partial;       // `in` ends in a line without its LF
+    uint8_t blocked;       // a tail's socket took less than was offered
+    uint8_t polling;       // a busy tail, looked at each millisecond
+    uint32_t tailArmed;    // the tail was last left to wake the server
 } ZULCR_conn_t;
 
 typedef struct ZULCR_server {
@@ -108,6 +133,30 @@ int ZULCR_Listen(const char *directory, uint32_t length, char *path, uint32_t si
 // The trace lines of a listen: the failure under ERROR, the socket's path
 // under STATE.
 void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directory, uint32_t length, int status);
+
+// Tails (zulcrtl.cpp).  A tail is attached by the server thread, which
+// alone drains and detaches it; the log feeds every attached tail.
+
+// A new tail, fed from now on.  `wake` is the descriptor to write a byte
+// to when lines come for a tail that the server has emptied.  0, or
+// ZULCR_REPLY_TOO_MANY_TAILS, or ZULCR_REPLY_NO_MEMORY.
+uint32_t ZULCR_TailAttach(ZULCR_tail_t **tail, int wake);
+
+// Stops feeding the tail and frees it.
+void ZULCR_TailDetach(ZULCR_tail_t *tail);
+
+// The bytes that wait, as one or two pieces (the ring wraps); 0 pieces
+// when none wait.  Lines dropped since the last were taken are reported
+// first by a line of their own.  When nothing waits and `arm` is set the
+// tail is marked so that the next line fed wakes the server.
+uint32_t ZULCR_TailPeek(ZULCR_tail_t *tail, ZULPL_piece_t pieces[2], bool arm);
+
+// `length` bytes of what ZULCR_TailPeek gave have been written.
+void ZULCR_TailTaken(ZULCR_tail_t *tail, uint32_t length);
+
+// In a forked child: forget every tail without touching its lock, which
+// a thread of the parent may have held.
+void ZULCR_TailForget(void);
 
 // The server thread's routine; given &ZULCR_server, with the listener and
 // the wake pipe's read end in the event set.  It ends when `stopping` is

@@ -16,13 +16,23 @@
 // When accepting fails (the process is out of descriptors) the listener
 // rests until a connection closes or a short time has passed, and the log
 // gets one line when that begins and one when it ends.
+//
+// A connection that asks for it with ".tail" becomes a tail: from then on
+// it carries every line of the log as the log writes it, from a queue of
+// its own (zulcrtl.cpp), and takes no more lines.  A tail is bounded by
+// its queue, which drops lines instead of growing, so it is exempt from
+// the limits of time that keep command connections moving: an operator
+// who reads slowly, or not at all for a while, loses lines and is told
+// how many, and is never closed for it.
 #include "crf/zulcrso.h"
+#include "crf/zulcr.h"
 
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include "internal/zulring.h"
 #include "internal/zulunits.h"
 #include "platform/zulplat.h"
 
@@ -77,17 +87,40 @@ bool queue_own(ZULCR_conn_t *c, uint32_t status, const char *message, uint32_t n
     return true;
 }
 
-// Runs one line on the connection's console and queues its reply.  The
-// body is fetched behind room for the longest header, and the header is
-// then written just before it, so that the reply is one run of bytes
-// with the length actually fetched.  False when the connection cannot be
-// answered at all.
+// A reply is built in one allocation: the body goes behind room for the
+// longest header, and the header is then written just before it, so that
+// the reply is one run of bytes with the length actually filled in.
+constexpr uint32_t kHead = 32;  // "ZUL " and two 10-digit numbers, a blank and LF
+
+// A reply with room for `room` bytes of body at `*body`; null without
+// memory.
+ZULCR_out_t *new_reply(uint32_t room, char **body)
+{
+    ZULCR_out_t *o = static_cast<ZULCR_out_t *>(malloc(sizeof *o + kHead + room));
+    if (o != nullptr)
+        *body = reinterpret_cast<char *>(o + 1) + kHead;
+    return o;
+}
+
+// Writes the header before the `length` bytes of body and queues the reply.
+void queue_reply(ZULCR_conn_t *c, ZULCR_out_t *o, char *body, uint32_t status, uint32_t length, uint32_t now)
+{
+    char head[kHead + 1];
+    int h = snprintf(head, sizeof head, "ZUL %u %u\n", unsigned(status), unsigned(length));
+    memcpy(body - h, head, size_t(h));
+    o->text = body - h;
+    o->length = uint32_t(h) + length;
+    queue(c, o, now);
+}
+
+// Runs one line on the connection's console and queues its reply.  False
+// when the connection cannot be answered at all.
 bool run_line(ZULCR_conn_t *c, const char *line, uint32_t length, uint32_t now)
 {
-    constexpr uint32_t kHead = 32;  // "ZUL " and two 10-digit numbers, a blank and LF
     uint32_t pending = 0;
     int status = CRF1_Execute(c->console, line, length, &pending);
-    ZULCR_out_t *o = static_cast<ZULCR_out_t *>(malloc(sizeof *o + kHead + pending));
+    char *body = nullptr;
+    ZULCR_out_t *o = new_reply(pending, &body);
     if (o == nullptr) {
         // Without memory for the reply the output is drained and dropped,
         // so the next line starts clean.
@@ -97,7 +130,6 @@ bool run_line(ZULCR_conn_t *c, const char *line, uint32_t length, uint32_t now)
         }
         return queue_own(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n", now);
     }
-    char *body = reinterpret_cast<char *>(o + 1) + kHead;
     uint32_t got = 0;
     while (got < pending) {
         uint32_t n = 0;
@@ -105,21 +137,122 @@ bool run_line(ZULCR_conn_t *c, const char *line, uint32_t length, uint32_t now)
             break;
         got += n;
     }
-    char head[kHead + 1];
-    int h = snprintf(head, sizeof head, "ZUL %u %u\n", unsigned(status), unsigned(got));
-    memcpy(body - h, head, size_t(h));
-    o->text = body - h;
-    o->length = uint32_t(h) + got;
-    queue(c, o, now);
+    queue_reply(c, o, body, uint32_t(status), got, now);
     return true;
 }
 
+// The server's own requests: a line that begins with a full stop, which
+// no console line can usefully do (its first word must be a name).
+enum class Request { None, Tail, TailRing, Subcommands };
+
+// Which request the line is, and for ".subcommands" the word behind it.
+// A line that only looks like one goes to the console as any other.
+Request server_request(const char *line, uint32_t length, const char **word, uint32_t *wordLength)
+{
+    if (length == 0 || line[0] != '.')
+        return Request::None;
+    // The line's words, at most three.
+    const char *words[3];
+    uint32_t lengths[3], n = 0;
+    for (uint32_t i = 0; i < length;) {
+        if (line[i] == ' ' || line[i] == '\t') {
+            ++i;
+            continue;
+        }
+        if (n == 3)
+            return Request::None;
+        uint32_t from = i;
+        while (i < length && line[i] != ' ' && line[i] != '\t')
+            ++i;
+        words[n] = line + from;
+        lengths[n++] = i - from;
+    }
+    auto is = [&](uint32_t k, const char *text) {
+        return k < n && lengths[k] == strlen(text) && memcmp(words[k], text, lengths[k]) == 0;
+    };
+    if (is(0, ZULCR_TAIL_REQUEST) && n == 1)
+        return Request::Tail;
+    if (is(0, ZULCR_TAIL_REQUEST) && n == 2 && is(1, "ring"))
+        return Request::TailRing;
+    if (is(0, ZULCR_SUBCOMMANDS_REQUEST) && n == 2) {
+        *word = words[1];
+        *wordLength = lengths[1];
+        return Request::Subcommands;
+    }
+    return Request::None;
+}
+
+struct RingCopy {
+    char *at;
+};
+
+void copy_ring_line(void *user, const char *text, uint32_t length)
+{
+    RingCopy *copy = static_cast<RingCopy *>(user);
+    memcpy(copy->at, text, length);
+    copy->at[length] = '\n';
+    copy->at += length + 1;
+}
+
+// Makes the connection a tail: the reply "ZUL 100 <length>" with what the
+// capture ring holds when `ring` asks for it, and the log's lines behind
+// it.  When no tail can be attached the connection gets a reply that says
+// why and stays as it was.  False when there is no memory even for that.
+bool start_tail(ZULCR_server_t *s, ZULCR_conn_t *c, bool ring, uint32_t now)
+{
+    constexpr uint32_t kRingLines = 256;
+    constexpr uint32_t kLineMax = 128 + 1;
+    uint32_t status = ZULCR_TailAttach(&c->tail, s->wake[1]);
+    if (status == ZULCR_REPLY_TOO_MANY_TAILS)
+        return queue_own(c, status, "Too many tails: 32 are attached\n", now);
+    char *body = nullptr;
+    ZULCR_out_t *o = status == 0 ? new_reply(ring ? kRingLines * kLineMax : 0, &body) : nullptr;
+    if (o == nullptr) {
+        if (c->tail != nullptr)
+            ZULCR_TailDetach(c->tail);
+        c->tail = nullptr;
+        return queue_own(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n", now);
+    }
+    // The lines fed from the moment of attaching wait in the tail's queue
+    // behind this reply; a line written while the ring is read may show
+    // in both.
+    RingCopy copy = {body};
+    if (ring)
+        ZULRA_ReadRing(kRingLines, copy_ring_line, &copy);
+    queue_reply(c, o, body, ZULCR_REPLY_TAIL, uint32_t(copy.at - body), now);
+    return true;
+}
+
+// Answers ".subcommands WORD": the names of the listed subcommands of the
+// command that WORD names, one a line, without running it, and the status
+// that a line naming WORD would have had in finding the command.
+bool answer_subcommands(ZULCR_conn_t *c, const char *word, uint32_t length, uint32_t now)
+{
+    int status = 0;
+    uint32_t need = ZULCR_SubcommandNames(word, length, nullptr, 0, &status);
+    for (;;) {
+        char *body = nullptr;
+        ZULCR_out_t *o = new_reply(need, &body);
+        if (o == nullptr)
+            return queue_own(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n", now);
+        uint32_t got = ZULCR_SubcommandNames(word, length, body, need, &status);
+        if (got <= need) {
+            queue_reply(c, o, body, uint32_t(status), got, now);
+            return true;
+        }
+        // Subcommands were added in the meantime.
+        free(o);
+        need = got;
+    }
+}
+
 // Runs the complete lines in `in`, in order, while the queue has room;
-// false when the connection is done for.
-bool run_lines(ZULCR_conn_t *c, uint32_t now)
+// false when the connection is done for.  A tail request ends the lines:
+// what the client sends after it is not read.
+bool run_lines(ZULCR_server_t *s, ZULCR_conn_t *c, uint32_t now)
 {
     bool ran = false;
-    while (c->queued < ZULCR_SOCKET_OUTPUT && !c->closeAfter) {
+    while (c->queued < ZULCR_SOCKET_OUTPUT && !c->closeAfter && c->tail == nullptr) {
         char *lf = static_cast<char *>(memchr(c->in, '\n', c->inUsed));
         if (lf == nullptr) {
             if (c->inUsed >= ZULCR_SOCKET_LINE) {
@@ -134,11 +267,32 @@ bool run_lines(ZULCR_conn_t *c, uint32_t now)
         uint32_t run = length;
         if (run > 0 && c->in[run - 1] == '\r')
             --run;
-        if (!run_line(c, c->in, run, now))
+        const char *word = nullptr;
+        uint32_t wordLength = 0;
+        bool done = true;
+        Request request = server_request(c->in, run, &word, &wordLength);
+        switch (request) {
+        case Request::None:
+            done = run_line(c, c->in, run, now);
+            break;
+        case Request::Tail:
+        case Request::TailRing:
+            done = start_tail(s, c, request == Request::TailRing, now);
+            break;
+        case Request::Subcommands:
+            done = answer_subcommands(c, word, wordLength, now);
+            break;
+        }
+        if (!done)
             return false;
         ran = true;
         c->inUsed -= length + 1;
         memmove(c->in, lf + 1, c->inUsed);
+    }
+    if (c->tail != nullptr) {
+        c->inUsed = 0;
+        c->partial = 0;
+        return true;
     }
     // The time of a line counts from its first byte, which came no later
     // than now when a line was run before it.
@@ -184,7 +338,7 @@ bool flush(ZULCR_conn_t *c, uint32_t now)
 // more waits.  False when the connection is broken.
 bool take_input(ZULCR_conn_t *c, uint32_t now)
 {
-    if (c->ended || c->closeAfter || c->inUsed >= ZULCR_SOCKET_LINE)
+    if (c->ended || c->closeAfter || c->tail != nullptr || c->inUsed >= ZULCR_SOCKET_LINE)
         return true;
     long n = ZULPL_ReadSome(c->fd, c->in + c->inUsed, ZULCR_SOCKET_LINE - c->inUsed);
     if (n == -EAGAIN)
@@ -201,11 +355,11 @@ bool take_input(ZULCR_conn_t *c, uint32_t now)
 // Runs what can run and writes what can be written, until neither moves.
 // False when the connection is done: broken, or everything said and
 // answered.
-bool pump(ZULCR_conn_t *c, bool writable, uint32_t now)
+bool pump(ZULCR_server_t *s, ZULCR_conn_t *c, bool writable, uint32_t now)
 {
     for (;;) {
         uint32_t before = c->queued;
-        if (!run_lines(c, now))
+        if (!run_lines(s, c, now))
             return false;
         if (c->first == nullptr || (c->queued == before && !writable))
             break;
@@ -218,11 +372,58 @@ bool pump(ZULCR_conn_t *c, bool writable, uint32_t now)
     }
     // With the queue empty every complete line has run, so a connection
     // whose input has ended is done; a line cut off by the end of input
-    // is not run.
-    return c->first != nullptr || !(c->closeAfter || c->ended);
+    // is not run.  A tail goes on until its client has gone.
+    return c->tail != nullptr || c->first != nullptr || !(c->closeAfter || c->ended);
 }
 
-// The earliest time at which the connection breaks a limit.
+// Writes a tail's replies, then its log lines, as far as the socket takes
+// them.  False when the connection is broken.
+//
+// A tail that the drain empties is left to wake the server with its next
+// line, unless it was so left in this same millisecond already: then the
+// log is busy, and the server looks again in the next millisecond instead
+// (`polling`).  So a quiet log's line leaves at once, and a busy log
+// costs at most about two turns and one wake a millisecond, each moving
+// many lines, rather than a turn for every few lines.
+bool drain(ZULCR_conn_t *c, uint32_t now)
+{
+    c->blocked = 0;
+    c->polling = 0;
+    if (!flush(c, now))
+        return false;
+    if (c->first != nullptr) {
+        c->blocked = 1;
+        return true;
+    }
+    for (;;) {
+        ZULPL_piece_t pieces[2];
+        bool arm = now != c->tailArmed;
+        uint32_t n = ZULCR_TailPeek(c->tail, pieces, arm);
+        if (n == 0) {
+            if (arm)
+                c->tailArmed = now;
+            c->polling = uint8_t(!arm);
+            return true;
+        }
+        long wrote = ZULPL_WritePieces(c->fd, pieces, n);
+        if (wrote == -EAGAIN) {
+            c->blocked = 1;
+            return true;
+        }
+        if (wrote <= 0)
+            return false;
+        ZULCR_TailTaken(c->tail, uint32_t(wrote));
+        c->lastActive = now;
+        // A short write: the socket is full, and says so when it has room.
+        if (size_t(wrote) < pieces[0].length + (n > 1 ? pieces[1].length : 0)) {
+            c->blocked = 1;
+            return true;
+        }
+    }
+}
+
+// The earliest time at which the connection breaks a limit.  Tails have
+// none: their queues bound them.
 uint32_t deadline(const ZULCR_conn_t *c)
 {
     uint32_t at = c->lastActive + ZULCR_SOCKET_IDLE;
@@ -242,8 +443,8 @@ void due(ZULCR_server_t *s, uint32_t at)
 // input while it may read, output while some waits.
 void watch(ZULCR_server_t *s, ZULCR_conn_t *c)
 {
-    uint32_t want = c->first != nullptr ? ZULPL_IO_WRITE : 0u;
-    if (!c->ended && !c->closeAfter && c->inUsed < ZULCR_SOCKET_LINE && c->queued < ZULCR_SOCKET_OUTPUT)
+    uint32_t want = c->first != nullptr || c->blocked ? ZULPL_IO_WRITE : 0u;
+    if (c->tail == nullptr && !c->ended && !c->closeAfter && c->inUsed < ZULCR_SOCKET_LINE && c->queued < ZULCR_SOCKET_OUTPUT)
         want |= ZULPL_IO_READ;
     if (want != c->watched && ZULPL_EventChange(s->events, c->fd, uint32_t(c - s->conns), want) == 0)
         c->watched = want;
@@ -271,6 +472,8 @@ void close_conn(ZULCR_server_t *s, ZULCR_conn_t *c)
 {
     ZULPL_EventRemove(s->events, c->fd);
     ZULPL_CloseFd(c->fd);
+    if (c->tail != nullptr)
+        ZULCR_TailDetach(c->tail);
     if (c->console != 0)
         CRF1_Delete(c->console);
     free(c->in);
@@ -290,16 +493,41 @@ void close_conn(ZULCR_server_t *s, ZULCR_conn_t *c)
 void serve(ZULCR_server_t *s, ZULCR_conn_t *c, uint32_t got, uint32_t now)
 {
     bool keep;
-    if ((got & ZULPL_IO_HANGUP) && !(got & ZULPL_IO_READ))
+    if ((got & ZULPL_IO_HANGUP) && (!(got & ZULPL_IO_READ) || c->tail != nullptr))
         keep = false;  // the peer has gone both ways: nothing to read, no one to answer
+    else if (c->tail != nullptr)
+        keep = drain(c, now);
     else
-        keep = (!(got & ZULPL_IO_READ) || take_input(c, now)) && pump(c, (got & ZULPL_IO_WRITE) != 0, now);
+        keep = (!(got & ZULPL_IO_READ) || take_input(c, now)) && pump(s, c, (got & ZULPL_IO_WRITE) != 0, now) &&
+               (c->tail == nullptr || drain(c, now));
     if (!keep) {
         close_conn(s, c);
         return;
     }
     watch(s, c);
-    due(s, deadline(c));
+    if (c->tail == nullptr)
+        due(s, deadline(c));
+}
+
+// Lines have come for tails that were empty (`woken`), or a millisecond
+// has passed for tails that are looked at each millisecond: each such tail
+// whose socket is not known to be full takes what waits.  True when a tail
+// is to be looked at again in the next millisecond.
+bool feed_tails(ZULCR_server_t *s, bool woken, uint32_t now)
+{
+    bool polling = false;
+    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c) {
+        if (!c->used || c->tail == nullptr || c->blocked || !(woken || (c->polling && now != c->tailArmed)))
+            continue;
+        if (!drain(c, now)) {
+            close_conn(s, c);
+            continue;
+        }
+        watch(s, c);
+    }
+    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c)
+        polling = polling || (c->used && c->polling);
+    return polling;
 }
 
 // Closes the connections past their limits.  A line not whole in time
@@ -308,7 +536,7 @@ void check_limits(ZULCR_server_t *s, uint32_t now)
 {
     s->nextCheck = now + ZULCR_SOCKET_IDLE;
     for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c) {
-        if (!c->used)
+        if (!c->used || c->tail != nullptr)
             continue;
         if (!reached(now, deadline(c))) {
             due(s, deadline(c));
@@ -331,12 +559,14 @@ void check_limits(ZULCR_server_t *s, uint32_t now)
 
 // Closes the connection that has moved no byte for longest, if that is at
 // least ZULCR_SOCKET_QUIET: a new connection needs its slot or its
-// descriptor.  False when every connection is busy.
+// descriptor.  A tail is never closed so: a quiet tail is one whose log is
+// quiet, or whose reader is slow, and it holds a slot of its own share.
+// False when every connection is busy.
 bool make_room(ZULCR_server_t *s, uint32_t now)
 {
     ZULCR_conn_t *quietest = nullptr;
     for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c)
-        if (c->used && now - c->lastActive >= ZULCR_SOCKET_QUIET &&
+        if (c->used && c->tail == nullptr && now - c->lastActive >= ZULCR_SOCKET_QUIET &&
             (quietest == nullptr || now - c->lastActive > now - quietest->lastActive))
             quietest = c;
     if (quietest == nullptr)
@@ -461,26 +691,31 @@ void *ZULCR_Serve(void *server)
     ZULPL_event_t events[kEvents];
     uint32_t now = ZULPL_Ticks();
     s->nextCheck = now + ZULCR_SOCKET_IDLE;
+    bool polling = false;
     while (!s->stopping.load(std::memory_order_acquire)) {
         uint32_t until = s->listening ? s->nextCheck : earlier(s->nextCheck, s->resumeAt);
         int wait = reached(now, until) ? 0 : int(until - now);
+        if (polling && wait > 1)
+            wait = 1;
         int ready = ZULPL_EventWait(s->events, events, kEvents, wait);
         now = ZULPL_Ticks();
         if (ready < 0)
             ZULPL_Sleep(10);
-        bool waiting = false;
+        bool waiting = false, fed = false;
         for (int i = 0; i < ready; ++i) {
             uint32_t key = events[i].key;
             if (key == ZULCR_KEY_WAKE) {
                 char scrap[16];
                 while (ZULPL_ReadSome(s->wake[0], scrap, sizeof scrap) > 0) {
                 }
+                fed = true;
             } else if (key == ZULCR_KEY_LISTENER) {
                 waiting = true;
             } else if (key < ZULCR_SOCKET_CONNECTIONS && s->conns[key].used) {
                 serve(s, &s->conns[key], events[i].got, now);
             }
         }
+        polling = feed_tails(s, fed, now);
         // New connections after the others were served, so that the slots
         // and descriptors they freed count.
         if (waiting && s->listening)

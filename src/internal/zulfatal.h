@@ -47,6 +47,27 @@ void ZULPL_SigLeave(void);
 // memory could be mapped for it.  Not async-signal-safe.
 int ZULPL_AltStack(void);
 
+// A fatal signal's handler of the library's own (the failure report's),
+// and the disposition it replaced: `saved` is 1 while `action` holds it.
+typedef void (*ZULPL_fatal_t)(int host, siginfo_t *info, void *context);
+typedef struct ZULPL_sigkept {
+    int saved;
+    struct sigaction action;
+} ZULPL_sigkept_t;
+
+// Puts `handler` on host signal `host` for the whole process, to run on
+// the alternate stack with the signal left unblocked, and keeps in *kept
+// what the signal had.  A signal that the program ignores, or that has
+// `handler` already, is left alone.  *kept is filled before the handler
+// goes in, so that a signal arriving at once finds it.  1 when the
+// handler went in, else 0.
+int ZULPL_SigTakeFatal(int host, ZULPL_fatal_t handler, ZULPL_sigkept_t *kept);
+
+// Gives host signal `host` back the disposition kept in *kept, if it was
+// kept and the signal still has `handler`; a program that has put a
+// handler of its own there since keeps it.
+void ZULPL_SigGiveBackFatal(int host, ZULPL_fatal_t handler, const ZULPL_sigkept_t *kept);
+
 #ifdef __cplusplus
 }
 #endif

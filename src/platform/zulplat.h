@@ -68,6 +68,17 @@ size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patie
 // cut to fit).  Returns its length, 0 if it cannot be found.
 size_t ZULPL_ProgramPath(char *buffer, size_t size);
 
+// Calendar seconds now; *utcOffset (if not null) gets the local time's
+// offset east of UTC at that moment, in seconds, 0 where it is not known.
+// Reads the time zone: not for a signal handler.
+int64_t ZULPL_CalendarNow(long *utcOffset);
+
+// Opens `path` for reading as a stream, whatever kind of file it is (a
+// parameter file may be a FIFO or a terminal); null if it cannot be
+// opened.  Like every file of the library it is opened close-on-exec, so
+// a program that starts another does not hand it on.
+FILE *ZULPL_OpenStream(const char *path);
+
 // Text files that the library reads for its settings: environment files
 // and files included by a filter expression.  Only a regular file is
 // read.  A device, a FIFO, a socket or a directory is never opened for

@@ -1,4 +1,6 @@
-// Opening the text files that settings come from: regular files only.
+// Opening the files that the library reads: the text files that settings
+// come from (regular files only), and parameter files.  Every descriptor
+// is close-on-exec.
 #include "platform/zulplat.h"
 
 #include <fcntl.h>
@@ -49,4 +51,11 @@ FILE *ZULPL_OpenText(const char *path, ZULPL_fileid_t *id, int *found)
     }
     *found = ZULPL_TEXT_OPENED;
     return file;
+}
+
+FILE *ZULPL_OpenStream(const char *path)
+{
+    if (path == nullptr)
+        return nullptr;
+    return fopen(path, "re"); // "e": O_CLOEXEC
 }

@@ -13,6 +13,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/epoll.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -246,6 +247,18 @@ void ZULPL_CloseFd(int fd)
 {
     if (fd >= 0)
         close(fd);
+}
+
+void *ZULPL_MapPages(size_t size)
+{
+    void *pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return pages == MAP_FAILED ? nullptr : pages;
+}
+
+void ZULPL_UnmapPages(void *pages, size_t size)
+{
+    if (pages != nullptr)
+        munmap(pages, size);
 }
 
 void ZULPL_Wake(int fd)

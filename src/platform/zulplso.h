@@ -99,6 +99,13 @@ long ZULPL_WritePieces(int fd, const ZULPL_piece_t *pieces, uint32_t count);
 
 void ZULPL_CloseFd(int fd);
 
+// Zeroed pages of memory that go back to the system when unmapped, for
+// the large buffers of the server that come and go with connections:
+// freed, they leave nothing in the process's resident memory.  Null
+// without memory.
+void *ZULPL_MapPages(size_t size);
+void ZULPL_UnmapPages(void *pages, size_t size);
+
 // Writes one byte to a wake pipe's write end.
 void ZULPL_Wake(int fd);
 

@@ -1,4 +1,4 @@
-// Tick counter, sleep, yield and the program's path.
+// Tick counter, sleep, yield, the program's path and the calendar clock.
 //
 // The tick counter is CLOCK_MONOTONIC in milliseconds.  The log reads it
 // for every line, and on a virtual machine clock_gettime costs some tens
@@ -155,4 +155,14 @@ size_t ZULPL_ProgramPath(char *buffer, size_t size)
     }
     buffer[n] = '\0';
     return static_cast<size_t>(n);
+}
+
+int64_t ZULPL_CalendarNow(long *utcOffset)
+{
+    time_t now = time(nullptr);
+    if (utcOffset != nullptr) {
+        struct tm local;
+        *utcOffset = localtime_r(&now, &local) != nullptr ? local.tm_gmtoff : 0;
+    }
+    return static_cast<int64_t>(now);
 }

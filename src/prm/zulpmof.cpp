@@ -1,5 +1,6 @@
 // PRM1_OpenFile: opens a parameter file, or standard input.
 #include "prm/zulpm.h"
+#include "platform/zulplat.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -21,7 +22,7 @@ int PRM1_OpenFile(ZULPM_file_t **file, const char *path)
     record->name = reinterpret_cast<char *>(record + 1);
     memcpy(record->name, name, size);
 
-    record->stream = path != nullptr ? fopen(path, "re") : stdin; // close-on-exec
+    record->stream = path != nullptr ? ZULPL_OpenStream(path) : stdin;
     if (record->stream == nullptr) {
         free(record);
         return 1;

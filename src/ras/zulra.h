@@ -234,9 +234,6 @@ void ZULRA_NormalizeUnit(ZULRA_unit_t *unit);
 // construction, at the first sync that is not suspended.
 void InitializeRAS1(void *block);
 
-// Registers the ras1 console command; runs as the block's epilog.
-void ZULRA_RegisterCommand(void *block);
-
 // The first row of the static class table.
 const struct ZULRA_class *ZULRA_ClassTable(void);
 

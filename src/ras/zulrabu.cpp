@@ -35,8 +35,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t *ZULRA_handedOff =
     nullptr;
@@ -52,13 +50,6 @@ constexpr uint32_t kMostSize = 64u * 1024u * 1024u;
 // How long a drain waits for a write under way on another thread, and
 // for a pipe's reader to take a page, before it writes on or gives up.
 constexpr uint32_t kPatience = 1000;
-
-// The thread's ID straight from the kernel: a drain may run on a thread
-// that has never asked for it, in a signal handler.
-uint32_t own_id()
-{
-    return (uint32_t)syscall(SYS_gettid);
-}
 
 // Claims the writing for thread `self`: 1 when it now holds it; 0 when it
 // held it already (a drain in a signal handler that interrupted this
@@ -327,7 +318,7 @@ void ZULRA_DrainHeld(ZULRA_target_t *target, int ending)
     // beyond that the bytes it holds are written again rather than lost.
     // While this drain writes, no half is handed off, so the older half,
     // the one not being filled, goes first.
-    int owned = take_writer(hold, own_id(), kPatience);
+    int owned = take_writer(hold, ZULPL_ThreadId(), kPatience);
     uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE);
     (void)write_rest(target, 1 - fill, 1);
     (void)write_rest(target, fill, 1);

@@ -12,6 +12,7 @@
 #include <zul/lex1.h>
 
 #include "internal/zulbuild.h"
+#include "internal/zulcommands.h"
 #include "internal/zulprint.h"
 
 enum {

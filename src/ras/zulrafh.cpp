@@ -15,7 +15,12 @@
 // make one record of a message) gets all the lines of a message in one
 // call when the message ends; lines that come before the head, the
 // opening block, go out at once as lines of their own.
+//
+// The same whole lines go to the feed of the console server's tails
+// while one is attached, once the store's lock has been released.
 #include "ras/zulralg.h"
+
+#include "internal/zulfeed.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -29,6 +34,8 @@
 // no second lock (ZULRA_PrepareTargetStore).  All zero bytes are a valid,
 // unused lock.
 static constinit ZULSS_lock_t ring_lock = {};
+
+constinit std::atomic<ZULRA_feed_t> ZULRA_feed{nullptr};
 
 ZULSS_lock_t *ZULRA_RingLock(void)
 {
@@ -172,21 +179,54 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
 constinit thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_t *ZULRA_writing =
     nullptr;
 
-// Gives back the store's lock, and then writes what the store's routine
-// handed off to be written without it (a full half of the default
-// store's buffer).
-static void release_store(ZULRA_store_t *store)
+// The lines that one call of the handler gave its store, for the tails'
+// feed (null while no tail is attached).  The feed gets them once the
+// store's lock has been released, so that tails add nothing to the time
+// in which a store's writers exclude each other; a thread's lines still
+// reach it in the order the thread wrote them.  One piece waits, and only
+// while its text stays where it is until the handler returns; an earlier
+// piece is always fed before a later one.
+typedef struct fed {
+    ZULRA_feed_t feed;
+    const char *text;
+    uint32_t length;
+} fed_t;
+
+static void feed_now(fed_t *fed)
+{
+    if (fed->length != 0) {
+        fed->feed(fed->text, fed->length);
+        fed->length = 0;
+    }
+}
+
+// Gives back the store's lock, feeds the tails what waits for them, and
+// then writes what the store's routine handed off to be written without
+// the lock (a full half of the default store's buffer): a tail sees a
+// line when the store has taken it, not when it reaches the file.
+static void release_store(ZULRA_store_t *store, fed_t *fed)
 {
     BSS1_ReleaseLock(&store->lock);
+    feed_now(fed);
     if (ZULRA_handedOff != nullptr)
         ZULRA_WriteHandedOff();
 }
 
-// Gives text to the store's routine.  The caller holds the store's lock.
-static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
+// Gives text to the store's routine, and to the feed: at once, or, when
+// `stays`, once the lock is released.  The caller holds the store's lock.
+static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, fed_t *fed, int stays)
 {
     ZULRA_store_t *store = context->store;
-    if (length == 0 || store->write == nullptr)
+    if (length == 0)
+        return 0;
+    if (fed->feed != nullptr) {
+        feed_now(fed);
+        fed->text = text;
+        fed->length = length;
+        if (!stays)
+            feed_now(fed);
+    }
+    if (store->write == nullptr)
         return 0;
     const ZULRA_fctx_t *outer = ZULRA_writing;
     ZULRA_writing = context;
@@ -195,11 +235,12 @@ static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length)
     return result;
 }
 
-// Gives the open line to the store and empties it.  The caller holds the
-// store's lock.
-static int write_pending(ZULRA_fctx_t *context)
+// Gives the open line to the store and empties it; `stays` when nothing
+// is kept in the context before the handler returns.  The caller holds
+// the store's lock.
+static int write_pending(ZULRA_fctx_t *context, fed_t *fed, int stays)
 {
-    int result = write_out(context, context->pending, context->pendingLength);
+    int result = write_out(context, context->pending, context->pendingLength, fed, stays);
     context->pendingLength = 0;
     return result;
 }
@@ -211,13 +252,14 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
 {
     int result = 0;
     if (context->pendingLength != 0) {
+        fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
         BSS1_GetLock(&context->store->lock);
         // A message held whole may already end its last line.
         int ended = context->pending[context->pendingLength - 1] == '\n';
         if (!ended && !keep(context, "\n", 1))
-            (void)write_pending(context); // the line end is lost, not the text
-        result = write_pending(context);
-        release_store(context->store);
+            (void)write_pending(context, &fed, 1); // the line end is lost, not the text
+        result = write_pending(context, &fed, 1);
+        release_store(context->store, &fed);
     }
     if (context->pendingSize > KEPT_PENDING) {
         free(context->pending);
@@ -237,6 +279,7 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
     // just where a record is full gets an empty record for it.
     uint32_t limit = context->format->limit;
     text[length] = '\n';
+    fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
     BSS1_GetLock(&store->lock);
     int locked;
     ZULRA_capture_t *slot = take_ring(block, store, &locked);
@@ -251,8 +294,8 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
             slot = capture_record(slot, text, 0);
         give_ring(block, slot, locked);
     }
-    int result = write_out(context, text, length + 1);
-    release_store(store);
+    int result = write_out(context, text, length + 1, &fed, 1);
+    release_store(store, &fed);
     ZULRA_GiveContext(block, ZULRA_Tcb(), context);
     return result;
 }
@@ -295,6 +338,7 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     ZULRA_store_t *store = context->store;
     int result = 0;
     int whole_messages = store->messages && context->headed;
+    fed_t fed = {ZULRA_feed.load(std::memory_order_relaxed), nullptr, 0};
 
     // The common batch: one record that ends its line.  The zero byte
     // behind it becomes the line feed, and the text goes out where it is.
@@ -308,8 +352,8 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
         ZULRA_capture_t *slot = take_ring(block, store, &locked);
         if (slot != nullptr)
             give_ring(block, capture_record(slot, records + 1, length), locked);
-        result = write_out(context, records + 1, length + 1);
-        release_store(store);
+        result = write_out(context, records + 1, length + 1, &fed, 1);
+        release_store(store, &fed);
         return result;
     }
 
@@ -333,10 +377,10 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // message then makes more than one record, but nothing is lost.
     if (whole_messages) {
         if (!keep(context, records, total)) {
-            (void)write_pending(context);
-            result = write_out(context, records, total);
+            (void)write_pending(context, &fed, 0);
+            result = write_out(context, records, total, &fed, 1);
         }
-        release_store(store);
+        release_store(store, &fed);
         return result;
     }
 
@@ -346,23 +390,26 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     while (whole > 0 && records[whole - 1] != '\n')
         whole--;
 
+    // The records stay as they are until the handler returns; the open
+    // line's buffer is refilled below, so what it gives goes to the feed
+    // at once.
     if (context->pendingLength == 0) {
-        result = write_out(context, records, whole);
+        result = write_out(context, records, whole, &fed, 1);
     } else if (whole != 0) {
         // The batch ends the open line: the line's start and its end go
         // out together.
         if (keep(context, records, whole)) {
-            result = write_pending(context);
+            result = write_pending(context, &fed, 0);
         } else {
-            (void)write_pending(context); // torn without memory, not lost
-            result = write_out(context, records, whole);
+            (void)write_pending(context, &fed, 0); // torn without memory, not lost
+            result = write_out(context, records, whole, &fed, 1);
         }
     }
     if (!keep(context, records + whole, total - whole)) {
-        (void)write_pending(context);
-        result = write_out(context, records + whole, total - whole);
+        (void)write_pending(context, &fed, 0);
+        result = write_out(context, records + whole, total - whole, &fed, 1);
     }
 
-    release_store(store);
+    release_store(store, &fed);
     return result;
 }

@@ -1,6 +1,7 @@
 // zulrapb - the anchor, the two descriptors of the process block, and
 // ZULRA_ConstructPCB.
 #include "ras/zulra.h"
+#include "internal/zulcommands.h"
 
 #include <stdlib.h>
 
@@ -81,5 +82,7 @@ void ZULRA_ConstructPCB(void *argument)
 
     // The console command needs services that must not be built inside a
     // construction; it is registered when the outermost one has ended.
+    // Without the command units linked the routine is null, and nothing
+    // is registered (internal/zulcommands.h).
     BSS1_InitializeEpilog(ZULRA_RegisterCommand, block);
 }

@@ -107,6 +107,41 @@ static inline ZULRE_rvt_t *ZULRE_Rvt(void)
     return (ZULRE_rvt_t *)ZULSS_PROCESS_BLOCK(&ZULRE_rvtDescriptor);
 }
 
+// The state word of `rcb` now.
+static inline uint32_t ZULRE_LoadState(const ZULRE_rcb_t *rcb)
+{
+    return ZULRE_State(ZULRE_LoadLife(rcb));
+}
+
+// Calls `visit` for each live RCB (a handle of odd generation) in page
+// and slot order.  The caller holds the lock, so no page is added
+// meanwhile.
+template <typename Visit> inline void ZULRE_EachLiveRCB(ZULRE_rvt_t *rvt, Visit visit)
+{
+    for (uint32_t p = 0; p < rvt->pageCount; p++)
+        for (uint32_t s = 0; s < rvt->rcbsPerPage; s++) {
+            ZULRE_rcb_t *rcb = &rvt->pages[p][s];
+            if ((ZULRE_Handle(ZULRE_LoadLife(rcb)) & rvt->generationUnit) != 0)
+                visit(rcb);
+        }
+}
+
+// Calls `visit` for every class named `length` bytes at `name`, compared
+// as names are (case does not count, the lengths must be equal), and
+// returns how many there were.  Two classes may share a name; both are
+// meant.  The caller holds the lock.
+template <typename Visit>
+inline int ZULRE_EachClassNamed(ZULRE_rvt_t *rvt, const char *name, uint32_t length, Visit visit)
+{
+    int found = 0;
+    for (RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
+        if (cls->nameLength == length && BSS1_Match(cls->name, name, length) == 0) {
+            visit(cls);
+            found++;
+        }
+    return found;
+}
+
 // Constructor of the public descriptor: stores the RVT's address in the
 // word, resolving the private descriptor that builds it.
 void ZULRE_Initialize(void *word);

@@ -1,6 +1,7 @@
 // ZULRE_Initialize: the RVT, built at the first use of the family, its
-// two descriptors, and the two service doors into it: the res1 console
-// command and the RES1_DEBUG configuration variable.
+// two descriptors, and the RES1_DEBUG configuration variable, which
+// switches the debug lines of classes.  The other service door into the
+// RVT, the res1 console command, is zulrecm.
 //
 // Code of the family refers to the public descriptor, a word block whose
 // constructor, ZULRE_Initialize, resolves the private one; that one's
@@ -12,90 +13,13 @@
 // platform, so a handle means the same everywhere; only the bytes of an
 // RCB, and so of a page, follow the platform's pointers.
 #include "res/zulre.h"
-#include "internal/zulprint.h"
+#include "internal/zulcommands.h"
 #include "internal/zulunits.h"
-
-#include <zul/crf1.h>
 
 #include <stdlib.h>
 #include <string.h>
 
 ZULRA_RES1_UNIT("zulre0i");
-
-// Calls `visit` for each live RCB (a handle of odd generation) in page
-// and slot order.  The caller holds the lock, so no page is added
-// meanwhile.
-template <typename Visit> static void each_live_rcb(ZULRE_rvt_t *rvt, Visit visit)
-{
-    for (uint32_t p = 0; p < rvt->pageCount; p++)
-        for (uint32_t s = 0; s < rvt->rcbsPerPage; s++) {
-            ZULRE_rcb_t *rcb = &rvt->pages[p][s];
-            if ((ZULRE_Handle(ZULRE_LoadLife(rcb)) & rvt->generationUnit) != 0)
-                visit(rcb);
-        }
-}
-
-// Calls `visit` for every class named `length` bytes at `name`, compared
-// as names are (case does not count, the lengths must be equal), and
-// returns how many there were.  Two classes may share a name; both are
-// meant.  The caller holds the lock.
-template <typename Visit>
-static int each_class_named(ZULRE_rvt_t *rvt, const char *name, uint32_t length, Visit visit)
-{
-    int found = 0;
-    for (RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
-        if (cls->nameLength == length && BSS1_Match(cls->name, name, length) == 0) {
-            visit(cls);
-            found++;
-        }
-    return found;
-}
-
-static uint32_t state_of(const ZULRE_rcb_t *rcb)
-{
-    return ZULRE_State(ZULRE_LoadLife(rcb));
-}
-
-// The handler of the res1 command.  With no arguments it lists the
-// classes; with class names, the live resources of each.  The lock is
-// held throughout, so the listing is one moment of the table.
-static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request_t *request)
-{
-    RAS1_DECLARE_ENTRY(entry, "show_status", RAS1_PRIVATE);
-    RAS1_QUICK(entry, classes, flow);
-    ZULRE_rvt_t *rvt = static_cast<ZULRE_rvt_t *>(request->commandData);
-
-    BSS1_GetLock(&rvt->lock);
-    if (list == nullptr || list->first == nullptr) {
-        for (const RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
-            ZULSS_Print(format,
-                        ZULRE_DEBUG_HEAD ", debug=%d, pendingDestroy=%u, activeResources=%u\n",
-                        static_cast<int>(cls->nameLength), cls->name, static_cast<unsigned long>(cls->handle),
-                        state_of(cls->rcb), cls->rcb->data, cls->debug, cls->pendingDestroy,
-                        cls->activeResources);
-    }
-    for (const ZULLX_arg_t *arg = list ? list->first : nullptr; arg != nullptr; arg = arg->next) {
-        if (arg->type == LEX1_ARG_LIST)
-            continue;
-        const int length = static_cast<int>(arg->length);
-        int found = each_class_named(rvt, arg->text, arg->length, [&](RES1_Class *cls) {
-            if (cls->activeResources == 0) {
-                ZULSS_Print(format, "%.*s has no active resources\n", length, arg->text);
-                return;
-            }
-            each_live_rcb(rvt, [&](ZULRE_rcb_t *rcb) {
-                if (__atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE) == cls)
-                    ZULSS_Print(format, ZULRE_DEBUG_HEAD "\n", static_cast<int>(cls->nameLength),
-                                cls->name, static_cast<unsigned long>(ZULRE_Handle(ZULRE_LoadLife(rcb))),
-                                state_of(rcb), __atomic_load_n(&rcb->data, __ATOMIC_RELAXED));
-            });
-        });
-        if (found == 0)
-            ZULSS_Print(format, "%.*s not found\n", length, arg->text);
-    }
-    BSS1_ReleaseLock(&rvt->lock);
-    return 0;
-}
 
 int ZULRE_DebugNamed(const ZULRE_rvt_t *rvt, const char *name, uint32_t length)
 {
@@ -130,17 +54,17 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
         memcpy(rvt->debugNames, value, length);
     for (RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
         __atomic_store_n(&cls->debug, 0, __ATOMIC_RELAXED);
-    each_live_rcb(rvt, [](ZULRE_rcb_t *rcb) {
+    ZULRE_EachLiveRCB(rvt, [](ZULRE_rcb_t *rcb) {
         __atomic_fetch_and(&rcb->life, ~(static_cast<uint64_t>(ZULRE_DEBUG) << 32),
                            __ATOMIC_ACQ_REL);
     });
     const char *text = value, *token = nullptr;
     uint32_t remaining = length, tokenLength = 0;
     while (BSS1_Tokenize(&text, &remaining, &token, &tokenLength, nullptr) == STC1_Success)
-        each_class_named(rvt, token, tokenLength, [&](RES1_Class *cls) {
+        ZULRE_EachClassNamed(rvt, token, tokenLength, [&](RES1_Class *cls) {
             __atomic_store_n(&cls->debug, 1, __ATOMIC_RELAXED);
             RAS1_Log(&entry, __LINE__, RAS1_DETAIL, ZULRE_DEBUG_HEAD ", debug active\n", cls->nameLength,
-                     cls->name, static_cast<unsigned long>(cls->handle), state_of(cls->rcb), cls->rcb->data);
+                     cls->name, static_cast<unsigned long>(cls->handle), ZULRE_LoadState(cls->rcb), cls->rcb->data);
         });
     BSS1_ReleaseLock(&rvt->lock);
 
@@ -159,15 +83,16 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
 // switches debug lines per class, then the res1 command, which does not
 // depend on the variable's success.  Runs as an epilog, once no
 // construction is under way, since both use RES1 and so the RVT that is
-// being built.
+// being built.  The command's routine is null where its unit is not
+// linked (internal/zulcommands.h).
 static void do_registration(void *rvt)
 {
     RAS1_DECLARE_ENTRY(entry, "do_registration", RAS1_PRIVATE);
     RAS1_QUICK(entry, classes, flow);
     // Reads the environment and calls set_debug at once.
     (void)BSS1_ConfigRegister("RES1_DEBUG", nullptr, set_debug, rvt);
-    (void)CRF1_Register(nullptr, show_status, rvt, "res1", 0,
-                        "Display status of RES1 logical resource manager", 0);
+    if (ZULRE_RegisterCommand != nullptr)
+        ZULRE_RegisterCommand(rvt);
 }
 
 static void construct_rvt(void *word)

@@ -13,6 +13,8 @@
 #include <stdint.h>
 #include <time.h>
 
+#include "internal/zulfatal.h"
+
 // The settings, read at load.
 typedef struct ZULWN_settings {
     time_t startClock;        // time() at load: the process's start
@@ -85,11 +87,9 @@ void ZULWN_WriteSymbols(ZULWN_out_t *out, const ucontext_t *context, uintptr_t o
 #define ZULWN_SIGNALS 7
 extern const int ZULWN_fatalSignals[ZULWN_SIGNALS];
 
-// What each of them did before the report's handler took it over.
-typedef struct ZULWN_previous {
-    int saved; // 1 when `action` holds the disposition replaced at load
-    struct sigaction action;
-} ZULWN_previous_t;
+// What each of them did before the report's handler took it over: `saved`
+// is 1 when `action` holds the disposition replaced at load.
+typedef ZULPL_sigkept_t ZULWN_previous_t;
 
 extern ZULWN_previous_t ZULWN_previous[65];
 

@@ -18,6 +18,7 @@
 #include "internal/zulfatal.h"
 #include "internal/zulprogram.h"
 #include "internal/zulreport.h"
+#include "platform/zulplat.h"
 #include "wnt/zulwn.h"
 
 #include <zul/bss1.h>
@@ -28,7 +29,6 @@
 #include <string.h>
 #include <strings.h>
 #include <typeinfo>
-#include <unistd.h>
 
 constinit ZULWN_settings_t ZULWN_settings = {};
 constinit ZULWN_previous_t ZULWN_previous[65] = {};
@@ -108,16 +108,11 @@ void on_terminate()
 void ZULWNT_Setup(void)
 {
     ZULWN_settings_t &s = ZULWN_settings;
-    s.startClock = time(nullptr);
-    struct tm local;
-    if (localtime_r(&s.startClock, &local) != nullptr)
-        s.utcOffset = local.tm_gmtoff;
+    s.startClock = static_cast<time_t>(ZULPL_CalendarNow(&s.utcOffset));
 
     takeSignals = take_signals(BSS1_GetEnv("ZULWNT_SIGNALS", nullptr), takeSignals);
 
-    ssize_t n = readlink("/proc/self/exe", s.programName, sizeof s.programName - 1);
-    s.programLength = n > 0 ? (int)n : 0;
-    s.programName[s.programLength] = '\0';
+    s.programLength = static_cast<int>(ZULPL_ProgramPath(s.programName, sizeof s.programName));
 
     copy_cut(s.libraryName, sizeof s.libraryName, BSS1_GetEnv("ZULWNT_DBGHELP", kSymbolLibrary));
     const char *symbols = BSS1_GetEnv("ZULWNT_SYMBOLPATH", nullptr);
@@ -158,37 +153,18 @@ void ZULWNT_Install(void)
     ZULWN_MakeStack();
     if (!takeSignals)
         return; // the fatal signals, and std::terminate, stay as they are
-    for (int h : ZULWN_fatalSignals) {
-        struct sigaction current;
-        if (sigaction(h, nullptr, &current) != 0 || current.sa_handler == SIG_IGN)
-            continue;
-        if ((current.sa_flags & SA_SIGINFO) && current.sa_sigaction == ZULWN_Handler)
-            continue;
-        ZULWN_previous[h].action = current;
-        ZULWN_previous[h].saved = 1;
-        struct sigaction ours = {};
-        ours.sa_sigaction = ZULWN_Handler;
-        sigemptyset(&ours.sa_mask);
-        // SA_NODEFER: a fault inside the report comes back to the handler,
-        // which cuts the report short, instead of the kernel killing the
-        // process with the second signal.
-        ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-        if (sigaction(h, &ours, nullptr) != 0)
-            ZULWN_previous[h].saved = 0;
-    }
+    // A fault inside the report comes back to the handler, which cuts the
+    // report short (see ZULPL_SigTakeFatal).
+    for (int h : ZULWN_fatalSignals)
+        (void)ZULPL_SigTakeFatal(h, ZULWN_Handler, &ZULWN_previous[h]);
     ZULPL_AltStack();
     previousTerminate = std::set_terminate(on_terminate);
 }
 
 void ZULWNT_Restore(void)
 {
-    for (int h : ZULWN_fatalSignals) {
-        struct sigaction current;
-        if (!ZULWN_previous[h].saved || sigaction(h, nullptr, &current) != 0)
-            continue;
-        if ((current.sa_flags & SA_SIGINFO) && current.sa_sigaction == ZULWN_Handler)
-            sigaction(h, &ZULWN_previous[h].action, nullptr);
-    }
+    for (int h : ZULWN_fatalSignals)
+        ZULPL_SigGiveBackFatal(h, ZULWN_Handler, &ZULWN_previous[h]);
     if (std::get_terminate() == on_terminate)
         std::set_terminate(previousTerminate);
 }

@@ -1,8 +1,8 @@
 // The console server as an operator meets it, against a real program (the
 // probe, tests/crf/sock_probe.c) in a process of its own: faults in
 // commands that the server's thread runs, a process out of descriptors,
-// and clients that hold their connections without finishing a line or
-// reading a reply.
+// clients that hold their connections without finishing a line or
+// reading a reply, and tails of the log while threads write it.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -16,6 +16,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -40,17 +41,19 @@ size_t Count(const std::string &text, const std::string &what)
 }
 
 // The probe in a fresh directory, its log there and its failure report
-// too; `prefix` goes before it on the command line (prlimit).
+// too; `prefix` goes before it on the command line (prlimit).  `workers`
+// threads write a line each as fast as they can while `classes` (the
+// trace's setting) or a later `ras1 set` gives them DETAIL.
 struct Probe {
     pid_t pid = -1;
     FILE *in = nullptr, *out = nullptr;
     std::string dir, path;
 
-    explicit Probe(std::vector<std::string> prefix = {})
+    explicit Probe(std::vector<std::string> prefix = {}, int workers = 0, const std::string &classes = "ERROR")
     {
         char d[] = "/tmp/zulsrvXXXXXX";
         dir = mkdtemp(d);
-        std::vector<std::string> vars = {"ZUL_RAS1=ERROR >" + dir + "/log", "ZULWNT_RASPATH=" + dir + "/",
+        std::vector<std::string> vars = {"ZUL_RAS1=" + classes + " >" + dir + "/log", "ZULWNT_RASPATH=" + dir + "/",
                                          // A sanitizer's fault handler would end the probe its own way
                                          // instead of leaving the fault to the library.
                                          "ASAN_OPTIONS=handle_segv=0",
@@ -63,6 +66,7 @@ struct Probe {
         std::vector<std::string> args = prefix;
         args.push_back(ZUL_SOCK_PROBE);
         args.push_back(dir + "/sock");
+        args.push_back(std::to_string(workers));
         int down[2], up[2];
         if (pipe2(down, O_CLOEXEC) != 0 || pipe2(up, O_CLOEXEC) != 0)
             return;
@@ -269,4 +273,215 @@ TEST(ConsoleServer, ClientsThatHoldTheirConnectionsMakeRoom)
     for (int d : deaf)
         close(d);
     close(fd);
+}
+
+namespace {
+
+// Reads what `fd` has within `ms` milliseconds, up to `most` bytes; less
+// when the peer closes.
+std::string Take(int fd, size_t most, int ms)
+{
+    std::string got;
+    char b[65536];
+    pollfd p{fd, POLLIN, 0};
+    while (got.size() < most && poll(&p, 1, ms) == 1) {
+        ssize_t n = read(fd, b, std::min(sizeof b, most - got.size()));
+        if (n <= 0)
+            break;
+        got.append(b, size_t(n));
+    }
+    return got;
+}
+
+// The workers' lines as a tail shows them: for each thread its items rise
+// by one from line to line, or by more only where a report of dropped
+// lines came in between.
+struct Order {
+    std::map<std::string, long> last;     // the thread's last item
+    std::map<std::string, size_t> seenAt; // the reports that had come by then
+    size_t reports = 0, lines = 0, faults = 0;
+    unsigned long long dropped = 0;
+    std::string partial, firstFault;
+
+    void Feed(const std::string &text)
+    {
+        partial += text;
+        size_t start = 0;
+        for (size_t lf; (lf = partial.find('\n', start)) != std::string::npos; start = lf + 1)
+            Line(partial.substr(start, lf - start));
+        partial.erase(0, start);
+    }
+
+    void Line(const std::string &line)
+    {
+        unsigned long long n = 0;
+        if (sscanf(line.c_str(), "*** %llu line", &n) == 1) {
+            dropped += n;
+            ++reports;
+            return;
+        }
+        size_t dash = line.find('-'), colon = line.find(':'), at = line.find(") work item ");
+        if (line.empty() || line[0] != '(' || dash > colon || colon == std::string::npos || at == std::string::npos)
+            return;
+        std::string thread = line.substr(dash + 1, colon - dash - 1);
+        long item = atol(line.c_str() + at + 12);
+        ++lines;
+        auto was = last.find(thread);
+        bool gap = was != last.end() && seenAt[thread] != reports;
+        if (was != last.end() && (gap ? item <= was->second : item != was->second + 1) && faults++ == 0)
+            firstFault = thread + ": " + std::to_string(was->second) + " then " + std::to_string(item);
+        last[thread] = item;
+        seenAt[thread] = reports;
+    }
+};
+
+// Starts `zulctl --dir DIR tail PID` with its output on a pipe, whose
+// reading end goes to *out.
+pid_t StartZulctlTail(const Probe &probe, int *out)
+{
+    int p[2];
+    if (pipe2(p, O_CLOEXEC) != 0)
+        return -1;
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_adddup2(&files, p[1], 1);
+    std::string dir = probe.dir + "/sock", pid = std::to_string(probe.pid);
+    const char *argv[] = {ZULCTL_PATH, "--dir", dir.c_str(), "tail", pid.c_str(), nullptr};
+    pid_t tail = -1;
+    if (posix_spawn(&tail, ZULCTL_PATH, &files, nullptr, const_cast<char **>(argv), environ) != 0)
+        tail = -1;
+    posix_spawn_file_actions_destroy(&files);
+    close(p[1]);
+    *out = p[0];
+    return tail;
+}
+
+size_t Descriptors(pid_t pid)
+{
+    size_t n = 0;
+    for ([[maybe_unused]] auto &e : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))
+        ++n;
+    return n;
+}
+
+long RssKiB(pid_t pid)
+{
+    std::string status = Slurp("/proc/" + std::to_string(pid) + "/status");
+    size_t at = status.find("VmRSS:");
+    return at == std::string::npos ? -1 : atol(status.c_str() + at + 6);
+}
+
+} // namespace
+
+// The operator's loop: `zulctl tail` is watching, `ras1 set` turns four
+// threads' lines on, and every line reaches the tail in the order its
+// thread wrote it, with nothing missing unless a report says so.  Ctrl-C
+// ends the tail with status 0.
+TEST(ConsoleTail, ZulctlSeesWhatSetTurnsOnInOrderPerThread)
+{
+    Probe probe({}, 4);
+    ASSERT_FALSE(probe.path.empty());
+    int out = -1;
+    pid_t tail = StartZulctlTail(probe, &out);
+    ASSERT_GT(tail, 0);
+    // The tail attaches on its own time: lines are turned on until some
+    // have come.
+    Order order;
+    for (int i = 0; i < 100 && order.lines == 0; ++i) {
+        ASSERT_NE(Ask(probe.path, "ras1 set (unit=sock_probe DETAIL)").find("OK"), std::string::npos);
+        order.Feed(Take(out, 1 << 16, 100));
+    }
+    for (int i = 0; i < 200 && (order.lines < 20000 || order.last.size() < 4); ++i)
+        order.Feed(Take(out, 1 << 20, 100));
+    Ask(probe.path, "ras1 set (unit=sock_probe NONE)");
+    kill(tail, SIGINT);
+    while (!Take(out, 1 << 20, 5000).empty()) {
+    }
+    int status = -1;
+    waitpid(tail, &status, 0);
+    close(out);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_GE(order.lines, 20000u);
+    EXPECT_EQ(order.last.size(), 4u) << "lines of every thread";
+    EXPECT_EQ(order.faults, 0u) << order.firstFault;
+}
+
+// A tail that stops reading for 5 s while four threads log flat out: the
+// threads go on writing, the tail's queue drops what it cannot hold, and
+// when the tail reads again it is told how many lines it lost and gets
+// lines written after the pause.
+TEST(ConsoleTail, AStalledTailIsToldWhatItLostAndGetsTheNewestLines)
+{
+    Probe probe({}, 4, "ERROR (UNIT:sock_probe DETAIL)");
+    ASSERT_FALSE(probe.path.empty());
+    int fd = Dial(probe.path);
+    ASSERT_EQ(send(fd, ".tail\n", 6, MSG_NOSIGNAL), 6);
+    std::string head = Take(fd, 10, 5000);
+    ASSERT_EQ(head, "ZUL 100 0\n");
+    Order order;
+    order.Feed(Take(fd, 1 << 18, 5000));
+    ASSERT_GT(order.lines, 0u);
+    std::map<std::string, long> before = order.last;
+    probe.Say("rate");
+    usleep(250000);
+    double reading = atof(probe.Say("rate").c_str() + 8);
+    sleep(5);
+    double stalled = atof(probe.Say("rate").c_str() + 8);
+    size_t reportsBefore = order.reports;
+    for (int i = 0; i < 100 && (order.reports == reportsBefore || order.lines < 1000); ++i)
+        order.Feed(Take(fd, 1 << 20, 100));
+    close(fd);
+    EXPECT_GT(order.reports, reportsBefore);
+    EXPECT_GT(order.dropped, 0u);
+    EXPECT_EQ(order.faults, 0u) << order.firstFault;
+    // Nothing the queue and the socket held at the pause's start is
+    // numbered so far beyond what had come before it.
+    bool newer = false;
+    for (auto &[thread, item] : order.last)
+        newer = newer || item > before[thread] + 20000;
+    EXPECT_TRUE(newer);
+    // Threads held up by the tail would all but stop while it stalls.
+    EXPECT_GT(stalled, reading / 10) << "lines/s while reading " << reading << ", while stalled " << stalled;
+}
+
+// Rounds of 33 tails: 32 are attached, the 33rd is told that there are
+// too many, and the others leave, some with lines unread.  The process
+// ends with the descriptors it had, and memory of the first round's size;
+// commands are answered throughout.
+TEST(ConsoleTail, TailsComingAndGoingLeaveNothingBehind)
+{
+    Probe probe({}, 4, "ERROR (UNIT:sock_probe DETAIL)");
+    ASSERT_FALSE(probe.path.empty());
+    size_t descriptors = Descriptors(probe.pid);
+    long rss = 0;
+    for (int round = 0; round < 6; ++round) {
+        std::vector<int> tails;
+        for (int i = 0; i < 33; ++i) {
+            tails.push_back(Dial(probe.path));
+            send(tails.back(), ".tail\n", 6, MSG_NOSIGNAL);
+        }
+        int attached = 0, refused = 0;
+        for (size_t i = 0; i < tails.size(); ++i) {
+            std::string got = Reply(tails[i], 10);
+            attached += got.rfind("ZUL 100 0\n", 0) == 0;
+            refused += got == "ZUL 106 32\nToo many tails: 32 are attached\n";
+            if (i % 2 == 0)
+                Take(tails[i], 1 << 16, 50);
+        }
+        EXPECT_EQ(attached, 32);
+        EXPECT_EQ(refused, 1);
+        EXPECT_EQ(Ask(probe.path, "ping"), "ZUL 0 5\npong\n");
+        for (int fd : tails)
+            close(fd);
+        // The server notices the hang-ups in its next turns.
+        for (int i = 0; i < 100 && Descriptors(probe.pid) != descriptors; ++i)
+            usleep(50000);
+        EXPECT_EQ(Descriptors(probe.pid), descriptors) << "round " << round;
+        if (round == 0)
+            rss = RssKiB(probe.pid);
+    }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    // The sanitizers hold freed memory back on purpose.
+    EXPECT_LE(RssKiB(probe.pid), rss + 1024) << "KiB after the first round: " << rss;
+#endif
 }

@@ -8,6 +8,10 @@
  *   free    close them again; "freed"
  *   rate    the workers' trace lines a second since the last rate (or
  *           the start); "lines/s N"
+ *   stamp N N lines "stamp T" under ERROR, a millisecond apart, where T
+ *           is the monotonic clock in nanoseconds just before the line is
+ *           written: a watcher of the log learns how long each took to
+ *           reach it; "stamped N"
  *
  * Its commands: `ping` answers pong; `fault scope` faults inside a
  * protected scope and prints the status the scope caught; `fault bare`
@@ -93,6 +97,19 @@ static double now(void)
     return (double)t.tv_sec + (double)t.tv_nsec / 1e9;
 }
 
+static void stamp(ZULRA_entry_t *entry, int count)
+{
+    const struct timespec pause = {0, 1000000};
+    for (int i = 0; i < count; i++) {
+        struct timespec t;
+        clock_gettime(CLOCK_MONOTONIC, &t);
+        RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR, "stamp %lld\n",
+                 (long long)t.tv_sec * 1000000000 + t.tv_nsec);
+        nanosleep(&pause, NULL);
+    }
+    printf("stamped %d\n", count);
+}
+
 int main(int argc, char **argv)
 {
     char path[108];
@@ -132,6 +149,8 @@ int main(int argc, char **argv)
             while (spares > 0)
                 close(spare[--spares]);
             printf("freed\n");
+        } else if (strncmp(line, "stamp ", 6) == 0) {
+            stamp(&entry, atoi(line + 6));
         } else if (strncmp(line, "rate", 4) == 0) {
             long lines = __atomic_load_n(&traced, __ATOMIC_RELAXED);
             double t = now();

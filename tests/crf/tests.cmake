@@ -1,6 +1,6 @@
 # The console: registry, consoles, command lines and the bss1 command.
 zul_add_test(zul_test_crf SOURCES ${CMAKE_CURRENT_LIST_DIR}/console_test.cpp
-  FAMILIES crf ONE_PER_PROCESS)
+  FAMILIES cmd ONE_PER_PROCESS)
 # The console socket, from outside the process.
 zul_add_test(zul_test_crfsock SOURCES ${CMAKE_CURRENT_LIST_DIR}/socket_test.cpp
   FAMILIES crf ONE_PER_PROCESS)
@@ -18,5 +18,6 @@ zul_add_test(zul_test_units SOURCES ${CMAKE_CURRENT_LIST_DIR}/units_test.cpp
 add_executable(zul_crf_sock_probe ${CMAKE_CURRENT_LIST_DIR}/sock_probe.c)
 target_link_libraries(zul_crf_sock_probe PRIVATE zul)
 zul_add_test(zul_test_crfserver SOURCES ${CMAKE_CURRENT_LIST_DIR}/server_test.cpp)
-target_compile_definitions(zul_test_crfserver PRIVATE ZUL_SOCK_PROBE="$<TARGET_FILE:zul_crf_sock_probe>")
-add_dependencies(zul_test_crfserver zul_crf_sock_probe)
+target_compile_definitions(zul_test_crfserver PRIVATE ZUL_SOCK_PROBE="$<TARGET_FILE:zul_crf_sock_probe>"
+  ZULCTL_PATH="$<TARGET_FILE:zulctl>")
+add_dependencies(zul_test_crfserver zul_crf_sock_probe zulctl)

@@ -395,6 +395,24 @@ TEST(ParameterFile, LogicalLines)
     }
 }
 
+// A program that the process starts while a parameter file is open does
+// not inherit its descriptor.
+TEST(ParameterFile, AProgramStartedMeanwhileDoesNotInheritIt)
+{
+    TempFile f("a\n");
+    ZULPM_file_t *file = nullptr;
+    ASSERT_EQ(PRM1_OpenFile(&file, f.path.c_str()), 0);
+    std::string descriptors;
+    FILE *ls = popen("ls -l /proc/self/fd", "r");
+    ASSERT_NE(ls, nullptr);
+    for (char buffer[512]; fgets(buffer, sizeof buffer, ls) != nullptr;)
+        descriptors += buffer;
+    pclose(ls);
+    EXPECT_NE(descriptors.find("pipe:"), std::string::npos) << descriptors;
+    EXPECT_EQ(descriptors.find(f.path), std::string::npos) << descriptors;
+    EXPECT_EQ(PRM1_CloseFile(file), 0);
+}
+
 // Bad arguments and a missing file give 1, no memory for the file 2; when
 // the first enlargement of the line fails there is no text at all, when a
 // later one fails what was read so far comes back with result 1.

@@ -7,8 +7,12 @@ zul_add_test(zul_test_log
     ${CMAKE_CURRENT_LIST_DIR}/fork_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/long_lines_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/kind_test.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/flat_test.cpp
   FAMILIES ras anc entry ONE_PER_PROCESS)
+
+# A line put together flat against the same line through records, in the
+# store and in the capture ring, which `ras1 log` shows.
+zul_add_test(zul_test_log_flat SOURCES ${CMAKE_CURRENT_LIST_DIR}/flat_test.cpp
+  FAMILIES cmd entry ONE_PER_PROCESS)
 
 # The compiler's format check of the log calls: format_check.c compiles
 # with warnings as errors as C and as C++, and each of its wrong calls

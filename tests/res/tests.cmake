@@ -7,4 +7,4 @@ target_link_options(zul_test_res PRIVATE -Wl,--wrap=malloc)
 
 # The res1 command and RES1_DEBUG, which is read at the first use of the
 # family: one process for each test.
-zul_add_test(zul_test_res1 SOURCES ${CMAKE_CURRENT_LIST_DIR}/res1_command.cpp FAMILIES res ONE_PER_PROCESS)
+zul_add_test(zul_test_res1 SOURCES ${CMAKE_CURRENT_LIST_DIR}/res1_command.cpp FAMILIES cmd ONE_PER_PROCESS)

@@ -171,6 +171,33 @@ PY
   echo "journal: fields, priorities and journalctl -p err as expected"
 }
 
+# zulctl tail shows the log's lines, heads and all, whatever the target
+# (a file, JSON lines, standard error, the journal), and ends with status
+# 0 when the process ends.
+case_tail() {
+  mkdir -m 700 sockets
+  source "$here/../../tools/journald.sh"
+  local targets=(">$work/app.log" ">json:$work/app.json" ">stderr") status=0 tail
+  journald_up >/dev/null || status=$?
+  if [ "$status" = 0 ]; then targets+=(">journal"); else echo "tail: no journal here"; fi
+  for target in "${targets[@]}"; do
+    rm -f stop tail.out
+    ZUL_CONSOLE="$work/sockets" ZUL_RAS1="ERROR $target" "$probe" threads 100000000 "$work/stop" >counts 2>err &
+    writers=$!
+    for _ in $(seq 200); do [ -e "sockets/zul_target_probe.$writers.sock" ] && break; sleep 0.05; done
+    "$zulctl" --dir sockets tail "$writers" >tail.out 2>/dev/null &
+    tail=$!
+    for _ in $(seq 200); do [ "$(count 'writer' tail.out)" -gt 100 ] && break; sleep 0.05; done
+    touch stop; wait "$writers"; writers=""
+    status=0; wait "$tail" || status=$?
+    [ "$status" = 0 ] || fail "$target: zulctl tail ended with $status"
+    [ "$(count 'writer' tail.out)" -gt 100 ] || fail "$target: the tail shows $(count 'writer' tail.out) lines"
+    grep -qE '^\([0-9A-F]{8}\.[0-9A-F]{8}-[0-9A-F]+:target_probe,77,"say"\) writer [0-3] line [0-9]+$' tail.out ||
+      fail "$target: the tail shows $(head -n 3 tail.out)"
+  done
+  echo "tail: the lines of every target"
+}
+
 # Every line of the 4 writers once, in order, across the files given.
 check_writers() {
   local counts="$1"; shift
