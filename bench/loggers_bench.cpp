@@ -20,6 +20,12 @@
 // emptied after each benchmark, so that the disk's write-back never
 // throttles a run.
 //
+// Built a second time as zul_bench_loggers_tail (ZUL_BENCH_TAIL), the
+// program listens on its console socket and a reader attaches a tail
+// (`.tail`, as `zulctl tail` does) that takes every line while ZulLine
+// runs: the cost of a tail to the threads that log, with the console
+// server's thread and the reader on the same processors.
+//
 // ZUL_RAS1 is read once at the start of a process, so main sets it and
 // runs the program again.
 #include <zul/ras1.h>
@@ -34,7 +40,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#if ZUL_BENCH_SPDLOG
+#if ZUL_BENCH_TAIL
+#include <zul/crf1.h>
+
+#include <atomic>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#endif
+#if ZUL_BENCH_SPDLOG && !ZUL_BENCH_TAIL
 #include <spdlog/async.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
@@ -89,7 +103,7 @@ BENCHMARK(ZulLine)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
 // ---- spdlog ----------------------------------------------------------------
 
-#if ZUL_BENCH_SPDLOG
+#if ZUL_BENCH_SPDLOG && !ZUL_BENCH_TAIL
 std::shared_ptr<spdlog::logger> buffered_logger()
 {
     static auto logger = [] {
@@ -136,6 +150,7 @@ void SpdlogAsync(benchmark::State &state)
 BENCHMARK(SpdlogAsync)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 #endif
 
+#if !ZUL_BENCH_TAIL
 // ---- floors ----------------------------------------------------------------
 
 // A ring of one thread: a line goes where the last one ended, and back to
@@ -245,6 +260,37 @@ void ValuesToRing(benchmark::State &state)
     lines(state);
 }
 BENCHMARK(ValuesToRing)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+#endif
+
+#if ZUL_BENCH_TAIL
+std::atomic<uint64_t> tailBytes{0};
+
+// A tail of the program's own log: connects to the console socket, asks
+// for the log and reads it to the end of the process.
+void attach_tail()
+{
+    char path[256];
+    int status = CRF1_Listen("/tmp/zul_bench_loggers_sockets", 0, path, sizeof path);
+    if (status != CRF1_OK && status != CRF1_Listening) {
+        std::fprintf(stderr, "CRF1_Listen: %d\n", status);
+        std::exit(1);
+    }
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+    if (fd < 0 || connect(fd, (sockaddr *)&address, sizeof address) != 0 ||
+        write(fd, ".tail\n", 6) != 6) {
+        std::perror("tail");
+        std::exit(1);
+    }
+    std::thread([fd] {
+        char buffer[65536];
+        for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;)
+            tailBytes.fetch_add((uint64_t)n, std::memory_order_relaxed);
+    }).detach();
+}
+#endif
 
 } // namespace
 
@@ -263,9 +309,16 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
+#if ZUL_BENCH_TAIL
+    attach_tail();
+#endif
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-#if ZUL_BENCH_SPDLOG
+#if ZUL_BENCH_TAIL
+    std::fprintf(stderr, "the tail took %llu bytes\n", (unsigned long long)tailBytes.load());
+    CRF1_Unlisten();
+#endif
+#if ZUL_BENCH_SPDLOG && !ZUL_BENCH_TAIL
     spdlog::shutdown();
 #endif
     std::remove(kZulLog);
