@@ -14,34 +14,36 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-void ZULPL_WriteAll(int fd, const char *text, size_t length)
+namespace {
+
+// Writes until all of it is written, an error, or a file that takes
+// nothing more; a signal is no reason to stop.  Returns the bytes written.
+size_t write_on(int fd, const char *text, size_t length)
 {
-    while (length > 0) {
-        long n = syscall(SYS_write, fd, text, length);
+    size_t done = 0;
+    while (done < length) {
+        long n = syscall(SYS_write, fd, text + done, length - done);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n <= 0) // an error, or a file that takes nothing more
-            return;
-        text += n;
-        length -= static_cast<size_t>(n);
+        if (n <= 0)
+            break;
+        done += static_cast<size_t>(n);
     }
+    return done;
+}
+
+} // namespace
+
+void ZULPL_WriteAll(int fd, const char *text, size_t length)
+{
+    (void)write_on(fd, text, length);
 }
 
 size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patience)
 {
     struct stat st;
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
-        size_t done = 0;
-        while (done < length) {
-            long n = syscall(SYS_write, fd, text + done, length - done);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break;
-            done += static_cast<size_t>(n);
-        }
-        return done;
-    }
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
+        return write_on(fd, text, length);
     // A pipe or a socket: a write of one page waits for no more room than
     // poll has seen free, so the wait is poll's and bounded.
     size_t done = 0;
@@ -53,12 +55,10 @@ size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patie
         if (ready <= 0 || (p.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
             break;
         size_t piece = length - done < 4096 ? length - done : 4096;
-        long n = syscall(SYS_write, fd, text + done, piece);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
+        size_t n = write_on(fd, text + done, piece);
+        if (n == 0)
             break;
-        done += static_cast<size_t>(n);
+        done += n;
     }
     return done;
 }
