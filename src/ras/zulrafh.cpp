@@ -70,9 +70,10 @@ static ZULRA_capture_t *capture_record(ZULRA_capture_t *slot, const char *text, 
     if (length > sizeof slot->text)
         length = sizeof slot->text;
     memcpy(slot->text, text, sizeof slot->text);
-    slot->length = length;
+    // Lengths are read without the lock by the failure report.
+    __atomic_store_n(&slot->length, length, __ATOMIC_RELAXED);
     slot = slot->next;
-    slot->length = 0;
+    __atomic_store_n(&slot->length, 0u, __ATOMIC_RELAXED);
     return slot;
 }
 

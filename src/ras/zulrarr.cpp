@@ -1,5 +1,5 @@
 // ZULRA_ReadRing: the newest records of the capture ring, read without a
-// lock.
+// lock; and ZULRA_ReadRingHeld, the same with the ring held.
 //
 // The ring is a fixed circle of slots, linked once when the trace's block
 // is built; only the write position and the slots' texts change after
@@ -55,5 +55,16 @@ uint32_t ZULRA_ReadRing(uint32_t most, ZULRA_ringline_t each, void *user)
         if (++given == most)
             break;
     }
+    return given;
+}
+
+uint32_t ZULRA_ReadRingHeld(uint32_t most, ZULRA_ringline_t each, void *user)
+{
+    if (__atomic_load_n(&ZULRA_pcbDescriptor.result, __ATOMIC_ACQUIRE) == 0)
+        return 0;
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    ZULRA_HoldCapture(block, 1);
+    uint32_t given = ZULRA_ReadRing(most, each, user);
+    ZULRA_HoldCapture(block, 0);
     return given;
 }
