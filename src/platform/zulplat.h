@@ -59,9 +59,9 @@ void ZULPL_WriteAll(int fd, const char *text, size_t length);
 
 // As ZULPL_WriteAll, for code that must not wait on a reader who takes
 // nothing (a process that is ending): to a pipe or a socket it writes a
-// page at a time once poll has seen room, and gives up when none comes
-// within `patience` milliseconds.  A regular file is written whole.
-// Returns the bytes written.  Async-signal-safe.
+// page at a time once poll has seen room, and gives up when `patience`
+// milliseconds have gone by.  A regular file is written whole.  Returns
+// the bytes written.  Async-signal-safe.
 size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patience);
 
 // The full path of the running executable into `buffer` (NUL-terminated,

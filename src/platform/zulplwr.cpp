@@ -12,6 +12,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace {
@@ -45,11 +46,19 @@ size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patie
     if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
         return write_on(fd, text, length);
     // A pipe or a socket: a write of one page waits for no more room than
-    // poll has seen free, so the wait is poll's and bounded.
+    // poll has seen free, so the wait is poll's, and all of it together is
+    // bounded by `patience`.
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const int64_t deadline = now.tv_sec * 1000ll + now.tv_nsec / 1000000 + patience;
     size_t done = 0;
     while (done < length) {
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        int64_t left = deadline - (now.tv_sec * 1000ll + now.tv_nsec / 1000000);
+        if (left <= 0)
+            break;
         struct pollfd p = {fd, POLLOUT, 0};
-        int ready = poll(&p, 1, static_cast<int>(patience));
+        int ready = poll(&p, 1, static_cast<int>(left));
         if (ready < 0 && errno == EINTR)
             continue;
         if (ready <= 0 || (p.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
