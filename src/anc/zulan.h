@@ -3,12 +3,16 @@
 //
 // The anchors are a circular list, oldest first, whose ends are the
 // block's `first` and `last`.  `end`, the block's own address, stands for
-// the list head in the links: it ends a walk and is never followed.
+// the list head in the links: it ends a walk and is never followed
+// (internal/zullinks.h).
 #ifndef ZUL_SRC_ANC_ZULAN_H
 #define ZUL_SRC_ANC_ZULAN_H
 
 #include <zul/anc1.h>
 #include <zul/bss1.h>
+
+#include "internal/zullinks.h"
+#include "internal/zullock.h"
 
 typedef struct ZULAN_anchor {
     struct ZULAN_anchor *next, *prior;
@@ -29,6 +33,12 @@ extern ZULSS_descriptor_t ZULAN_pcbDescriptor;
 static inline ZULAN_pcb_t *ZULAN_Pcb(void)
 {
     return (ZULAN_pcb_t *)ZULSS_PROCESS_BLOCK(&ZULAN_pcbDescriptor);
+}
+
+// The links of the list of anchors.
+static inline ZUL_links<ZULAN_anchor_t> ZULAN_Links(ZULAN_pcb_t *pcb)
+{
+    return {&ZULAN_anchor_t::next, &ZULAN_anchor_t::prior, pcb->end, &pcb->first, &pcb->last};
 }
 
 // The status for a name that no call can take (a negative length, or no

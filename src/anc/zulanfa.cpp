@@ -9,20 +9,13 @@ int ANC1_ForgetAnchorAddress(ZULAN_name_t name, int *reason)
     if (status != STC1_Success)
         return status;
     ZULAN_pcb_t *pcb = ZULAN_Pcb();
-    BSS1_GetLock(&pcb->lock);
-    ZULAN_anchor_t *a = ZULAN_Find(pcb, name);
-    if (a != nullptr) {
-        // `end` stands for the head on either side.
-        if (a->prior == pcb->end)
-            pcb->first = a->next;
-        else
-            a->prior->next = a->next;
-        if (a->next == pcb->end)
-            pcb->last = a->prior;
-        else
-            a->next->prior = a->prior;
+    ZULAN_anchor_t *a;
+    {
+        ZULSS_HOLD(&pcb->lock);
+        a = ZULAN_Find(pcb, name);
+        if (a != nullptr)
+            ZUL_RingUnlink(ZULAN_Links(pcb), a);
     }
-    BSS1_ReleaseLock(&pcb->lock);
     if (a == nullptr)
         return ZULAN_Answer(STC1_NotThere, RSN1_NotFound, reason);
     BSS1_FreeMem(a->allocated, a, nullptr);

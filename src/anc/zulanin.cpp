@@ -11,7 +11,7 @@ static void construct_anchors(void *block)
 {
     ZULAN_pcb_t *pcb = static_cast<ZULAN_pcb_t *>(block);
     pcb->end = reinterpret_cast<ZULAN_anchor_t *>(pcb);
-    pcb->first = pcb->last = pcb->end;
+    ZUL_RingInit(ZULAN_Links(pcb), pcb->end);
     BSS1_InitializeLock(&pcb->lock);
     // Without the class every alias call is refused by RES1 itself, which
     // is answer enough: the result is not looked at.

@@ -5,6 +5,7 @@
 // the block's lock, so of any number of threads that race on one name
 // exactly one creates it (STC1_Warning) and all get the same address.
 #include "anc/zulan.h"
+#include "internal/zullock.h"
 
 int ANC1_LocateCreateAnchor(ZULAN_name_t name, uint32_t size, void **address, int *reason)
 {
@@ -14,17 +15,14 @@ int ANC1_LocateCreateAnchor(ZULAN_name_t name, uint32_t size, void **address, in
     if (address == nullptr)
         return ZULAN_Answer(STC1_BadArgument, RSN1_Arguments, reason);
     ZULAN_pcb_t *pcb = ZULAN_Pcb();
-    int why = RSN1_NoError;
-    BSS1_GetLock(&pcb->lock);
-    const ZULAN_anchor_t *a = ZULAN_Find(pcb, name);
-    if (a == nullptr) {
-        a = ZULAN_Create(pcb, name, size);
-        status = STC1_Warning, why = RSN1_NotFound;
-    }
-    if (a != nullptr)
+    ZULSS_HOLD(&pcb->lock);
+    if (const ZULAN_anchor_t *a = ZULAN_Find(pcb, name)) {
         *address = a->address;
-    else
-        status = STC1_Shortage, why = RSN1_Storage;
-    BSS1_ReleaseLock(&pcb->lock);
-    return ZULAN_Answer(status, why, reason);
+        return ZULAN_Answer(STC1_Success, RSN1_NoError, reason);
+    }
+    const ZULAN_anchor_t *a = ZULAN_Create(pcb, name, size);
+    if (a == nullptr)
+        return ZULAN_Answer(STC1_Shortage, RSN1_Storage, reason);
+    *address = a->address;
+    return ZULAN_Answer(STC1_Warning, RSN1_NotFound, reason);
 }

@@ -21,6 +21,7 @@ int ZULAN_CheckName(ZULAN_name_t name, int *reason)
 
 ZULAN_anchor_t *ZULAN_Find(ZULAN_pcb_t *pcb, ZULAN_name_t name)
 {
+    ZUL_ASSERT_HELD(&pcb->lock);
     for (ZULAN_anchor_t *a = pcb->first; a != pcb->end; a = a->next)
         if (a->name.length == name.length &&
             (name.length == 0 || memcmp(a->name.text, name.text, name.length) == 0))
@@ -30,6 +31,7 @@ ZULAN_anchor_t *ZULAN_Find(ZULAN_pcb_t *pcb, ZULAN_name_t name)
 
 ZULAN_anchor_t *ZULAN_Create(ZULAN_pcb_t *pcb, ZULAN_name_t name, uint32_t size)
 {
+    ZUL_ASSERT_HELD(&pcb->lock);
     // The record keeps its size in 32 bits: a larger request is as
     // impossible as one the heap refuses.
     const uint64_t total = uint64_t{sizeof(ZULAN_anchor_t)} + size + uint64_t(name.length);
@@ -50,14 +52,6 @@ ZULAN_anchor_t *ZULAN_Create(ZULAN_pcb_t *pcb, ZULAN_name_t name, uint32_t size)
     a->name.length = name.length;
     if (size != 0)
         a->address = a + 1;
-
-    // `end` stands for the head: it is compared, never followed.
-    a->next = pcb->end;
-    a->prior = pcb->last;
-    if (pcb->last == pcb->end)
-        pcb->first = a;
-    else
-        pcb->last->next = a;
-    pcb->last = a;
+    ZUL_RingInsertBefore(ZULAN_Links(pcb), pcb->end, a);
     return a;
 }

@@ -1,5 +1,6 @@
 // ANC1_SaveAnchorAddress: keeps an address under a new name.
 #include "anc/zulan.h"
+#include "internal/zullock.h"
 
 int ANC1_SaveAnchorAddress(ZULAN_name_t name, void *address, int *reason)
 {
@@ -7,17 +8,12 @@ int ANC1_SaveAnchorAddress(ZULAN_name_t name, void *address, int *reason)
     if (status != STC1_Success)
         return status;
     ZULAN_pcb_t *pcb = ZULAN_Pcb();
-    int why = RSN1_NoError;
-    BSS1_GetLock(&pcb->lock);
-    if (ZULAN_Find(pcb, name) != nullptr) {
-        status = STC1_Duplicate, why = RSN1_Prior; // the first address stays
-    } else {
-        ZULAN_anchor_t *a = ZULAN_Create(pcb, name, 0);
-        if (a == nullptr)
-            status = STC1_Shortage, why = RSN1_Storage;
-        else
-            a->address = address;
-    }
-    BSS1_ReleaseLock(&pcb->lock);
-    return ZULAN_Answer(status, why, reason);
+    ZULSS_HOLD(&pcb->lock);
+    if (ZULAN_Find(pcb, name) != nullptr) // the first address stays
+        return ZULAN_Answer(STC1_Duplicate, RSN1_Prior, reason);
+    ZULAN_anchor_t *a = ZULAN_Create(pcb, name, 0);
+    if (a == nullptr)
+        return ZULAN_Answer(STC1_Shortage, RSN1_Storage, reason);
+    a->address = address;
+    return ZULAN_Answer(STC1_Success, RSN1_NoError, reason);
 }

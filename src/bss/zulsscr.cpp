@@ -5,6 +5,7 @@
 // with BSS1_GetEnv, so that alternatives can be named.  The first value
 // goes through BSS1_ConfigSet like any later one, so the handler sees it.
 #include "bss/zulss.h"
+#include "internal/zullock.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -20,33 +21,27 @@ int BSS1_ConfigRegister(const char *name, const char *initial, ZULSS_confighandl
         return STC1_BadArgument;
 
     ZULSS_pcb_t *pcb = ZULSS_Pcb();
-    int status = STC1_Success;
-    ZULSS_config_t *config = nullptr;
-    const char *value = nullptr;
-    BSS1_GetLock(&pcb->configLock);
-    for (ZULSS_config_t *c = pcb->configList; c != nullptr; c = c->next) {
-        if (c->nameLength == nameLength && BSS1_Match(c->name, name, uint32_t(nameLength)) == 0)
-            status = STC1_Duplicate;
-    }
-    if (status == STC1_Success) {
-        config = static_cast<ZULSS_config_t *>(calloc(1, sizeof(ZULSS_config_t) + nameLength + 1));
-        if (config == nullptr) {
-            status = STC1_Shortage;
-        } else {
-            char *copy = reinterpret_cast<char *>(config + 1);
-            memcpy(copy, name, nameLength);
-            config->name = copy;
-            config->nameLength = uint32_t(nameLength);
-            config->handler = handler;
-            config->context = context;
-            config->next = pcb->configList;
-            pcb->configList = config;
-            value = BSS1_GetEnv(name, initial);
+    ZULSS_config_t *config;
+    const char *value;
+    {
+        ZULSS_HOLD(&pcb->configLock);
+        for (ZULSS_config_t *c = pcb->configList; c != nullptr; c = c->next) {
+            if (c->nameLength == nameLength && BSS1_Match(c->name, name, uint32_t(nameLength)) == 0)
+                return STC1_Duplicate;
         }
+        config = static_cast<ZULSS_config_t *>(calloc(1, sizeof(ZULSS_config_t) + nameLength + 1));
+        if (config == nullptr)
+            return STC1_Shortage;
+        char *copy = reinterpret_cast<char *>(config + 1);
+        memcpy(copy, name, nameLength);
+        config->name = copy;
+        config->nameLength = uint32_t(nameLength);
+        config->handler = handler;
+        config->context = context;
+        config->next = pcb->configList;
+        pcb->configList = config;
+        value = BSS1_GetEnv(name, initial);
     }
-    BSS1_ReleaseLock(&pcb->configLock);
-    if (status != STC1_Success)
-        return status;
     uint32_t length = value != nullptr ? uint32_t(strnlen(value, UINT32_MAX)) : 0;
     return BSS1_ConfigSet(config->name, value, length);
 }

@@ -9,7 +9,6 @@
 #include "bss/zulss.h"
 #include "platform/zulplat.h"
 
-#include <time.h>
 
 namespace {
 // `stamp` holds the seconds in its high half and lastTicks in its low
@@ -30,7 +29,7 @@ void construct_clock(void *)
 {
     BSS1_InitializeLock(&clock_.lock);
     __atomic_store_n(&clock_.stamp,
-                     make_stamp(static_cast<uint32_t>(time(nullptr)), ZULPL_Ticks()),
+                     make_stamp(static_cast<uint32_t>(ZULPL_CalendarNow(nullptr)), ZULPL_Ticks()),
                      __ATOMIC_RELEASE);
 }
 } // namespace

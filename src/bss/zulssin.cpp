@@ -135,7 +135,7 @@ static size_t work_out(const ZULSS_info_t *info, uint32_t item, char *out)
 static void construct_info(void *argument)
 {
     ZULSS_info_t *info = (ZULSS_info_t *)argument;
-    info->now = time(nullptr);
+    info->now = static_cast<time_t>(ZULPL_CalendarNow(nullptr));
 
     ZULPL_facts_t facts;
     ZULPL_SystemFacts(&facts);

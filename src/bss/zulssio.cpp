@@ -13,6 +13,8 @@
 // loads: a thread that sees a negative word sees everything the
 // constructor wrote.
 #include "bss/zulss.h"
+#include "internal/zullock.h"
+#include "platform/zulplat.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -26,17 +28,15 @@ static int32_t load_word(const int32_t *once)
 
 [[noreturn]] static void abort_recursion(const char *file, int line, uint32_t tid, const ZULSS_slot_t *slot)
 {
-    fprintf(stderr, "%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
-            static_cast<unsigned long>(tid), slot->file ? slot->file : "", static_cast<int>(slot->line));
-    fflush(stderr);
-    abort();
+    ZULPL_Abort("%s(%d)-%08lX-%s(%d): constructor recursion\n", file ? file : "", line,
+                static_cast<unsigned long>(tid), slot->file ? slot->file : "",
+                static_cast<int>(slot->line));
 }
 
 [[noreturn]] static void abort_exhausted(const char *file, int line, uint32_t tid)
 {
-    fprintf(stderr, "%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line, static_cast<unsigned long>(tid));
-    fflush(stderr);
-    abort();
+    ZULPL_Abort("%s(%d)-%08lX: lock pool exhausted\n", file ? file : "", line,
+                static_cast<unsigned long>(tid));
 }
 
 // A once word above the pool's slots was never written by this machinery:
@@ -47,6 +47,63 @@ static void *refuse_word(const char *file, int line, int32_t word, void *argumen
             static_cast<unsigned long>(BSS1_ThreadID()), static_cast<long>(word));
     fflush(stderr);
     return argument;
+}
+
+// For a once word still 0, under the master slot's lock: counts the
+// construction as begun, hands it a slot and writes the slot into the
+// word.  With every slot in use the process ends.
+static int32_t hand_out_slot(ZULSS_pool_t *pool, int32_t *once, const char *file, int line,
+                             uint32_t tid)
+{
+    ZUL_ASSERT_HELD(&pool->slots[0].lock);
+    if (pool->free == 0 && pool->highest >= ZULSS_POOL_LIMIT) {
+        BSS1_ReleaseLock(&pool->slots[0].lock);
+        abort_exhausted(file, line, tid);
+    }
+    __atomic_store_n(&pool->active, pool->active + 1, __ATOMIC_RELAXED);
+    int32_t word;
+    if (pool->free != 0) {
+        word = pool->free;
+        pool->free = pool->slots[word].next;
+    } else {
+        word = ++pool->highest;
+    }
+    __atomic_store_n(once, word, __ATOMIC_RELEASE);
+    return word;
+}
+
+// Runs the constructor under slot `word`, whose lock this thread holds so
+// that every other thread that wants the word waits on it; publishes the
+// word as ended, lets the slot go and gives it back to the pool.  Returns
+// the epilogs to run, if this was the last construction under way.
+static ZULSS_epilog_t *construct(ZULSS_pool_t *pool, int32_t *once, int32_t word,
+                                 ZULSS_constructor_t constructor, void *argument,
+                                 const char *file, int line, uint32_t tid)
+{
+    ZULSS_slot_t *slot = &pool->slots[word];
+    ZUL_ASSERT_HELD(&slot->lock);
+    __atomic_store_n(&slot->owner, tid, __ATOMIC_RELAXED);
+    slot->file = file;
+    slot->line = line;
+    if (constructor != nullptr)
+        constructor(argument);
+    __atomic_store_n(once, -(word + 1), __ATOMIC_RELEASE);
+    // owner is cleared before the slot goes back to the pool, so that a
+    // later construction under the same slot is never taken for this one.
+    __atomic_store_n(&slot->owner, 0u, __ATOMIC_RELAXED);
+    BSS1_ReleaseLock(&slot->lock);
+
+    ZULSS_HOLD(&pool->slots[0].lock);
+    ZULSS_epilog_t *epilogs = nullptr;
+    int32_t active = pool->active - 1;
+    __atomic_store_n(&pool->active, active, __ATOMIC_RELAXED);
+    if (active == 0) {
+        epilogs = pool->epilogs;
+        pool->epilogs = nullptr;
+    }
+    pool->slots[word].next = pool->free;
+    pool->free = word;
+    return epilogs;
 }
 
 void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor, void *argument, const char *file, int line)
@@ -63,72 +120,35 @@ void *BSS1_InitializeOnce(int32_t *once, ZULSS_constructor_t constructor, void *
     // The recursion test comes before any lock: the locks are recursive and
     // would let this thread straight back into its own constructor.
     ZULSS_slot_t *slot = &pool->slots[index];
-    const int32_t first = index;
     const uint32_t tid = BSS1_ThreadID();
     if (__atomic_load_n(&slot->owner, __ATOMIC_RELAXED) == tid)
         abort_recursion(file, line, tid, slot);
 
+    // Only the master slot is ever taken for a word that is still 0, so a
+    // thread that finds 0 under it hands out a slot.
     BSS1_GetLock(&slot->lock);
     int32_t word = load_word(once);
-    ZULSS_epilog_t *epilogs = nullptr;
-
-    if (word == 0) {
-        // Only the master slot is ever taken for a word that is still 0, so
-        // this thread holds the master lock and hands out a slot.
-        if (pool->free == 0 && pool->highest >= ZULSS_POOL_LIMIT) {
-            BSS1_ReleaseLock(&slot->lock);
-            abort_exhausted(file, line, tid);
-        }
-        __atomic_store_n(&pool->active, pool->active + 1, __ATOMIC_RELAXED);
-        if (pool->free != 0) {
-            word = pool->free;
-            pool->free = pool->slots[word].next;
-        } else {
-            word = ++pool->highest;
-        }
-        __atomic_store_n(once, word, __ATOMIC_RELEASE);
-    }
-
+    if (word == 0)
+        word = hand_out_slot(pool, once, file, line, tid);
     if (word > ZULSS_POOL_LIMIT) {
         BSS1_ReleaseLock(&slot->lock);
         return refuse_word(file, line, word, argument);
     }
-    if (word > 0 && word != first) {
+    if (word > 0 && word != index) {
         BSS1_ReleaseLock(&slot->lock);
         slot = &pool->slots[word];
         BSS1_GetLock(&slot->lock);
         word = load_word(once);
     }
-
-    if (word > 0) {
-        // This thread runs the constructor, holding the slot's lock so that
-        // every other thread that wants the word waits on it.
-        __atomic_store_n(&slot->owner, tid, __ATOMIC_RELAXED);
-        slot->file = file;
-        slot->line = line;
-        if (constructor != nullptr)
-            constructor(argument);
-        __atomic_store_n(once, -(word + 1), __ATOMIC_RELEASE);
-        // owner is cleared before the slot goes back to the pool, so that a
-        // later construction under the same slot is never taken for this one.
-        __atomic_store_n(&slot->owner, 0u, __ATOMIC_RELAXED);
+    if (word <= 0) {
+        // Another thread's construction has ended while this one waited.
         BSS1_ReleaseLock(&slot->lock);
-
-        slot = &pool->slots[0];
-        BSS1_GetLock(&slot->lock);
-        int32_t active = pool->active - 1;
-        __atomic_store_n(&pool->active, active, __ATOMIC_RELAXED);
-        if (active == 0) {
-            epilogs = pool->epilogs;
-            pool->epilogs = nullptr;
-        }
-        pool->slots[word].next = pool->free;
-        pool->free = word;
+        return argument;
     }
-    BSS1_ReleaseLock(&slot->lock);
 
     // The last construction in the process has ended: run the postponed
     // work here, with no lock held, newest registration first.
+    ZULSS_epilog_t *epilogs = construct(pool, once, word, constructor, argument, file, line, tid);
     while (epilogs != nullptr) {
         ZULSS_epilog_t *e = epilogs;
         epilogs = e->next;

@@ -3,6 +3,7 @@
 // platform's mutex creation does not fail, so a lock always excludes.  A
 // null lock address is ignored by every call.
 #include "bss/zulss.h"
+#include "internal/zullock.h"
 #include "platform/zulplat.h"
 
 // BSS1_InitializeLock: give an unused lock its mutex now.
@@ -49,4 +50,14 @@ void BSS1_DestroyLock(ZULSS_lock_t *lock)
     void *handle = __atomic_exchange_n(&lock->handle, nullptr, __ATOMIC_ACQ_REL);
     __atomic_store_n(&lock->created, 0u, __ATOMIC_RELEASE);
     ZULPL_MutexDestroy(handle);
+}
+
+// ZULSS_LockHeld: whether the calling thread holds the lock.  `created`
+// is set before the creator's first acquisition, so a lock that this
+// thread holds is always found created.
+int ZULSS_LockHeld(const ZULSS_lock_t *lock)
+{
+    if (lock == nullptr || __atomic_load_n(&lock->created, __ATOMIC_ACQUIRE) == 0)
+        return 0;
+    return ZULPL_MutexHeld(__atomic_load_n(&lock->handle, __ATOMIC_ACQUIRE));
 }

@@ -1,19 +1,12 @@
 // BSS1_Match: the library's one comparison of names.
 //
 // Letters compare without regard to case; nothing else is special.  The
-// classes are those of the C locale, written out here rather than taken
-// from <ctype.h>, whose answers follow whatever locale the host program
-// has set: under a Turkish locale toupper('i') is not 'I', and under a
-// Latin-1 locale bytes above 0x7F would become letters.
+// letters are those of ASCII under every locale (internal/zulascii.h).
 #include "bss/zulss.h"
+#include "internal/zulascii.h"
 
 #include <limits.h>
 #include <string.h>
-
-static inline unsigned char fold_case(unsigned char c)
-{
-    return (c >= 'a' && c <= 'z') ? static_cast<unsigned char>(c - ('a' - 'A')) : c;
-}
 
 static inline int clamp(ptrdiff_t difference)
 {
@@ -44,7 +37,7 @@ int BSS1_Match(const char *first, const char *second, uint32_t length)
     for (size_t i = 0; i < count; ++i) {
         unsigned char a = static_cast<unsigned char>(first[i]);
         unsigned char b = static_cast<unsigned char>(second[i]);
-        if (a == b || fold_case(a) == fold_case(b))
+        if (a == b || ZUL_AsciiUpper(a) == ZUL_AsciiUpper(b))
             continue;
         return static_cast<signed char>(a) - static_cast<signed char>(b);
     }

@@ -3,6 +3,7 @@
 // The arguments are read up to the count or to the first null element,
 // whichever comes first; a count below 1 gives nothing to record.
 #include "bss/zulss.h"
+#include "internal/zullock.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -27,7 +28,7 @@ char *copy_text(const char *text)
 
 int BSS1_Main(int *argc, char **argv, const char *name)
 {
-    BSS1_GetLock(&mainLock);
+    ZULSS_HOLD(&mainLock);
     if (!argsTaken && argc != nullptr && argv != nullptr && *argc > 0) {
         argsTaken = 1;
         // A null element ends the vector early, as the one behind the last
@@ -56,7 +57,6 @@ int BSS1_Main(int *argc, char **argv, const char *name)
         nameTaken = 1;
         __atomic_store_n(&programName, copy_text(name), __ATOMIC_RELEASE);
     }
-    BSS1_ReleaseLock(&mainLock);
     return 0;
 }
 

@@ -1,9 +1,10 @@
 // The process block of the BSS1 family and its descriptors.
 //
-// Code refers to the public descriptor, a word block whose constructor
-// resolves the real one: the first reader of either gets the same block.
+// Code refers to the public descriptor, which forwards to the real one
+// (internal/zulforward.h).
 #include "bss/zulss.h"
 #include "internal/zulcommands.h"
+#include "internal/zulforward.h"
 #include "platform/zulplat.h"
 
 static void drop_at_thread_end(void *table)
@@ -30,13 +31,7 @@ static void construct_pcb(void *block)
 static constinit ZULSS_descriptor_t realDescriptor = {
     sizeof(ZULSS_pcb_t), construct_pcb, nullptr, 0, 0};
 
-static void forward_pcb(void *word)
-{
-    *static_cast<uintptr_t *>(word) =
-        reinterpret_cast<uintptr_t>(BSS1_ResolveProcess(&realDescriptor, __FILE__, __LINE__));
-}
-
-constinit ZULSS_descriptor_t ZULSS_pcbDescriptor = {0, forward_pcb, nullptr, 0, 0};
+ZULSS_FORWARDING_DESCRIPTOR(ZULSS_pcbDescriptor, realDescriptor);
 
 ZULSS_ttable_t *ZULSS_ThreadTable(void)
 {

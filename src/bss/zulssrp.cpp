@@ -1,7 +1,7 @@
 // BSS1_ResolveProcess: the address of a process block, built on first use.
 #include "bss/zulss.h"
+#include "platform/zulplat.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -15,12 +15,9 @@ static void construct_process_block(void *argument)
     if (d->size != 0) {
         void *block = malloc(d->size);
         if (block == nullptr) {
-            // A process block is not optional.  Like every message before
-            // an abort, on standard error, which needs no memory.
-            fprintf(stderr, "process block of %lu bytes: out of memory\n",
-                    static_cast<unsigned long>(d->size));
-            fflush(stderr);
-            abort();
+            // A process block is not optional.
+            ZULPL_Abort("process block of %lu bytes: out of memory\n",
+                        static_cast<unsigned long>(d->size));
         }
         memset(block, 0, d->size);
         if (d->constructor != nullptr)

@@ -1,13 +1,8 @@
 // BSS1_Tokenize: the next token of a counted text.
 #include "bss/zulss.h"
+#include "internal/zulascii.h"
 
 namespace {
-
-// The white space set, as the C locale has it.
-inline bool is_space(unsigned char c)
-{
-    return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f';
-}
 
 // Membership of the delimiter set, one bit per byte value.  A zero byte is
 // never a member here; callers treat it on its own.
@@ -51,7 +46,7 @@ int BSS1_Tokenize(const char **text, uint32_t *remaining, const char **token,
             length = static_cast<uint32_t>(at - start);
             break;
         }
-        if (c != 0 && !is_space(c)) {
+        if (c != 0 && !ZUL_AsciiSpace(c)) {
             // A delimiter that is not white space is a token by itself.
             start = at;
             length = 1;

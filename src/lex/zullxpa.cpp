@@ -26,6 +26,58 @@ static uint32_t resolve(const ZULLX_arg_t *keyword, const char *const *names, ui
     return matches == 1 ? LEX1_OK : LEX1_AmbiguousKeyword;
 }
 
+// Stop at this argument, with the status as it stands: a call that takes
+// one argument at a time has no room for the next one.
+static constexpr uint32_t kLeave = 0xFFFFFFFFu;
+
+// Puts the keyword argument `arg` in its slot of `keywords`: the slot its
+// name resolves to when the caller names the keywords, else the next one
+// (`taken` are taken).  LEX1_OK, kLeave, or why it cannot be taken.
+static uint32_t take_keyword(ZULLX_arg_t *arg, uint32_t flags, const char *const *names,
+                             ZULLX_arg_t **keywords, uint32_t maximum, uint32_t taken)
+{
+    if (taken >= maximum) {
+        if (maximum == 0)
+            return LEX1_NoKeywords;
+        return (flags & LEX1_PARSE_WHOLE) ? uint32_t{LEX1_TooManyKeywords} : kLeave;
+    }
+    uint32_t slot = taken;
+    ZULLX_arg_t *value = arg;
+    if (names != nullptr) {
+        uint32_t found = resolve(arg, names, maximum, &slot);
+        if (found != LEX1_OK)
+            return found;
+        if (keywords != nullptr && keywords[slot] != nullptr)
+            return LEX1_DuplicateKeyword;
+        ZULLX_list_t *values = arg->values;
+        if (values->count == 1) {
+            value = values->first;
+        } else if (flags & LEX1_PARSE_KEYLISTS) {
+            arg->type = LEX1_ARG_LIST;
+            arg->sublist = values;
+        } else {
+            return LEX1_ListNotAllowed;
+        }
+    }
+    if (keywords != nullptr)
+        keywords[slot] = value;
+    return LEX1_OK;
+}
+
+// Puts the positional argument `arg` behind the `taken` ones.  LEX1_OK,
+// kLeave, or why it cannot be taken.
+static uint32_t take_positional(ZULLX_arg_t *arg, uint32_t flags, ZULLX_arg_t **positionals,
+                                uint32_t maximum, uint32_t taken)
+{
+    if (taken >= maximum)
+        return (flags & LEX1_PARSE_WHOLE) ? uint32_t{LEX1_TooManyPositionals} : kLeave;
+    if (arg->type == LEX1_ARG_LIST && !(flags & LEX1_PARSE_LISTS))
+        return LEX1_ListNotAllowed;
+    if (positionals != nullptr)
+        positionals[taken] = arg;
+    return LEX1_OK;
+}
+
 int LEX1_Parse(ZULSS_format_t *format, ZULLX_list_t *list, uint32_t flags,
                uint32_t positionalMinimum, uint32_t *positionalCount, ZULLX_arg_t **positionals,
                uint32_t keywordMinimum, uint32_t *keywordCount, ZULLX_arg_t **keywords,
@@ -53,54 +105,16 @@ int LEX1_Parse(ZULSS_format_t *format, ZULLX_list_t *list, uint32_t flags,
     bool took = false;
     ZULLX_arg_t *arg = list->first;
     while (arg != nullptr) {
-        if (arg->type == LEX1_ARG_KEYWORD) {
-            if (k >= keywordMaximum) {
-                if (keywordMaximum == 0)
-                    status = LEX1_NoKeywords;
-                else if (whole)
-                    status = LEX1_TooManyKeywords;
-                break;
-            }
-            uint32_t slot = k;
-            ZULLX_arg_t *value = arg;
-            if (keywordNames != nullptr) {
-                uint32_t found = resolve(arg, keywordNames, keywordMaximum, &slot);
-                if (found != LEX1_OK) {
-                    status = found;
-                    break;
-                }
-                if (keywords != nullptr && keywords[slot] != nullptr) {
-                    status = LEX1_DuplicateKeyword;
-                    break;
-                }
-                ZULLX_list_t *values = arg->values;
-                if (values->count == 1) {
-                    value = values->first;
-                } else if (flags & LEX1_PARSE_KEYLISTS) {
-                    arg->type = LEX1_ARG_LIST;
-                    arg->sublist = values;
-                } else {
-                    status = LEX1_ListNotAllowed;
-                    break;
-                }
-            }
-            if (keywords != nullptr)
-                keywords[slot] = value;
-            ++k;
-        } else {
-            if (p >= positionalMaximum) {
-                if (whole)
-                    status = LEX1_TooManyPositionals;
-                break;
-            }
-            if (arg->type == LEX1_ARG_LIST && !(flags & LEX1_PARSE_LISTS)) {
-                status = LEX1_ListNotAllowed;
-                break;
-            }
-            if (positionals != nullptr)
-                positionals[p] = arg;
-            ++p;
+        const bool keyword = arg->type == LEX1_ARG_KEYWORD;
+        const uint32_t taken =
+            keyword ? take_keyword(arg, flags, keywordNames, keywords, keywordMaximum, k)
+                    : take_positional(arg, flags, positionals, positionalMaximum, p);
+        if (taken != LEX1_OK) {
+            if (taken != kLeave)
+                status = taken;
+            break;
         }
+        ++(keyword ? k : p);
         arg = arg->next;
         took = true;
         status = LEX1_OK;

@@ -92,6 +92,102 @@ static bool grow(ZULLX_token_t *slot)
     return true;
 }
 
+// Where a scan stands: the token kind so far (0 before its first
+// character), the classes that go on without a decision, and the quote
+// that opened a string.
+typedef struct {
+    uint32_t state;
+    uint16_t mask;
+    uint8_t quote;
+} scan_t;
+
+// The decision at a change of class: what character `byte` of class `cls`
+// does to the token (the result), the state and mask that follow, and in
+// *status the error of a string left open.
+static inline unsigned decide(scan_t *s, uint16_t cls, uint8_t byte, uint32_t *status)
+{
+    switch (s->state) {
+    case 0:
+        if (cls & LEX1_CLASS_SPACE) {
+            s->mask = LEX1_CLASS_SPACE;
+            return kSkip;
+        }
+        if (cls & LEX1_CLASS_IDENT) {
+            s->mask = kRunMask;
+            s->state = LEX1_KIND_IDENTIFIER;
+        } else if (cls & LEX1_CLASS_DIGIT) {
+            s->mask = kRunMask;
+            s->state = LEX1_KIND_NUMBER;
+        } else if (cls & LEX1_CLASS_QUOTE) {
+            s->mask = kStringMask;
+            s->state = LEX1_KIND_STRING;
+            s->quote = byte;
+            return kSkip;
+        } else if (cls & LEX1_CLASS_PUNCT) {
+            s->state = LEX1_KIND_PUNCTUATION;
+            return kEnd;
+        } else if (cls & LEX1_CLASS_OPERATOR) {
+            s->mask = LEX1_CLASS_OPERATOR;
+            s->state = LEX1_KIND_OPERATOR;
+        } else if (cls & LEX1_CLASS_END) {
+            return kSkip;
+        } else {
+            s->mask = kWordMask;
+            s->state = LEX1_KIND_WORD;
+        }
+        return 0;
+    case LEX1_KIND_NUMBER:
+    case LEX1_KIND_IDENTIFIER:
+        // A byte of class other turns the run into a word.
+        if (!(cls & LEX1_CLASS_OTHER))
+            return kBack;
+        s->mask = kWordMask;
+        s->state = LEX1_KIND_WORD;
+        return 0;
+    case LEX1_KIND_STRING:
+        if (cls & LEX1_CLASS_ESCAPE) {
+            s->mask = 0; // whatever follows reaches the escaped state
+            s->state = kEscaped;
+            return kSkip;
+        }
+        if (!(cls & LEX1_CLASS_QUOTE)) {
+            *status = LEX1_OpenString;
+            return kEnd;
+        }
+        return byte == s->quote ? kSkip | kEnd : 0;
+    case kEscaped:
+        s->mask = kStringMask;
+        s->state = LEX1_KIND_STRING;
+        if (cls & LEX1_CLASS_END) {
+            *status = LEX1_OpenString;
+            return kEnd;
+        }
+        return 0;
+    default: // word and operator runs end at any other class
+        return kBack;
+    }
+}
+
+// The next cell of the scanner's current input, refilled as needed; null
+// when there is no input, or when it is used up, which drops it so that
+// the older input goes on behind it.
+static inline const ZULLX_cell_t *next_cell(ZULLX_lcb_t *scanner, uint16_t *at)
+{
+    ZULLX_icb_t *input = scanner->input;
+    if (input == nullptr)
+        return nullptr;
+    refill(input, scanner->table.classes);
+    if (input->writeCell == input->readCell) {
+        scanner->input = input->link;
+        free(input);
+        return nullptr;
+    }
+    *at = input->readCell;
+    const ZULLX_cell_t *cell = &input->cells[*at];
+    input->readCell = cell->next;
+    return cell;
+}
+
 uint32_t ZULLX_Scan(ZULLX_lcb_t *scanner, ZULLX_token_t *slot)
 {
     slot->text = nullptr;
@@ -101,100 +197,26 @@ uint32_t ZULLX_Scan(ZULLX_lcb_t *scanner, ZULLX_token_t *slot)
     slot->kind = 0;
     slot->classes = 0;
 
-    const uint16_t *table = scanner->table.classes;
-    uint32_t state = 0, status = LEX1_OK;
-    uint16_t mask = 0;
-    uint8_t quote = 0;
+    scan_t scan = {0, 0, 0};
+    uint32_t status = LEX1_OK;
     unsigned remembered = 0;
 
     for (;;) {
+        uint16_t at;
+        const ZULLX_cell_t *cell = next_cell(scanner, &at);
+        if (cell == nullptr) {
+            status = LEX1_End;
+            break;
+        }
         ZULLX_icb_t *input = scanner->input;
-        if (input == nullptr) {
-            status = LEX1_End;
-            break;
-        }
-        refill(input, table);
-        if (input->writeCell == input->readCell) {
-            // Used up: the older input goes on behind it.
-            scanner->input = input->link;
-            free(input);
-            status = LEX1_End;
-            break;
-        }
-        uint16_t at = input->readCell;
-        const ZULLX_cell_t *cell = &input->cells[at];
-        input->readCell = cell->next;
         uint16_t cls = cell->cls;
 
-        unsigned action;
-        if (cls & mask) {
-            action = remembered;
-        } else {
-            remembered = 0;
-            action = 0;
-            switch (state) {
-            case 0:
-                if (cls & LEX1_CLASS_SPACE) {
-                    mask = LEX1_CLASS_SPACE;
-                    action = remembered = kSkip;
-                } else if (cls & LEX1_CLASS_IDENT) {
-                    mask = kRunMask;
-                    state = LEX1_KIND_IDENTIFIER;
-                } else if (cls & LEX1_CLASS_DIGIT) {
-                    mask = kRunMask;
-                    state = LEX1_KIND_NUMBER;
-                } else if (cls & LEX1_CLASS_QUOTE) {
-                    mask = kStringMask;
-                    state = LEX1_KIND_STRING;
-                    action = kSkip;
-                    quote = cell->byte;
-                } else if (cls & LEX1_CLASS_PUNCT) {
-                    state = LEX1_KIND_PUNCTUATION;
-                    action = kEnd;
-                } else if (cls & LEX1_CLASS_OPERATOR) {
-                    mask = LEX1_CLASS_OPERATOR;
-                    state = LEX1_KIND_OPERATOR;
-                } else if (cls & LEX1_CLASS_END) {
-                    action = kSkip;
-                } else {
-                    mask = kWordMask;
-                    state = LEX1_KIND_WORD;
-                }
-                break;
-            case LEX1_KIND_NUMBER:
-            case LEX1_KIND_IDENTIFIER:
-                // A byte of class other turns the run into a word.
-                if (cls & LEX1_CLASS_OTHER) {
-                    mask = kWordMask;
-                    state = LEX1_KIND_WORD;
-                } else {
-                    action = kBack;
-                }
-                break;
-            case LEX1_KIND_STRING:
-                if (cls & LEX1_CLASS_ESCAPE) {
-                    mask = 0; // whatever follows reaches the escaped state
-                    state = kEscaped;
-                    action = kSkip;
-                } else if (!(cls & LEX1_CLASS_QUOTE)) {
-                    status = LEX1_OpenString;
-                    action = kEnd;
-                } else if (cell->byte == quote) {
-                    action = kSkip | kEnd;
-                }
-                break;
-            case kEscaped:
-                mask = kStringMask;
-                state = LEX1_KIND_STRING;
-                if (cls & LEX1_CLASS_END) {
-                    status = LEX1_OpenString;
-                    action = kEnd;
-                }
-                break;
-            default: // word and operator runs end at any other class
-                action = kBack;
-                break;
-            }
+        // Within a run the character does what the one before it did: only
+        // a run of blanks before the token does anything (it is skipped).
+        unsigned action = remembered;
+        if (!(cls & scan.mask)) {
+            action = decide(&scan, cls, cell->byte, &status);
+            remembered = scan.state == 0 && (cls & LEX1_CLASS_SPACE) ? unsigned{kSkip} : 0u;
         }
 
         if (action & kBack) {
@@ -220,6 +242,6 @@ uint32_t ZULLX_Scan(ZULLX_lcb_t *scanner, ZULLX_token_t *slot)
         if (action & kEnd)
             break;
     }
-    slot->kind = state == kEscaped ? LEX1_KIND_STRING : state;
+    slot->kind = scan.state == kEscaped ? LEX1_KIND_STRING : scan.state;
     return status;
 }

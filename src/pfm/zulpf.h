@@ -6,6 +6,8 @@
 
 #include <zul/pfm1.h>
 
+#include "internal/zullinks.h"
+#include "internal/zullock.h"
 #include "platform/zulpljp.h"
 
 extern ZULSS_descriptor_t ZULPF_pabDescriptor;
@@ -65,23 +67,12 @@ static inline PFM1_TAB *ZULPF_Tab(void)
 }
 
 // The list of TABs: the sentinel `nil` is the PAB's own address, and its
-// links are the PAB's `first` and `last`.  Links are read by handlers on
-// any thread without the lock, so they are atomic words.
-static inline PFM1_TAB **ZULPF_NextOf(PFM1_PAB *pab, PFM1_TAB *tab)
+// links are the PAB's `first` and `last`.  Handlers on any thread walk it
+// forwards without the lock, which the ring's links allow
+// (internal/zullinks.h); changes are made under the PAB's lock.
+static inline ZUL_links<PFM1_TAB> ZULPF_Links(PFM1_PAB *pab)
 {
-    return tab == pab->nil ? &pab->first : &tab->next;
-}
-static inline PFM1_TAB **ZULPF_PrevOf(PFM1_PAB *pab, PFM1_TAB *tab)
-{
-    return tab == pab->nil ? &pab->last : &tab->prev;
-}
-static inline PFM1_TAB *ZULPF_Load(PFM1_TAB **link)
-{
-    return __atomic_load_n(link, __ATOMIC_ACQUIRE);
-}
-static inline void ZULPF_Store(PFM1_TAB **link, PFM1_TAB *value)
-{
-    __atomic_store_n(link, value, __ATOMIC_RELEASE);
+    return {&PFM1_TAB::next, &PFM1_TAB::prev, pab->nil, &pab->first, &pab->last};
 }
 
 #endif

@@ -13,7 +13,6 @@
 #include "internal/zulunits.h"
 
 #include <setjmp.h>
-#include <stdlib.h>
 #if defined(__SANITIZE_ADDRESS__)
 #define ZULPF_ASAN 1
 #elif defined(__has_feature)
@@ -34,12 +33,12 @@ namespace {
 [[noreturn]] void unhandled(uint32_t status)
 {
     if (status == 0)
-        exit(0);
+        ZULPL_ExitProcess(0);
     if (const ZULPL_sigframe_t *fault = ZULPL_SigFault())
         ZULWN_Fatal(fault->host, fault->info, fault->context);
     RAS1_LOG_KIND(raiseEntry, RAS1_ReadClass(&raiseEntry), RAS1_ANY, RAS1_ERROR,
                   "Unhandled exception: Status(%08lX)\n", static_cast<unsigned long>(status));
-    exit(-1);
+    ZULPL_ExitProcess(-1);
 }
 
 // Back to the scope's entry, which reads the status from the TAB.  The
@@ -73,7 +72,7 @@ void PFM1__Raise(PFM1_TAB *tab, uint32_t status)
     if (top == nullptr) {
         RAS1_LOG_KIND(raiseEntry, RAS1_ReadClass(&raiseEntry), RAS1_ANY, RAS1_ERROR,
                       "Bad release order: Status(%08lX)\n", static_cast<unsigned long>(status));
-        exit(-1);
+        ZULPL_ExitProcess(-1);
     }
     if (top->prev == nullptr)
         unhandled(status);

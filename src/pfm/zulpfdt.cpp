@@ -17,11 +17,10 @@ void PFM1C_DeleteTAB(void *block)
     }
     if (pab == nullptr)
         return;
-    BSS1_GetLock(&pab->lock);
-    PFM1_TAB *next = tab->next, *prev = tab->prev;
-    ZULPF_Store(ZULPF_NextOf(pab, prev), next);
-    ZULPF_Store(ZULPF_PrevOf(pab, next), prev);
-    BSS1_ReleaseLock(&pab->lock);
+    {
+        ZULSS_HOLD(&pab->lock);
+        ZUL_RingUnlink(ZULPF_Links(pab), tab);
+    }
     RAS1_LOG(entry, classes, RAS1_STATE, "Deleted TAB @ %p: PAB(%p)\n", static_cast<void *>(tab),
              static_cast<void *>(pab));
 }

@@ -11,8 +11,9 @@ PFM1_TAB *PFM1C_FindThread(PFM1_PAB *pab, int signal)
         return nullptr;
     const int word = (signal - 1) / 32;
     const uint32_t bit = 1u << ((signal - 1) % 32);
-    for (PFM1_TAB *tab = ZULPF_Load(&pab->first); tab != nullptr && tab != pab->nil;
-         tab = ZULPF_Load(&tab->next)) {
+    const ZUL_links<PFM1_TAB> links = ZULPF_Links(pab);
+    for (PFM1_TAB *tab = ZUL_Next(links, pab->nil); tab != nullptr && tab != pab->nil;
+         tab = ZUL_Next(links, tab)) {
         if (__atomic_load_n(&tab->inhibit, __ATOMIC_RELAXED) == 0 &&
             (__atomic_load_n(&tab->signals.word[word], __ATOMIC_ACQUIRE) & bit) != 0)
             return tab;

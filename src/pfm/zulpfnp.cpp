@@ -57,8 +57,8 @@ void PFM1C_NewPAB(void *block)
     PFM1_PAB *pab = static_cast<PFM1_PAB *>(block);
     BSS1_InitializeOnce(&selfOnce, PFM1C_InitSelf, nullptr, __FILE__, __LINE__);
     BSS1_InitializeLock(&pab->lock);
-    PFM1_TAB *sentinel = reinterpret_cast<PFM1_TAB *>(pab);
-    pab->nil = pab->first = pab->last = sentinel;
+    pab->nil = reinterpret_cast<PFM1_TAB *>(pab);
+    ZUL_RingInit(ZULPF_Links(pab), pab->nil);
     pab->inhibit = 0;
     SIG1_EmptySet(&pab->hooked);
     for (int signal = SIG1_FIRST; signal <= SIG1_LAST; signal++)

@@ -32,13 +32,8 @@ bool PFM1C_ReadyTAB(PFM1_TAB *tab)
     if (tab->pab == nullptr) {
         PFM1_PAB *pab = ZULPF_Pab();
         tab->pab = pab;
-        BSS1_GetLock(&pab->lock);
-        PFM1_TAB *last = pab->last;
-        tab->next = pab->nil;
-        tab->prev = last;
-        ZULPF_Store(ZULPF_NextOf(pab, last), tab);
-        ZULPF_Store(&pab->last, tab);
-        BSS1_ReleaseLock(&pab->lock);
+        ZULSS_HOLD(&pab->lock);
+        ZUL_RingInsertBefore(ZULPF_Links(pab), pab->nil, tab);
     }
     bool all = true;
     for (int signal = SIG1_FIRST; signal <= SIG1_LAST; signal++) {

@@ -20,15 +20,12 @@ uint32_t PFM1C_RegisterSignal(PFM1_PAB *pab, int signal)
     RAS1_QUICK(entry, classes, flow);
     if (signal < SIG1_FIRST || signal > SIG1_LAST)
         return PFM1_BAD_SIGNAL;
-    uint32_t result = 0;
-    BSS1_GetLock(&pab->lock);
-    if (!SIG1_IsMember(&pab->hooked, signal)) {
-        SIG1_ActionRecord record = {PFM1C_SignalHandler, {{0, 0}}, 0};
-        if (SIG1_Action(signal, &record, nullptr) == STC1_Success && SIG1C_HookFault(signal) >= 0)
-            SIG1_AddSet(&pab->hooked, signal);
-        else
-            result = STC1_Shortage;
-    }
-    BSS1_ReleaseLock(&pab->lock);
-    return result;
+    ZULSS_HOLD(&pab->lock);
+    if (SIG1_IsMember(&pab->hooked, signal))
+        return 0;
+    SIG1_ActionRecord record = {PFM1C_SignalHandler, {{0, 0}}, 0};
+    if (SIG1_Action(signal, &record, nullptr) != STC1_Success || SIG1C_HookFault(signal) < 0)
+        return STC1_Shortage;
+    SIG1_AddSet(&pab->hooked, signal);
+    return 0;
 }

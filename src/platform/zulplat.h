@@ -23,6 +23,11 @@ void ZULPL_MutexLock(void *mutex);
 void ZULPL_MutexUnlock(void *mutex);
 void ZULPL_MutexDestroy(void *mutex);
 
+// Whether the calling thread holds `mutex` now, at any depth.  Exact for
+// the calling thread (the mutex records its owner), so it can check a
+// precondition; false for a null mutex.
+int ZULPL_MutexHeld(void *mutex);
+
 // One thread-local slot.  `atThreadEnd` is called with the slot's value
 // when a thread whose value is not null ends; it plays the loader's
 // thread-detach call.  Returns 0 on success.
@@ -35,6 +40,19 @@ uint32_t ZULPL_ThreadId(void);
 
 // Ends the calling thread with the given exit code.
 void ZULPL_ExitThread(int code) __attribute__((noreturn));
+
+// Ends the process with the given status as exit() does: the program's
+// exit handlers run and its streams are flushed.
+void ZULPL_ExitProcess(int status) __attribute__((noreturn));
+
+// Writes the message that `format` makes (printf's directives) to
+// standard error and ends the process with abort(): for a state that
+// the library cannot go on from (a construction that cannot be done, a
+// broken invariant).  Standard output is the program's, and may be the
+// log itself, so the message goes to standard error, in one write that
+// no lock or buffer of the C library's streams stands in front of.
+void ZULPL_Abort(const char *format, ...)
+    __attribute__((noreturn, format(printf, 1, 2)));
 
 // Suspends the calling thread for `milliseconds`, resuming after signals.
 void ZULPL_Sleep(uint32_t milliseconds);
@@ -70,7 +88,8 @@ size_t ZULPL_ProgramPath(char *buffer, size_t size);
 
 // Calendar seconds now; *utcOffset (if not null) gets the local time's
 // offset east of UTC at that moment, in seconds, 0 where it is not known.
-// Reads the time zone: not for a signal handler.
+// The offset reads the time zone, which is not for a signal handler;
+// without it the call is async-signal-safe.
 int64_t ZULPL_CalendarNow(long *utcOffset);
 
 // Opens `path` for reading as a stream, whatever kind of file it is (a

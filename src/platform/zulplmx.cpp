@@ -25,6 +25,7 @@
 // another thread held at that moment would otherwise stay held for ever.
 // See fork_child below and docs/platform.md.
 #include "platform/zulplat.h"
+#include "internal/zullinks.h"
 
 #include <atomic>
 #include <linux/futex.h>
@@ -39,8 +40,7 @@ struct Mutex {
     std::atomic<uint32_t> word;
     std::atomic<uint32_t> owner; // kernel thread ID, 0 when free
     uint32_t depth;
-    Mutex *next;  // the list of all mutexes, under listLock
-    Mutex **link; // the pointer that points at this mutex in that list
+    Mutex *next, *prev; // the list of all mutexes, under listLock
 };
 
 // Mutexes handed out when the heap has none; `reserveUsed` marks the
@@ -49,12 +49,15 @@ constexpr int kReserve = 64;
 constinit Mutex reserve[kReserve] = {};
 constinit std::atomic<bool> reserveUsed[kReserve] = {};
 
-// All mutexes, newest first.  listLock's word follows the same protocol;
+// All mutexes, oldest first.  listLock's word follows the same protocol;
 // it is never taken twice by one thread nor held while another lock is
 // taken, and it is held across fork so that the child finds the list
-// whole.
-constinit Mutex *mutexes = nullptr;
+// whole.  Its address is the list's sentinel, and `first` and `last` the
+// head's links.
 constinit Mutex listLock = {};
+constinit Mutex *first = &listLock;
+constinit Mutex *last = &listLock;
+constexpr ZUL_links<Mutex> kList = {&Mutex::next, &Mutex::prev, &listLock, &first, &last};
 constinit pthread_once_t forkHook = PTHREAD_ONCE_INIT;
 constinit uint32_t forkingId = 0;
 
@@ -157,7 +160,7 @@ void fork_parent()
 void fork_child()
 {
     const uint32_t self = static_cast<uint32_t>(syscall(SYS_gettid));
-    for (Mutex *m = mutexes; m != nullptr; m = m->next) {
+    for (Mutex *m = first; m != &listLock; m = m->next) {
         if (m->owner.load(std::memory_order_relaxed) == forkingId && forkingId != 0) {
             m->owner.store(self, std::memory_order_relaxed);
             m->word.store(1, std::memory_order_relaxed);
@@ -204,11 +207,7 @@ void *ZULPL_MutexCreate(void)
     pthread_once(&forkHook, install_fork_hook);
     Mutex *m = new_mutex();
     acquire(&listLock);
-    m->next = mutexes;
-    m->link = &mutexes;
-    if (mutexes != nullptr)
-        mutexes->link = &m->next;
-    mutexes = m;
+    ZUL_RingInsertBefore(kList, &listLock, m);
     release_word(&listLock);
     return m;
 }
@@ -242,15 +241,21 @@ void ZULPL_MutexUnlock(void *mutex)
     release_word(m);
 }
 
+int ZULPL_MutexHeld(void *mutex)
+{
+    // Only the owner can find its own ID here; any other thread reads an
+    // ID that is not its own, whatever moment it reads at.
+    const Mutex *m = static_cast<const Mutex *>(mutex);
+    return m != nullptr && m->owner.load(std::memory_order_relaxed) == ZULPL_ThreadId();
+}
+
 void ZULPL_MutexDestroy(void *mutex)
 {
     if (mutex == nullptr)
         return;
     Mutex *m = static_cast<Mutex *>(mutex);
     acquire(&listLock);
-    *m->link = m->next;
-    if (m->next != nullptr)
-        m->next->link = m->link;
+    ZUL_RingUnlink(kList, m);
     release_word(&listLock);
     if (m >= reserve && m < reserve + kReserve)
         reserveUsed[m - reserve].store(false, std::memory_order_release);

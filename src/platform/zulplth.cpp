@@ -2,6 +2,7 @@
 #include "platform/zulplat.h"
 
 #include <pthread.h>
+#include <stdlib.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -54,4 +55,9 @@ uint32_t ZULPL_ThreadId(void)
 void ZULPL_ExitThread(int code)
 {
     pthread_exit(reinterpret_cast<void *>(static_cast<intptr_t>(code)));
+}
+
+void ZULPL_ExitProcess(int status)
+{
+    exit(status);
 }

@@ -17,6 +17,9 @@
 #include <zul/ras1.h>
 #include <zul/res1.h>
 
+#include "internal/zullinks.h"
+#include "internal/zullock.h"
+
 // Bits of an RCB's state word.  The use count lies above them: one use
 // is 8 in the word.
 #define ZULRE_PENDING 0x1u // destruction has been scheduled
@@ -42,6 +45,11 @@ typedef struct ZULRE_rcb {
     struct ZULRE_rcb *prev;
     struct ZULRE_rcb *walk;       // the list of RCBs that a destruction works through
 } ZULRE_rcb_t;
+
+// The ring of siblings.  It has no head: the owner's `children` names one
+// member, and a lone RCB is a ring of its own.
+constexpr ZUL_links<ZULRE_rcb_t> ZULRE_siblings = {&ZULRE_rcb_t::next, &ZULRE_rcb_t::prev,
+                                                   nullptr, nullptr, nullptr};
 
 static inline uint32_t ZULRE_Handle(uint64_t life)
 {
@@ -118,6 +126,7 @@ static inline uint32_t ZULRE_LoadState(const ZULRE_rcb_t *rcb)
 // meanwhile.
 template <typename Visit> inline void ZULRE_EachLiveRCB(ZULRE_rvt_t *rvt, Visit visit)
 {
+    ZUL_ASSERT_HELD(&rvt->lock);
     for (uint32_t p = 0; p < rvt->pageCount; p++)
         for (uint32_t s = 0; s < rvt->rcbsPerPage; s++) {
             ZULRE_rcb_t *rcb = &rvt->pages[p][s];
@@ -133,6 +142,7 @@ template <typename Visit> inline void ZULRE_EachLiveRCB(ZULRE_rvt_t *rvt, Visit 
 template <typename Visit>
 inline int ZULRE_EachClassNamed(ZULRE_rvt_t *rvt, const char *name, uint32_t length, Visit visit)
 {
+    ZUL_ASSERT_HELD(&rvt->lock);
     int found = 0;
     for (RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
         if (cls->nameLength == length && BSS1_Match(cls->name, name, length) == 0) {
@@ -141,6 +151,23 @@ inline int ZULRE_EachClassNamed(ZULRE_rvt_t *rvt, const char *name, uint32_t len
         }
     return found;
 }
+
+// The opening of every RES1_ call: its entry record, read the quick way,
+// which never starts the trace (the trace's start registers its command,
+// a resource, and so comes back here).
+#define ZULRE_ENTRY(name)                        \
+    RAS1_DECLARE_ENTRY(entry, name, RAS1_PUBLIC); \
+    RAS1_QUICK(entry, classes, flow)
+
+// What ZULRE_Open accepts.
+enum { ZULRE_ANY_HANDLE = 0, ZULRE_RESOURCE_HANDLE = 1 };
+
+// The rest of the opening of the RES1_ calls on a handle: the RVT, built
+// at the family's first call, and the RCB of `handle` with one use taken
+// for the call, in `*rvt` and `*rcb`.  STC1_NotThere when there is no RVT
+// or the handle is not good; for a class's handle where `accept` is
+// ZULRE_RESOURCE_HANDLE, STC1_BadObject, with the use given back.
+int ZULRE_Open(uint32_t handle, int accept, ZULRE_rvt_t **rvt, ZULRE_rcb_t **rcb);
 
 // Constructor of the public descriptor: stores the RVT's address in the
 // word, resolving the private descriptor that builds it.
@@ -168,8 +195,14 @@ void ZULRE_Drop(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count);
 int ZULRE_KillRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb);
 
 // Whether the value of RES1_DEBUG last set names the class `name` of
-// `length` bytes.  The caller holds the lock.
+// `length` bytes.  The caller holds the lock.  (zulredb)
 int ZULRE_DebugNamed(const ZULRE_rvt_t *rvt, const char *name, uint32_t length);
+
+// Keeps `value` (`length` bytes, null for none) as the value of RES1_DEBUG
+// last set, and switches every class and every live resource quiet; the
+// caller then switches on the classes that the value names.  The caller
+// holds the lock.  (zulredb)
+void ZULRE_ResetDebug(ZULRE_rvt_t *rvt, const char *value, uint32_t length);
 
 // The head of every debug line: class name, handle, state and object.
 #define ZULRE_DEBUG_HEAD "%.*s::0x%08lX::%08X::%p"

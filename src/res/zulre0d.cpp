@@ -6,6 +6,9 @@
 // RCB's `life` word checks that the handle is exactly the RCB's current
 // one and adds the uses.  Pages are only ever added and never freed, so
 // the page count and table are read without the lock.
+//
+// ZULRE_Open, the opening of the RES1_ calls on a handle, is the
+// check as those calls make it.
 #include "res/zulre.h"
 #include "internal/zulunits.h"
 
@@ -31,4 +34,17 @@ ZULRE_rcb_t *ZULRE_DisableRCB(ZULRE_rvt_t *rvt, uint32_t handle, uint32_t count)
     } while (!__atomic_compare_exchange_n(&rcb->life, &life, life + add, true, __ATOMIC_ACQ_REL,
                                           __ATOMIC_RELAXED));
     return rcb;
+}
+
+int ZULRE_Open(uint32_t handle, int accept, ZULRE_rvt_t **rvt, ZULRE_rcb_t **rcb)
+{
+    *rvt = ZULRE_Rvt();
+    *rcb = *rvt != nullptr ? ZULRE_DisableRCB(*rvt, handle, 1) : nullptr;
+    if (*rcb == nullptr)
+        return STC1_NotThere;
+    if (accept == ZULRE_RESOURCE_HANDLE && (ZULRE_LoadState(*rcb) & ZULRE_CLASS) != 0) {
+        ZULRE_Drop(*rvt, *rcb, 1);
+        return STC1_BadObject;
+    }
+    return STC1_Success;
 }

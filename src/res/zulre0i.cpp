@@ -1,11 +1,12 @@
 // ZULRE_Initialize: the RVT, built at the first use of the family, its
-// two descriptors, and the RES1_DEBUG configuration variable, which
-// switches the debug lines of classes.  The other service door into the
-// RVT, the res1 console command, is zulrecm.
+// two descriptors, and what the family registers once the RVT is there:
+// the RES1_DEBUG configuration variable, which switches the debug lines
+// of classes, and the res1 console command (zulrecm).  The value of
+// RES1_DEBUG itself, kept and matched against class names, is zulredb.
 //
-// Code of the family refers to the public descriptor, a word block whose
-// constructor, ZULRE_Initialize, resolves the private one; that one's
-// constructor, construct_rvt, allocates the table.
+// Code of the family refers to the public descriptor, which forwards to
+// the private one (internal/zulforward.h): ZULRE_Initialize resolves it,
+// and its constructor, construct_rvt, allocates the table.
 //
 // The split of a handle follows from a 32-bit word and an RCB of 2^5
 // bytes: 20 address bits, of which 8 pick the slot in a page of 256 RCBs
@@ -14,22 +15,12 @@
 // RCB, and so of a page, follow the platform's pointers.
 #include "res/zulre.h"
 #include "internal/zulcommands.h"
+#include "internal/zulforward.h"
 #include "internal/zulunits.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 ZULRA_RES1_UNIT("zulre0i");
-
-int ZULRE_DebugNamed(const ZULRE_rvt_t *rvt, const char *name, uint32_t length)
-{
-    const char *text = rvt->debugNames, *token = nullptr;
-    uint32_t remaining = rvt->debugLength, tokenLength = 0;
-    while (BSS1_Tokenize(&text, &remaining, &token, &tokenLength, nullptr) == STC1_Success)
-        if (tokenLength == length && BSS1_Match(token, name, length) == 0)
-            return 1;
-    return 0;
-}
 
 // The handler of RES1_DEBUG.  The value names the classes whose new
 // resources write debug lines; a class not named is switched off, and so
@@ -44,29 +35,18 @@ static int set_debug(const char *name, void *context, const char *value, uint32_
     if (value == nullptr)
         length = 0;
 
-    BSS1_GetLock(&rvt->lock);
-    // Kept for classes registered later; without memory for the copy they
-    // stay quiet.
-    free(rvt->debugNames);
-    rvt->debugNames = length != 0 ? static_cast<char *>(malloc(length)) : nullptr;
-    rvt->debugLength = rvt->debugNames != nullptr ? length : 0;
-    if (rvt->debugNames != nullptr)
-        memcpy(rvt->debugNames, value, length);
-    for (RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
-        __atomic_store_n(&cls->debug, 0, __ATOMIC_RELAXED);
-    ZULRE_EachLiveRCB(rvt, [](ZULRE_rcb_t *rcb) {
-        __atomic_fetch_and(&rcb->life, ~(static_cast<uint64_t>(ZULRE_DEBUG) << 32),
-                           __ATOMIC_ACQ_REL);
-    });
-    const char *text = value, *token = nullptr;
-    uint32_t remaining = length, tokenLength = 0;
-    while (BSS1_Tokenize(&text, &remaining, &token, &tokenLength, nullptr) == STC1_Success)
-        ZULRE_EachClassNamed(rvt, token, tokenLength, [&](RES1_Class *cls) {
-            __atomic_store_n(&cls->debug, 1, __ATOMIC_RELAXED);
-            RAS1_Log(&entry, __LINE__, RAS1_DETAIL, ZULRE_DEBUG_HEAD ", debug active\n", cls->nameLength,
-                     cls->name, static_cast<unsigned long>(cls->handle), ZULRE_LoadState(cls->rcb), cls->rcb->data);
-        });
-    BSS1_ReleaseLock(&rvt->lock);
+    {
+        ZULSS_HOLD(&rvt->lock);
+        ZULRE_ResetDebug(rvt, value, length);
+        const char *text = value, *token = nullptr;
+        uint32_t remaining = length, tokenLength = 0;
+        while (BSS1_Tokenize(&text, &remaining, &token, &tokenLength, nullptr) == STC1_Success)
+            ZULRE_EachClassNamed(rvt, token, tokenLength, [&](RES1_Class *cls) {
+                __atomic_store_n(&cls->debug, 1, __ATOMIC_RELAXED);
+                RAS1_Log(&entry, __LINE__, RAS1_DETAIL, ZULRE_DEBUG_HEAD ", debug active\n", cls->nameLength,
+                         cls->name, static_cast<unsigned long>(cls->handle), ZULRE_LoadState(cls->rcb), cls->rcb->data);
+            });
+    }
 
     // The variable is set by a program or an operator, or registered in
     // an epilog, never inside the trace's own start: the record may be
@@ -138,14 +118,13 @@ static void construct_rvt(void *word)
 // aligned to lines, so no two blocks share one.
 static_assert(sizeof(void *) != 8 || sizeof(ZULRE_rcb_t) == 64, "an RCB is one cache line");
 
-static constinit ZULSS_descriptor_t privateDescriptor = {0, construct_rvt, nullptr, 0, 0};
+static constinit ZULSS_descriptor_t realDescriptor = ZULSS_WORD_DESCRIPTOR(construct_rvt);
 
 void ZULRE_Initialize(void *word)
 {
     RAS1_DECLARE_ENTRY(entry, "ZULRE_Initialize", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
-    *static_cast<uintptr_t *>(word) =
-        reinterpret_cast<uintptr_t>(BSS1_ResolveProcess(&privateDescriptor, __FILE__, __LINE__));
+    ZULSS_Forward(word, &realDescriptor, __FILE__, __LINE__);
 }
 
-constinit ZULSS_descriptor_t ZULRE_rvtDescriptor = {0, ZULRE_Initialize, nullptr, 0, 0};
+constinit ZULSS_descriptor_t ZULRE_rvtDescriptor = ZULSS_WORD_DESCRIPTOR(ZULRE_Initialize);

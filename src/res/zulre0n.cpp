@@ -17,6 +17,7 @@ ZULRA_RES1_UNIT("zulre0n");
 // resources do not contend for one.
 static ZULRE_rcb_t *new_page(ZULRE_rvt_t *rvt)
 {
+    ZUL_ASSERT_HELD(&rvt->lock);
     const uintptr_t line = 64;
     void *memory = malloc(rvt->pageBytes + line - 1);
     if (memory == nullptr)
@@ -45,25 +46,23 @@ ZULRE_rcb_t *ZULRE_NewRCB(ZULRE_rvt_t *rvt)
     RAS1_DECLARE_ENTRY(entry, "ZULRE_NewRCB", RAS1_RESTRICTED);
     RAS1_QUICK(entry, classes, flow);
 
-    BSS1_GetLock(&rvt->lock);
+    ZULSS_HOLD(&rvt->lock);
     ZULRE_rcb_t *rcb = rvt->free;
     if (rcb != nullptr)
         rvt->free = rcb->next;
     else if (rvt->pageCount < rvt->maxPages)
         rcb = new_page(rvt);
-    if (rcb != nullptr) {
-        rcb->owner = nullptr;
-        rcb->children = nullptr;
-        rcb->next = rcb;
-        rcb->prev = rcb;
-        rcb->walk = nullptr;
-        __atomic_store_n(&rcb->data, nullptr, __ATOMIC_RELAXED);
-        __atomic_store_n(&rcb->resClass, nullptr, __ATOMIC_RELAXED);
-        // A free RCB keeps its last handle, whose generation is even, so
-        // no handle matches it until this store makes it live again.
-        uint32_t handle = ZULRE_Handle(ZULRE_LoadLife(rcb)) + rvt->generationUnit;
-        __atomic_store_n(&rcb->life, ZULRE_Life(handle, ZULRE_USE), __ATOMIC_RELEASE);
-    }
-    BSS1_ReleaseLock(&rvt->lock);
+    if (rcb == nullptr)
+        return nullptr;
+    rcb->owner = nullptr;
+    rcb->children = nullptr;
+    ZUL_RingInit(ZULRE_siblings, rcb);
+    rcb->walk = nullptr;
+    __atomic_store_n(&rcb->data, nullptr, __ATOMIC_RELAXED);
+    __atomic_store_n(&rcb->resClass, nullptr, __ATOMIC_RELAXED);
+    // A free RCB keeps its last handle, whose generation is even, so no
+    // handle matches it until this store makes it live again.
+    uint32_t handle = ZULRE_Handle(ZULRE_LoadLife(rcb)) + rvt->generationUnit;
+    __atomic_store_n(&rcb->life, ZULRE_Life(handle, ZULRE_USE), __ATOMIC_RELEASE);
     return rcb;
 }

@@ -23,7 +23,7 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
     RAS1_QUICK(entry, classes, flow);
     ZULRE_rvt_t *rvt = static_cast<ZULRE_rvt_t *>(request->commandData);
 
-    BSS1_GetLock(&rvt->lock);
+    ZULSS_HOLD(&rvt->lock);
     if (list == nullptr || list->first == nullptr) {
         for (const RES1_Class *cls = rvt->classes; cls != nullptr; cls = cls->next)
             ZULSS_Print(format,
@@ -51,7 +51,6 @@ static int show_status(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request
         if (found == 0)
             ZULSS_Print(format, "%.*s not found\n", length, arg->text);
     }
-    BSS1_ReleaseLock(&rvt->lock);
     return 0;
 }
 

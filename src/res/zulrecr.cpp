@@ -10,10 +10,48 @@
 
 ZULRA_RES1_UNIT("zulrecr");
 
+// The class that `classHandle` names; null when it names no class.
+static RES1_Class *class_of(ZULRE_rvt_t *rvt, uint32_t classHandle)
+{
+    RES1_Class *cls = nullptr;
+    ZULRE_rcb_t *classRcb = ZULRE_DisableRCB(rvt, classHandle, 1);
+    if (classRcb != nullptr) {
+        if ((ZULRE_State(ZULRE_LoadLife(classRcb)) & ZULRE_CLASS) != 0)
+            cls = static_cast<RES1_Class *>(__atomic_load_n(&classRcb->data, __ATOMIC_ACQUIRE));
+        ZULRE_Drop(rvt, classRcb, 1);
+    }
+    return cls;
+}
+
+// What became of the new resource and its owner.
+enum {
+    kJoined,    // one of the owner's children now
+    kDestroyed, // destroyed already by somebody who guessed its handle
+    kOrphan,    // the owner is being destroyed and takes no children
+};
+
+// Puts the new resource `rcb`, whose handle was `handle`, among the
+// children of `owner`, in front of the first child: at the end of the
+// ring.
+static int join_owner(ZULRE_rvt_t *rvt, ZULRE_rcb_t *owner, ZULRE_rcb_t *rcb, uint32_t handle)
+{
+    ZULSS_HOLD(&rvt->lock);
+    if (owner->children == owner)
+        return kOrphan;
+    // A resource destroyed already must not join a ring now.
+    if (ZULRE_Handle(ZULRE_LoadLife(rcb)) != handle || rcb->children == rcb)
+        return kDestroyed;
+    if (owner->children != nullptr)
+        ZUL_RingInsertBefore(ZULRE_siblings, owner->children, rcb);
+    else
+        owner->children = rcb;
+    __atomic_store_n(&rcb->owner, owner, __ATOMIC_RELEASE);
+    return kJoined;
+}
+
 int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle, void *data)
 {
-    RAS1_DECLARE_ENTRY(entry, "RES1_Create", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULRE_ENTRY("RES1_Create");
 
     if (handleOut == nullptr)
         return STC1_BadArgument;
@@ -22,13 +60,7 @@ int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle,
     if (rvt == nullptr)
         return STC1_BadObject;
 
-    RES1_Class *cls = nullptr;
-    ZULRE_rcb_t *classRcb = ZULRE_DisableRCB(rvt, classHandle, 1);
-    if (classRcb != nullptr) {
-        if ((ZULRE_State(ZULRE_LoadLife(classRcb)) & ZULRE_CLASS) != 0)
-            cls = static_cast<RES1_Class *>(__atomic_load_n(&classRcb->data, __ATOMIC_ACQUIRE));
-        ZULRE_Drop(rvt, classRcb, 1);
-    }
+    RES1_Class *cls = class_of(rvt, classHandle);
     if (cls == nullptr)
         return STC1_BadObject;
 
@@ -50,36 +82,16 @@ int RES1_Create(uint32_t *handleOut, uint32_t classHandle, uint32_t ownerHandle,
     __atomic_store_n(&rcb->data, data, __ATOMIC_RELEASE);
     __atomic_store_n(&rcb->resClass, cls, __ATOMIC_RELEASE);
 
-    bool orphan = false;   // the owner is being destroyed
-    bool unlinked = false; // the owner's use goes back now
     if (owner != nullptr) {
-        BSS1_GetLock(&rvt->lock);
-        if (owner->children == owner) {
-            orphan = unlinked = true;
-        } else if (ZULRE_Handle(ZULRE_LoadLife(rcb)) != handle || rcb->children == rcb) {
-            // Somebody who guessed the new handle has destroyed the
-            // resource already; it must not join a ring now.
-            unlinked = true;
-        } else {
-            ZULRE_rcb_t *first = owner->children;
-            if (first != nullptr) {
-                // In front of the first child: at the end of the ring.
-                rcb->next = first;
-                rcb->prev = first->prev;
-                first->prev->next = rcb;
-                first->prev = rcb;
-            } else {
-                owner->children = rcb;
-            }
-            __atomic_store_n(&rcb->owner, owner, __ATOMIC_RELEASE);
+        // Unless the resource joined its owner, the owner's use goes back
+        // now; an orphan is made all the same, and destroyed at once.
+        const int joined = join_owner(rvt, owner, rcb, handle);
+        if (joined != kJoined)
+            ZULRE_Drop(rvt, owner, 1);
+        if (joined == kOrphan) {
+            ownerHandle = 0;
+            RES1_Destroy(handle);
         }
-        BSS1_ReleaseLock(&rvt->lock);
-    }
-    if (unlinked)
-        ZULRE_Drop(rvt, owner, 1);
-    if (orphan) {
-        ownerHandle = 0;
-        RES1_Destroy(handle);
     }
 
     BSS1_GetLock(&rvt->lock);

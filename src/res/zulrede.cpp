@@ -22,6 +22,7 @@ ZULRA_RES1_UNIT("zulrede");
 // caller holds the lock.
 static bool hold(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
 {
+    ZUL_ASSERT_HELD(&rvt->lock);
     uint64_t life = __atomic_load_n(&rcb->life, __ATOMIC_RELAXED);
     do {
         if ((ZULRE_Handle(life) & rvt->generationUnit) == 0)
@@ -36,17 +37,13 @@ static bool hold(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
 // descendants, each held by one use.  The caller holds the lock.
 static ZULRE_rcb_t *take_out(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
 {
+    ZUL_ASSERT_HELD(&rvt->lock);
     ZULRE_rcb_t *owner = rcb->owner;
     if (owner != nullptr && owner != rcb) {
-        if (rcb->next == rcb) {
-            owner->children = nullptr;
-        } else {
-            rcb->prev->next = rcb->next;
-            rcb->next->prev = rcb->prev;
-            owner->children = rcb->next;
-        }
-        rcb->next = rcb;
-        rcb->prev = rcb;
+        ZULRE_rcb_t *next = rcb->next;
+        ZUL_RingUnlink(ZULRE_siblings, rcb);
+        ZUL_RingInit(ZULRE_siblings, rcb);
+        owner->children = next != rcb ? next : nullptr;
     }
 
     ZULRE_rcb_t *first = rcb->children;
@@ -58,15 +55,9 @@ static ZULRE_rcb_t *take_out(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
     ZULRE_rcb_t *k = first;
     do {
         ZULRE_rcb_t *ring = k->children;
-        if (ring != nullptr && ring != k) {
-            // Splice k's children in right behind k, so the walk meets them.
-            ZULRE_rcb_t *after = k->next;
-            ZULRE_rcb_t *last = ring->prev;
-            k->next = ring;
-            ring->prev = k;
-            last->next = after;
-            after->prev = last;
-        }
+        // k's children go in right behind k, so the walk meets them.
+        if (ring != nullptr && ring != k)
+            ZUL_RingSplice(ZULRE_siblings, k, ring);
         k->children = k;
         if (hold(rvt, k)) {
             k->walk = nullptr;
@@ -80,27 +71,21 @@ static ZULRE_rcb_t *take_out(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
 
 int RES1_Destroy(uint32_t handle)
 {
-    RAS1_DECLARE_ENTRY(entry, "RES1_Destroy", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULRE_ENTRY("RES1_Destroy");
+    ZULRE_rvt_t *rvt;
+    ZULRE_rcb_t *rcb;
+    int status = ZULRE_Open(handle, ZULRE_RESOURCE_HANDLE, &rvt, &rcb);
+    if (status != STC1_Success)
+        return status;
 
-    ZULRE_rvt_t *rvt = ZULRE_Rvt();
-    if (rvt == nullptr)
-        return STC1_NotThere;
-    ZULRE_rcb_t *rcb = ZULRE_DisableRCB(rvt, handle, 1);
-    if (rcb == nullptr)
-        return STC1_NotThere;
-    if ((ZULRE_State(ZULRE_LoadLife(rcb)) & ZULRE_CLASS) != 0) {
-        ZULRE_Drop(rvt, rcb, 1);
-        return STC1_BadObject;
-    }
-
-    int status = ZULRE_KillRCB(rvt, rcb) ? STC1_Success : STC1_Warning;
+    status = ZULRE_KillRCB(rvt, rcb) ? STC1_Success : STC1_Warning;
 
     ZULRE_rcb_t *chain = nullptr;
-    BSS1_GetLock(&rvt->lock);
-    if (rcb->children != rcb)
-        chain = take_out(rvt, rcb);
-    BSS1_ReleaseLock(&rvt->lock);
+    {
+        ZULSS_HOLD(&rvt->lock);
+        if (rcb->children != rcb)
+            chain = take_out(rvt, rcb);
+    }
 
     while (chain != nullptr) {
         // Read the link first: the drop may end the member.

@@ -14,8 +14,7 @@ ZULRA_RES1_UNIT("zulrere");
 int RES1_Register(uint32_t *classOut, ZULRE_destructor_t destructor, const char *name,
                   uint32_t nameLength)
 {
-    RAS1_DECLARE_ENTRY(entry, "RES1_Register", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULRE_ENTRY("RES1_Register");
 
     if (classOut == nullptr)
         return STC1_BadArgument;

@@ -6,17 +6,14 @@ ZULRA_RES1_UNIT("zulreus");
 
 int RES1_Use(uint32_t handle, uint32_t classHandle, void **dataOut)
 {
-    RAS1_DECLARE_ENTRY(entry, "RES1_Use", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
+    ZULRE_ENTRY("RES1_Use");
     if (dataOut != nullptr)
         *dataOut = nullptr;
-    ZULRE_rvt_t *rvt = ZULRE_Rvt();
-    if (rvt == nullptr)
-        return STC1_NotThere;
-    ZULRE_rcb_t *rcb = ZULRE_DisableRCB(rvt, handle, 1);
-    if (rcb == nullptr)
-        return STC1_NotThere;
+    ZULRE_rvt_t *rvt;
+    ZULRE_rcb_t *rcb;
+    const int status = ZULRE_Open(handle, ZULRE_ANY_HANDLE, &rvt, &rcb);
+    if (status != STC1_Success)
+        return status;
 
     const RES1_Class *cls = __atomic_load_n(&rcb->resClass, __ATOMIC_ACQUIRE);
     if (cls == nullptr || cls->handle != classHandle) {

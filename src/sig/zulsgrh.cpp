@@ -15,6 +15,7 @@
 // block it can do nothing, and says so.
 #include "sig/zulsg.h"
 #include "internal/zulhook.h"
+#include "internal/zullock.h"
 #include "internal/zulunits.h"
 
 ZULRA_SIG1_UNIT("zulsgrh");
@@ -35,7 +36,7 @@ void SIG1C_RegisterHandler(void)
     if (c == nullptr || c->lowest == 0)
         return;
 
-    BSS1_GetLock(&hookLock);
+    ZULSS_HOLD(&hookLock);
     for (int n = c->lowest; n <= c->highest; n++) {
         if (!SIG1_IsMember(&c->available, n))
             continue;
@@ -57,7 +58,6 @@ void SIG1C_RegisterHandler(void)
             break;
         }
     }
-    BSS1_ReleaseLock(&hookLock);
 }
 
 int SIG1C_HookFault(int signal)
@@ -70,8 +70,7 @@ int SIG1C_HookFault(int signal)
     const SIG1_Control *c = __atomic_load_n(&ZULSG_controlPointer, __ATOMIC_ACQUIRE);
     if (c == nullptr || !SIG1_IsMember(&c->available, signal) || c->syncOff)
         return 0;
-    BSS1_GetLock(&hookLock);
+    ZULSS_HOLD(&hookLock);
     const int hooked = ZULPL_SigHook(c->portableToHost[signal], SIG1C_HostHandler);
-    BSS1_ReleaseLock(&hookLock);
     return hooked == ZULPL_HOOK_NEW || hooked == ZULPL_HOOK_ALREADY;
 }

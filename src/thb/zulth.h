@@ -18,6 +18,8 @@
 #include <zul/thb1.h>
 
 #include <stdint.h>
+
+#include "platform/zulplat.h"
 #include <string.h>
 
 struct THB1P_Node {
@@ -50,13 +52,15 @@ typedef struct THB1P_Block {
 // Invariant checks
 // ------------------------------------------------------------------
 
-// Writes "Assertion failed: <text>, file <file>, line <line>" to standard
-// error and aborts.  The checks stay in every build type: they guard the
-// shape of the tree, and a tree that has gone wrong must not be used on.
-[[noreturn]] void THB1P_AssertFailed(const char *text, const char *file, int line);
-
-#define THB1P_ASSERT(expr) \
-    (__builtin_expect(!!(expr), 1) ? (void)0 : THB1P_AssertFailed(#expr, __FILE__, __LINE__))
+// Ends the process with "Assertion failed: <text>, file <file>, line
+// <line>" on standard error, as a failed ZUL_ASSERT does; but these checks
+// stay in every build type: they guard the shape of the tree, and a tree
+// that has gone wrong must not be used on, since its next step would
+// follow a broken link into freed or foreign memory.
+#define THB1P_ASSERT(expr)                                                                 \
+    (__builtin_expect(!!(expr), 1)                                                         \
+         ? (void)0                                                                         \
+         : ZULPL_Abort("Assertion failed: %s, file %s, line %d\n", #expr, __FILE__, __LINE__))
 
 // ------------------------------------------------------------------
 // The deletion's path stack

@@ -9,73 +9,73 @@
 // where it must.
 #include "thb/zulth.h"
 
-THB1P_Node *THB1P_Balance(THB1P_Node *a, uint8_t *heightChanged)
+// a leans left by 2 and b, its left child, does not lean right: b rises,
+// a becomes its right child, b's old right subtree becomes a's left.
+static THB1P_Node *single_right(THB1P_Node *a, THB1P_Node *b, uint8_t *heightChanged)
 {
-    *heightChanged = 0;
-    if (a->Rptr == a || (a->bf >= -1 && a->bf <= 1))
-        return a; // the header, or nothing to do
-
-    if (a->bf == 2) {
-        THB1P_Node *b = a->Lptr;
-        if (b->bf != -1) {
-            // Single rotation to the right: b rises, a becomes its right
-            // child, b's old right subtree becomes a's left subtree.
-            if (b->Rchild == 0) {
-                THB1P_ASSERT(b->Rptr == a);
-                a->Lchild = 0; // a->Lptr stays b, now a's predecessor thread
-                b->Rchild = 1; // b->Rptr stays a, now a child link
-            } else {
-                a->Lptr = b->Rptr;
-                b->Rptr = a;
-            }
-            // With b balanced (a deletion only) the subtree keeps its height.
-            *heightChanged = b->bf != 0;
-            b->bf--;
-            a->bf = -b->bf;
-            return b;
-        }
-        // Double rotation: c, b's right child, rises above both.
-        *heightChanged = 1;
-        THB1P_Node *c = b->Rptr;
-        if (c->Lchild == 0) {
-            THB1P_ASSERT(c->Lptr == b);
-            c->Lchild = 1;
-            b->Rchild = 0; // b->Rptr stays c: b's successor thread
-        } else {
-            b->Rptr = c->Lptr;
-            c->Lptr = b;
-        }
-        if (c->Rchild == 0) {
-            THB1P_ASSERT(c->Rptr == a);
-            c->Rchild = 1;
-            a->Lptr = c; // a's predecessor thread
-            a->Lchild = 0;
-        } else {
-            a->Lptr = c->Rptr;
-            c->Rptr = a;
-        }
-        b->bf = c->bf < 0 ? 1 : 0;
-        a->bf = c->bf > 0 ? -1 : 0;
-        c->bf = 0;
-        return c;
+    if (b->Rchild == 0) {
+        THB1P_ASSERT(b->Rptr == a);
+        a->Lchild = 0; // a->Lptr stays b, now a's predecessor thread
+        b->Rchild = 1; // b->Rptr stays a, now a child link
+    } else {
+        a->Lptr = b->Rptr;
+        b->Rptr = a;
     }
+    // With b balanced (a deletion only) the subtree keeps its height.
+    *heightChanged = b->bf != 0;
+    b->bf--;
+    a->bf = -b->bf;
+    return b;
+}
 
-    // a->bf == -2: the mirror image.
-    THB1P_Node *b = a->Rptr;
-    if (b->bf != 1) {
-        if (b->Lchild == 0) {
-            THB1P_ASSERT(b->Lptr == a);
-            a->Rchild = 0;
-            b->Lchild = 1;
-        } else {
-            a->Rptr = b->Lptr;
-            b->Lptr = a;
-        }
-        *heightChanged = b->bf != 0;
-        b->bf++;
-        a->bf = -b->bf;
-        return b;
+// a leans left by 2 and b, its left child, leans right: c, b's right
+// child, rises above both.
+static THB1P_Node *double_right(THB1P_Node *a, THB1P_Node *b, uint8_t *heightChanged)
+{
+    *heightChanged = 1;
+    THB1P_Node *c = b->Rptr;
+    if (c->Lchild == 0) {
+        THB1P_ASSERT(c->Lptr == b);
+        c->Lchild = 1;
+        b->Rchild = 0; // b->Rptr stays c: b's successor thread
+    } else {
+        b->Rptr = c->Lptr;
+        c->Lptr = b;
     }
+    if (c->Rchild == 0) {
+        THB1P_ASSERT(c->Rptr == a);
+        c->Rchild = 1;
+        a->Lptr = c; // a's predecessor thread
+        a->Lchild = 0;
+    } else {
+        a->Lptr = c->Rptr;
+        c->Rptr = a;
+    }
+    b->bf = c->bf < 0 ? 1 : 0;
+    a->bf = c->bf > 0 ? -1 : 0;
+    c->bf = 0;
+    return c;
+}
+
+// The mirror images, for a leaning right by 2.
+static THB1P_Node *single_left(THB1P_Node *a, THB1P_Node *b, uint8_t *heightChanged)
+{
+    if (b->Lchild == 0) {
+        THB1P_ASSERT(b->Lptr == a);
+        a->Rchild = 0;
+        b->Lchild = 1;
+    } else {
+        a->Rptr = b->Lptr;
+        b->Lptr = a;
+    }
+    *heightChanged = b->bf != 0;
+    b->bf++;
+    a->bf = -b->bf;
+    return b;
+}
+
+static THB1P_Node *double_left(THB1P_Node *a, THB1P_Node *b, uint8_t *heightChanged)
+{
     *heightChanged = 1;
     THB1P_Node *c = b->Lptr;
     if (c->Rchild == 0) {
@@ -99,4 +99,17 @@ THB1P_Node *THB1P_Balance(THB1P_Node *a, uint8_t *heightChanged)
     a->bf = c->bf < 0 ? 1 : 0;
     c->bf = 0;
     return c;
+}
+
+THB1P_Node *THB1P_Balance(THB1P_Node *a, uint8_t *heightChanged)
+{
+    *heightChanged = 0;
+    if (a->Rptr == a || (a->bf >= -1 && a->bf <= 1))
+        return a; // the header, or nothing to do
+    if (a->bf == 2) {
+        THB1P_Node *b = a->Lptr;
+        return b->bf != -1 ? single_right(a, b, heightChanged) : double_right(a, b, heightChanged);
+    }
+    THB1P_Node *b = a->Rptr;
+    return b->bf != 1 ? single_left(a, b, heightChanged) : double_left(a, b, heightChanged);
 }

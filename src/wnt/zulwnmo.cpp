@@ -9,11 +9,10 @@
 // ZULWN_ReadMemory, so a module that is not what it seems costs its ID
 // and nothing else.
 #include "wnt/zulwn.h"
+#include "platform/zulplrp.h"
 
 #include <elf.h>
-#include <fcntl.h>
 #include <string.h>
-#include <unistd.h>
 
 const char *ZULWN_BaseName(const char *path)
 {
@@ -114,7 +113,7 @@ static uint32_t take_line(const char *line, ZULWN_module_t *modules, uint32_t co
 
 uint32_t ZULWN_ReadModules(ZULWN_module_t *modules, uint32_t room)
 {
-    int fd = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
+    int fd = ZULPL_OpenRead("/proc/self/maps");
     if (fd < 0)
         return 0;
     uint32_t count = 0;
@@ -123,10 +122,10 @@ uint32_t ZULWN_ReadModules(ZULWN_module_t *modules, uint32_t room)
     uint32_t held = 0;
     bool skipping = false; // the rest of a line too long to keep
     for (;;) {
-        ssize_t n = read(fd, chunk, sizeof chunk);
+        long n = ZULPL_Read(fd, chunk, sizeof chunk);
         if (n <= 0)
             break;
-        for (ssize_t i = 0; i < n; i++) {
+        for (long i = 0; i < n; i++) {
             char c = chunk[i];
             if (c != '\n') {
                 if (held < sizeof line - 1)
@@ -142,7 +141,7 @@ uint32_t ZULWN_ReadModules(ZULWN_module_t *modules, uint32_t room)
             skipping = false;
         }
     }
-    close(fd);
+    ZULPL_Close(fd);
     for (uint32_t i = 0; i < count; i++)
         read_build_id(&modules[i]);
     return count;

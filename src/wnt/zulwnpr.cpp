@@ -8,10 +8,9 @@
 // in parts, never cut and never run past the buffer's end.
 #include "wnt/zulwn.h"
 #include "platform/zulplat.h"
+#include "platform/zulplrp.h"
 
 #include <string.h>
-#include <sys/uio.h>
-#include <unistd.h>
 
 void ZULWN_Flush(ZULWN_out_t *out)
 {
@@ -68,7 +67,87 @@ static char *digits(char *end, unsigned long long value, unsigned base, bool upp
     return p;
 }
 
-void ZULWN_VPrintf(ZULWN_out_t *out, const char *format, va_list args)
+// What a directive asks for besides its conversion.
+typedef struct {
+    bool left;     // "-": on the left of its field
+    char pad;      // "0" pads numbers with zeros
+    int width;     // digits or "*"
+    int precision; // ".digits" or ".*"; -1 without
+    int size;      // 0 int, 1 long, 2 long long or size_t
+} spec_t;
+
+// Reads a number, or takes it from the arguments for "*".
+static int read_count(const char **f, va_list *args)
+{
+    if (**f == '*') {
+        (*f)++;
+        return va_arg(*args, int);
+    }
+    int n = 0;
+    while (**f >= '0' && **f <= '9')
+        n = n * 10 + (*(*f)++ - '0');
+    return n;
+}
+
+// Reads what stands between "%" and the conversion, leaving *f at the
+// conversion.
+static spec_t read_spec(const char **f, va_list *args)
+{
+    spec_t spec = {false, ' ', 0, -1, 0};
+    for (;; (*f)++) {
+        if (**f == '-')
+            spec.left = true;
+        else if (**f == '0')
+            spec.pad = '0';
+        else
+            break;
+    }
+    spec.width = read_count(f, args);
+    if (**f == '.') {
+        (*f)++;
+        spec.precision = read_count(f, args);
+    }
+    while (**f == 'l' || **f == 'z') {
+        spec.size += **f == 'z' ? 2 : 1;
+        (*f)++;
+    }
+    if (spec.left)
+        spec.pad = ' ';
+    return spec;
+}
+
+// Writes the number conversion `conversion` ("d", "u", "x" or "X").
+static void put_number(ZULWN_out_t *out, char conversion, spec_t spec, va_list *args)
+{
+    char room[32];
+    char *end = room + sizeof room;
+    if (conversion == 'd') {
+        long long v = spec.size == 0   ? va_arg(*args, int)
+                      : spec.size == 1 ? va_arg(*args, long)
+                                       : va_arg(*args, long long);
+        unsigned long long magnitude = v < 0 ? 0ull - (unsigned long long)v : (unsigned long long)v;
+        char *p = digits(end, magnitude, 10, false);
+        if (v < 0) {
+            if (spec.pad == '0') {
+                ZULWN_Write(out, "-", 1);
+                spec.width--;
+            } else {
+                *--p = '-';
+            }
+        }
+        put_field(out, p, (uint32_t)(end - p), spec.width, spec.left, spec.pad);
+        return;
+    }
+    unsigned long long v = spec.size == 0   ? va_arg(*args, unsigned)
+                           : spec.size == 1 ? va_arg(*args, unsigned long)
+                                            : va_arg(*args, unsigned long long);
+    char *p = digits(end, v, conversion == 'u' ? 10 : 16, conversion == 'X');
+    put_field(out, p, (uint32_t)(end - p), spec.width, spec.left, spec.pad);
+}
+
+// The arguments go by pointer to a copy: a va_list parameter cannot be
+// handed on by its address.
+static void put_all(ZULWN_out_t *out, const char *format, va_list *args)
 {
     for (const char *f = format; *f != '\0'; f++) {
         if (*f != '%') {
@@ -79,87 +158,28 @@ void ZULWN_VPrintf(ZULWN_out_t *out, const char *format, va_list args)
             continue;
         }
         f++;
-        bool left = false;
-        char pad = ' ';
-        for (;; f++) {
-            if (*f == '-')
-                left = true;
-            else if (*f == '0')
-                pad = '0';
-            else
-                break;
-        }
-        int width = 0;
-        if (*f == '*') {
-            width = va_arg(args, int);
-            f++;
-        } else {
-            while (*f >= '0' && *f <= '9')
-                width = width * 10 + (*f++ - '0');
-        }
-        int precision = -1;
-        if (*f == '.') {
-            f++;
-            precision = 0;
-            if (*f == '*') {
-                precision = va_arg(args, int);
-                f++;
-            } else {
-                while (*f >= '0' && *f <= '9')
-                    precision = precision * 10 + (*f++ - '0');
-            }
-        }
-        int size = 0; // 0 int, 1 long, 2 long long or size_t
-        while (*f == 'l' || *f == 'z') {
-            size += *f == 'z' ? 2 : 1;
-            f++;
-        }
-        if (left)
-            pad = ' ';
-        char room[32];
-        char *end = room + sizeof room;
+        const spec_t spec = read_spec(&f, args);
         switch (*f) {
         case 's': {
-            const char *text = va_arg(args, const char *);
+            const char *text = va_arg(*args, const char *);
             if (text == nullptr)
                 text = "(null)";
-            uint32_t length = precision >= 0 ? (uint32_t)strnlen(text, (size_t)precision)
-                                             : (uint32_t)strlen(text);
-            put_field(out, text, length, width, left, ' ');
+            uint32_t length = spec.precision >= 0 ? (uint32_t)strnlen(text, (size_t)spec.precision)
+                                                  : (uint32_t)strlen(text);
+            put_field(out, text, length, spec.width, spec.left, ' ');
             break;
         }
         case 'c': {
-            char c = (char)va_arg(args, int);
-            put_field(out, &c, 1, width, left, ' ');
+            char c = (char)va_arg(*args, int);
+            put_field(out, &c, 1, spec.width, spec.left, ' ');
             break;
         }
-        case 'd': {
-            long long v = size == 0 ? va_arg(args, int) : size == 1 ? va_arg(args, long)
-                                                                  : va_arg(args, long long);
-            unsigned long long magnitude = v < 0 ? 0ull - (unsigned long long)v
-                                                 : (unsigned long long)v;
-            char *p = digits(end, magnitude, 10, false);
-            if (v < 0) {
-                if (pad == '0') {
-                    ZULWN_Write(out, "-", 1);
-                    width--;
-                } else {
-                    *--p = '-';
-                }
-            }
-            put_field(out, p, (uint32_t)(end - p), width, left, pad);
-            break;
-        }
+        case 'd':
         case 'u':
         case 'x':
-        case 'X': {
-            unsigned long long v = size == 0 ? va_arg(args, unsigned)
-                                 : size == 1 ? va_arg(args, unsigned long)
-                                             : va_arg(args, unsigned long long);
-            char *p = digits(end, v, *f == 'u' ? 10 : 16, *f == 'X');
-            put_field(out, p, (uint32_t)(end - p), width, left, pad);
+        case 'X':
+            put_number(out, *f, spec, args);
             break;
-        }
         case '%':
             ZULWN_Write(out, "%", 1);
             break;
@@ -173,6 +193,14 @@ void ZULWN_VPrintf(ZULWN_out_t *out, const char *format, va_list args)
     }
 }
 
+void ZULWN_VPrintf(ZULWN_out_t *out, const char *format, va_list args)
+{
+    va_list copy;
+    va_copy(copy, args);
+    put_all(out, format, &copy);
+    va_end(copy);
+}
+
 void ZULWN_Printf(ZULWN_out_t *out, const char *format, ...)
 {
     va_list args;
@@ -183,9 +211,5 @@ void ZULWN_Printf(ZULWN_out_t *out, const char *format, ...)
 
 int ZULWN_ReadMemory(uintptr_t address, void *to, uint32_t length)
 {
-    // The kernel copies from this process to itself and answers EFAULT for
-    // an address that is not mapped, where a plain read would fault.
-    struct iovec local = {to, length};
-    struct iovec remote = {reinterpret_cast<void *>(address), length};
-    return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == (ssize_t)length;
+    return ZULPL_ReadMemory(address, to, length);
 }

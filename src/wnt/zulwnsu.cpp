@@ -27,7 +27,6 @@
 #include <exception>
 #include <stdlib.h>
 #include <string.h>
-#include <strings.h>
 #include <typeinfo>
 
 constinit ZULWN_settings_t ZULWN_settings = {};
@@ -54,10 +53,10 @@ bool take_signals(const char *value, bool otherwise)
     static const char *const kOff[] = {"0", "off", "no"};
     if (value != nullptr) {
         for (const char *word : kOn)
-            if (strcasecmp(value, word) == 0)
+            if (BSS1_Match(value, word, 0) == 0)
                 return true;
         for (const char *word : kOff)
-            if (strcasecmp(value, word) == 0)
+            if (BSS1_Match(value, word, 0) == 0)
                 return false;
     }
     return otherwise;

@@ -10,15 +10,14 @@
 // no frame pointers, reading the stack through ZULWN_ReadMemory.  This
 // part allocates, and so runs after the raw part of the report is out.
 #include "wnt/zulwn.h"
+#include "platform/zulplrp.h"
+#include "platform/zulplsi.h"
 
-#include <dlfcn.h>
 #include <elfutils/libdwfl.h>
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/syscall.h>
 #include <ucontext.h>
-#include <unistd.h>
 
 extern "C" char *__cxa_demangle(const char *mangled, char *out, size_t *length, int *status);
 
@@ -82,7 +81,7 @@ const char *no_line_file(Dwarf_Line *, Dwarf_Word *, Dwarf_Word *) { return null
 
 template <typename F> void bind(void *library, F &slot, const char *name, F missing)
 {
-    void *found = dlsym(library, name);
+    void *found = ZULPL_LibraryRoutine(library, name);
     slot = found ? reinterpret_cast<F>(found) : missing;
 }
 
@@ -242,9 +241,9 @@ void ZULWN_WriteSymbols(ZULWN_out_t *out, const ucontext_t *context, uintptr_t o
 {
     const ZULWN_settings_t &s = ZULWN_settings;
     errno = 0;
-    void *library = dlopen(s.libraryName, RTLD_NOW | RTLD_LOCAL);
+    const char *why = nullptr;
+    void *library = ZULPL_OpenLibrary(s.libraryName, &why);
     if (library == nullptr) {
-        const char *why = dlerror();
         ZULWN_Printf(out, "\n*** Unable to load %s, rc=%lu\n%15s: %s\n", s.libraryName,
                      (unsigned long)errno, "Reason", why ? why : "");
         // What the operator can do about it, here, where it is read.
@@ -267,27 +266,27 @@ void ZULWN_WriteSymbols(ZULWN_out_t *out, const ucontext_t *context, uintptr_t o
     Walk w = {};
     w.e = &e;
     w.context = context;
-    w.tid = (pid_t)syscall(SYS_gettid);
+    w.tid = (pid_t)ZULPL_RawThreadId();
     w.out = out;
     w.modules = modules;
     w.count = count;
     w.dwfl = e.begin(&callbacks);
-    if (w.dwfl == nullptr || e.report(w.dwfl, getpid()) != 0 ||
+    if (w.dwfl == nullptr || e.report(w.dwfl, (pid_t)ZULPL_ProcessId()) != 0 ||
         e.reportEnd(w.dwfl, nullptr, nullptr) != 0) {
         ZULWN_Printf(out, "symInitialize() failed\n%15s: %s\n", "Reason",
                      e.message(e.error()));
         e.end(w.dwfl);
-        dlclose(library);
+        ZULPL_CloseLibrary(library);
         return;
     }
     ZULWN_Printf(out, "\n%15s: ", "Origin");
     write_address(&w, origin, origin);
     ZULWN_Printf(out, "\n\nCall Stack\n\n");
     ZULWN_Flush(out);
-    if (context != nullptr && e.attach(w.dwfl, nullptr, getpid(), &kThreadCallbacks, &w))
+    if (context != nullptr && e.attach(w.dwfl, nullptr, (pid_t)ZULPL_ProcessId(), &kThreadCallbacks, &w))
         e.frames(w.dwfl, w.tid, each_frame, &w);
     if (w.frames == 0)
         ZULWN_Printf(out, "%5s: %s\n", "", e.message(e.error()));
     e.end(w.dwfl);
-    dlclose(library);
+    ZULPL_CloseLibrary(library);
 }

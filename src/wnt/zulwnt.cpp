@@ -26,17 +26,16 @@
 #include "internal/zullogout.h"
 #include "internal/zulring.h"
 #include "internal/zulbuild.h"
+#include "platform/zulplat.h"
+#include "platform/zulplrp.h"
+#include "platform/zulplsg.h"
+#include "platform/zulplsi.h"
 #include "wnt/zulwn.h"
 
 #include <atomic>
 #include <errno.h>
-#include <fcntl.h>
 #include <string.h>
-#include <sys/mman.h>
-#include <sys/syscall.h>
-#include <sys/utsname.h>
 #include <ucontext.h>
-#include <unistd.h>
 
 namespace {
 
@@ -68,12 +67,10 @@ constinit ucontext_t savedContext = {};
 // symbol library needs more stack than a signal stack has.
 constexpr size_t kSymbolStack = 1024 * 1024;
 constinit void *symbolStack = nullptr;
-constinit ucontext_t reportSide = {};
-constinit ucontext_t symbolSide = {};
 
 pid_t thread_id()
 {
-    return (pid_t)syscall(SYS_gettid);
+    return (pid_t)ZULPL_RawThreadId();
 }
 
 struct Code {
@@ -189,13 +186,11 @@ void write_head(int host, const siginfo_t *info, const ucontext_t *uc)
         ZULWN_Printf(&out, "%15s: uncaught C++ exception of type %s\n", "Terminate",
                      ZULWN_exceptionType);
 
-    struct utsname u;
-    if (uname(&u) != 0) {
-        strcpy(u.nodename, "** Unknown **");
-        u.release[0] = '\0';
-    }
-    ZULWN_Printf(&out, "\n%15s: %-25s  Linux: %s\n", "Computer", u.nodename, u.release);
-    time_t now = time(nullptr);
+    char node[65], release[65];
+    if (ZULPL_HostNames(node, sizeof node, release, sizeof release) != 0)
+        strcpy(node, "** Unknown **");
+    ZULWN_Printf(&out, "\n%15s: %-25s  Linux: %s\n", "Computer", node, release);
+    time_t now = (time_t)ZULPL_CalendarNow(nullptr);
     const ZULWN_settings_t &s = ZULWN_settings;
     ZULWN_Printf(&out, "%15s: ", "Current Time");
     write_time(now);
@@ -203,7 +198,7 @@ void write_head(int host, const siginfo_t *info, const ucontext_t *uc)
     write_time(s.startClock);
     ZULWN_Printf(&out, "\n%15s: 0x%08lX%24s: 0x%08lX\n%15s: 0x%08lX%24s: 0x%08lX\n",
                  "Current Clock", (unsigned long)now, "Start Clock", (unsigned long)s.startClock,
-                 "Process ID", (unsigned long)getpid(), "Thread ID", (unsigned long)thread_id());
+                 "Process ID", (unsigned long)ZULPL_ProcessId(), "Thread ID", (unsigned long)thread_id());
     ZULWN_Printf(&out, "%15s: %.*s\n", "Program", s.programLength, s.programName);
 }
 
@@ -328,16 +323,9 @@ void write_from(int from)
 {
     if (from <= kSymbols) {
         stage.store(kSymbols);
-        alarm(kWatchSeconds);
-        if (symbolStack != nullptr && getcontext(&symbolSide) == 0) {
-            symbolSide.uc_stack.ss_sp = symbolStack;
-            symbolSide.uc_stack.ss_size = kSymbolStack;
-            symbolSide.uc_link = &reportSide;
-            makecontext(&symbolSide, symbols_on_own_stack, 0);
-            swapcontext(&reportSide, &symbolSide);
-        } else {
+        ZULPL_Alarm(kWatchSeconds);
+        if (!ZULPL_RunOnStack(symbolStack, kSymbolStack, symbols_on_own_stack))
             symbols_on_own_stack();
-        }
         ZULWN_Flush(&out);
     }
     if (from <= kComponents) {
@@ -345,7 +333,7 @@ void write_from(int from)
         write_components();
         ZULWN_Flush(&out);
     }
-    alarm(0);
+    ZULPL_Alarm(0);
     if (from <= kRing) {
         stage.store(kRing);
         ZULWN_Printf(&out, "\nLast Lines\n\n");
@@ -355,7 +343,7 @@ void write_from(int from)
     }
     stage.store(kEnding);
     if (out.fd >= 0)
-        close(out.fd);
+        ZULPL_Close(out.fd);
     out.fd = -1;
 }
 
@@ -366,12 +354,10 @@ constinit const ucontext_t *reportContext = nullptr;
 // kernel ending the process at once; the watchdog's alarm too.
 void let_faults_through()
 {
-    sigset_t set;
-    sigemptyset(&set);
+    uint64_t set = ZULPL_SigBit(SIGALRM);
     for (int h : ZULWN_fatalSignals)
-        sigaddset(&set, h);
-    sigaddset(&set, SIGALRM);
-    sigprocmask(SIG_UNBLOCK, &set, nullptr);
+        set |= ZULPL_SigBit(h);
+    ZULPL_SigSetMask(set, 0, nullptr);
 }
 
 // A signal during the report, on the thread that writes it: cut the
@@ -393,7 +379,7 @@ void resume_report(int host)
 
 int open_report(const char *path)
 {
-    return open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+    return ZULPL_OpenReport(path);
 }
 
 // The name of an error number, as errno.h spells it.
@@ -427,11 +413,11 @@ int open_report_or_fallback()
     word.used = 0;
     if (used >= 0) {
         ZULWN_Printf(&word, "%s[%d]: failure report written to %s: %s could not be opened (%s)\n",
-                     s.programBase, (int)getpid(), s.fallbackFile[used], s.reportFile,
+                     s.programBase, (int)ZULPL_ProcessId(), s.fallbackFile[used], s.reportFile,
                      error_name(errors[0]));
     } else {
         ZULWN_Printf(&word, "%s[%d]: no failure report written: %s could not be opened (%s)",
-                     s.programBase, (int)getpid(), s.reportFile, error_name(errors[0]));
+                     s.programBase, (int)ZULPL_ProcessId(), s.reportFile, error_name(errors[0]));
         for (int i = 0; i < s.fallbackCount; i++)
             ZULWN_Printf(&word, ", nor %s (%s)", s.fallbackFile[i], error_name(errors[i + 1]));
         ZULWN_Printf(&word, "\n");
@@ -461,16 +447,7 @@ void write_report(int host, siginfo_t *info, const ucontext_t *uc)
 // for every signal the report is written for.
 [[noreturn]] void default_action(int host)
 {
-    struct sigaction dfl = {};
-    dfl.sa_handler = SIG_DFL;
-    sigemptyset(&dfl.sa_mask);
-    sigaction(host, &dfl, nullptr);
-    sigset_t one;
-    sigemptyset(&one);
-    sigaddset(&one, host);
-    sigprocmask(SIG_UNBLOCK, &one, nullptr);
-    raise(host);
-    _exit(128 + host);
+    ZULPL_SigDie(host);
 }
 
 // Does what the host would have done with the signal without the
@@ -499,10 +476,7 @@ int end_process(int host, siginfo_t *info, void *context, bool mayReturn)
         return 0;
     if (!(mayReturn && fault))
         default_action(host);
-    struct sigaction dfl = {};
-    dfl.sa_handler = SIG_DFL;
-    sigemptyset(&dfl.sa_mask);
-    sigaction(host, &dfl, nullptr);
+    ZULPL_SigSetDefault(host);
     return 1;
 }
 
@@ -524,7 +498,7 @@ void on_watch(int, siginfo_t *, void *)
         end_nested(SIGALRM);
     int now = stage.load();
     if (writer != 0 && (now == kSymbols || now == kComponents))
-        syscall(SYS_tgkill, getpid(), writer, SIGALRM);
+        ZULPL_SignalThread(writer, SIGALRM);
 }
 
 void report_and_end(int host, siginfo_t *info, void *context, bool mayReturn)
@@ -538,8 +512,7 @@ void report_and_end(int host, siginfo_t *info, void *context, bool mayReturn)
         if (expected == self)
             end_nested(host);
         // Another thread is writing its report: one after the other.
-        struct timespec pause = {0, 2000000};
-        nanosleep(&pause, nullptr);
+        ZULPL_Sleep(2);
     }
     // The log's held lines go to its file first, the last of them before
     // anything of the report; from now on every line goes out at once.
@@ -547,16 +520,12 @@ void report_and_end(int host, siginfo_t *info, void *context, bool mayReturn)
     firstSignal.store(host);
     nesting.store(0);
     let_faults_through();
-    struct sigaction watch = {};
-    watch.sa_sigaction = on_watch;
-    watch.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-    sigemptyset(&watch.sa_mask);
-    sigaction(SIGALRM, &watch, nullptr);
+    ZULPL_SigCatch(SIGALRM, on_watch);
 
     if (context != nullptr)
         memcpy(&savedContext, context, sizeof savedContext);
     else
-        getcontext(&savedContext);
+        ZULPL_SaveContext(&savedContext);
     write_report(host, info, &savedContext);
     // Lines that other threads wrote while the report was written.
     ZULRA_WriteOutLog(1);
@@ -576,10 +545,7 @@ constinit const int ZULWN_fatalSignals[ZULWN_SIGNALS] = {SIGSEGV, SIGBUS,  SIGIL
 
 void ZULWN_MakeStack(void)
 {
-    void *stack = mmap(nullptr, kSymbolStack, PROT_READ | PROT_WRITE,
-                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
-    if (stack != MAP_FAILED)
-        symbolStack = stack;
+    symbolStack = ZULPL_MapStack(kSymbolStack);
 }
 
 void ZULWN_Handler(int host, siginfo_t *info, void *context)

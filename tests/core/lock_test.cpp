@@ -1,11 +1,13 @@
 // Locks and the clock.
 #include <zul/bss1.h>
+#include "internal/zullock.h"   // the held test and the scoped hold
 #include "platform/zulplat.h" // a fake tick source for the clock
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <ctime>
 #include <thread>
 #include <vector>
@@ -51,6 +53,72 @@ TEST(Lock, ThreadsMeetingAFreshLockWithoutMemoryStillExclude)
     failCalloc = true;
     ExpectExclusion(100);
     failCalloc = false;
+}
+
+// Whether this thread holds a lock: at any depth, never for a lock another
+// thread holds, and no longer once the last release has gone.
+TEST(Lock, HeldIsExactForTheCallingThread)
+{
+    ZULSS_lock_t lock = {0, nullptr};
+    auto heldElsewhere = [&] {
+        int held = -1;
+        std::thread([&] { held = ZULSS_LockHeld(&lock); }).join();
+        return held;
+    };
+    EXPECT_FALSE(ZULSS_LockHeld(nullptr));
+    EXPECT_FALSE(ZULSS_LockHeld(&lock)); // no mutex yet
+    BSS1_GetLock(&lock);
+    BSS1_GetLock(&lock);
+    EXPECT_TRUE(ZULSS_LockHeld(&lock));
+    EXPECT_EQ(heldElsewhere(), 0);
+    BSS1_ReleaseLock(&lock);
+    EXPECT_TRUE(ZULSS_LockHeld(&lock));
+    BSS1_ReleaseLock(&lock);
+    EXPECT_FALSE(ZULSS_LockHeld(&lock));
+    BSS1_DestroyLock(&lock);
+}
+
+// A scoped hold lets its lock go at every way out of its block, the
+// innermost first, and not before.
+static int LeaveEarly(ZULSS_lock_t *outer, ZULSS_lock_t *inner, int way)
+{
+    ZULSS_HOLD(outer);
+    {
+        ZULSS_HOLD(inner);
+        if (way == 0)
+            return 0;
+    }
+    if (!ZULSS_LockHeld(outer) || ZULSS_LockHeld(inner))
+        return -1;
+    return way;
+}
+
+TEST(Lock, ScopedHoldReleasesOnEveryWayOut)
+{
+    ZULSS_lock_t outer = {0, nullptr}, inner = {0, nullptr};
+    for (int way : {0, 1}) {
+        EXPECT_EQ(LeaveEarly(&outer, &inner, way), way);
+        EXPECT_FALSE(ZULSS_LockHeld(&outer)) << way;
+        EXPECT_FALSE(ZULSS_LockHeld(&inner)) << way;
+    }
+    BSS1_DestroyLock(&outer);
+    BSS1_DestroyLock(&inner);
+}
+
+// Where preconditions are checked, a routine entered without the lock that
+// it asks for stops the process and says which check failed.
+TEST(Lock, MissingLockStopsTheProcessWhereChecked)
+{
+#if defined(ZUL_ASSERTS) && ZUL_ASSERTS
+    static ZULSS_lock_t lock = {0, nullptr};
+    EXPECT_EXIT(ZUL_ASSERT_HELD(&lock), testing::KilledBySignal(SIGABRT),
+                "^Assertion failed: ZULSS_LockHeld\\(&lock\\), file .*lock_test\\.cpp, line [0-9]+\n$");
+    BSS1_GetLock(&lock);
+    ZUL_ASSERT_HELD(&lock);
+    BSS1_ReleaseLock(&lock);
+#else
+    GTEST_SKIP() << "preconditions are checked in the debug, asan and tsan builds";
+#endif
 }
 
 // Seconds follow a fake tick counter from the first call on, the remainder
