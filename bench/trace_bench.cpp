@@ -4,8 +4,10 @@
 // Disabled: the full read of a record and a bit test, against spdlog's
 // debug call on a logger set to info, and against an LTTng-UST tracepoint
 // with no session.  Enabled: one line of the same text to a file through
-// the default store, which flushes every line, against spdlog's file sink
-// with flush_on(trace), and against fprintf + fflush; on 1, 2 and 4 threads.
+// the default store writing every line as it comes (ZUL_RAS1_BUFFER=off;
+// bench/loggers_bench.cpp measures the buffered line), against spdlog's
+// file sink with flush_on(trace), and against fprintf + fflush; on 1, 2
+// and 4 threads.
 // Built a second time as zul_bench_trace_null (ZUL_BENCH_TO_NULL), the
 // same pair of enabled lines goes to /dev/null instead, through the same
 // default store: ZulLineToNull against WriteLineToNull shows the library's
@@ -181,6 +183,7 @@ int main(int argc, char **argv)
     if (std::getenv("ZUL_RAS1") == nullptr) {
         std::string value = std::string("(UNIT:trace_bench ENTRY:enabled ERROR) >") + kZulLog;
         setenv("ZUL_RAS1", value.c_str(), 1);
+        setenv("ZUL_RAS1_BUFFER", "off", 0);
         execv("/proc/self/exe", argv);
         std::perror("execv");
         return 1;

@@ -13,7 +13,10 @@
  *
  * Each request of a worker is a line that demo_net.c decodes and
  * demo_store.c carries out; both are traced, and ZUL_RAS1 chooses what
- * they write to the log.
+ * they write to the log.  A log to a file gathers its lines in memory
+ * and writes them in large pieces (ERROR lines at once, `ras1 flush` on
+ * demand); "zul_demo crash" shows that the lines it holds still reach
+ * the file when the process dies.
  *
  * Each session is also a resource of the class "session", so that the
  * console's res1 command lists them, and RES1_DEBUG=session makes them

@@ -471,6 +471,12 @@ ZUL_API int RAS1_LogDump(ZULRA_entry_t *entry, int line, uint32_t kinds, const v
 /* Does nothing; always STC1_SystemError. */
 ZUL_API int RAS1_Trace(void);
 
+/* Writes the lines that the default store holds for a large write (see
+ * ZUL_RAS1_BUFFER) to its file now.  Takes no lock and calls write(2)
+ * only: async-signal-safe, for a program's own signal handler that ends
+ * the process with _exit.  Always 0. */
+ZUL_API int RAS1_Flush(void);
+
 /* ------------------------------------------------------------------ */
 /* Classes                                                             */
 /* ------------------------------------------------------------------ */

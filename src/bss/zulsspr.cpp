@@ -9,10 +9,15 @@
 // conversions go through sprintf.
 #include "bss/zulssfmt.h"
 #include "internal/zuldirective.h"
+#include "internal/zulfobj.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -81,6 +86,45 @@ void stage(Output &out, const char *text, size_t length)
     }
 }
 
+// The sanitizers would call reading past a format's terminator reading
+// out of bounds, so their builds take the byte-by-byte scan.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ZULSS_SCAN_BYTES 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ZULSS_SCAN_BYTES 1
+#endif
+#endif
+
+// The first stop byte at or after `text`.  Sixteen bytes are looked at a
+// time, from aligned addresses: an aligned block never reaches into the
+// next page, so the bytes of a block behind the terminator may be read,
+// though they are not the format's.
+#if defined(__SSE2__) && !defined(ZULSS_SCAN_BYTES)
+inline unsigned stops_in(const char *block)
+{
+    const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(block));
+    const __m128i hit = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('%')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\n'))),
+        _mm_cmpeq_epi8(v, _mm_setzero_si128()));
+    return static_cast<unsigned>(_mm_movemask_epi8(hit));
+}
+
+inline const char *find_stop(const char *text)
+{
+    const uintptr_t skew = reinterpret_cast<uintptr_t>(text) & 15u;
+    const char *block = text - skew;
+    unsigned mask = stops_in(block) >> skew; // the bytes in front of `text` do not count
+    if (mask != 0)
+        return text + __builtin_ctz(mask);
+    for (;;) {
+        block += 16;
+        mask = stops_in(block);
+        if (mask != 0)
+            return block + __builtin_ctz(mask);
+    }
+}
+#else
 // Bytes that end a stretch of literal format text: "%", the terminator and
 // the line feed.
 constexpr struct LiteralStops {
@@ -92,6 +136,14 @@ constexpr struct LiteralStops {
         stop[static_cast<unsigned char>('\n')] = true;
     }
 } kStops;
+
+inline const char *find_stop(const char *text)
+{
+    while (!kStops.stop[static_cast<unsigned char>(*text)])
+        ++text;
+    return text;
+}
+#endif
 
 // Puts in the literal text of the format from `text` up to the next "%"
 // or the terminator.  Each stretch up to a stop byte is found by a tight
@@ -105,9 +157,7 @@ const char *put_literal(Output &out, const char *text)
     ZULSS_format_t *object = out.object;
     const char *at = text;
     for (;;) {
-        const char *stop = at;
-        while (!kStops.stop[static_cast<unsigned char>(*stop)])
-            ++stop;
+        const char *stop = find_stop(at);
         size_t left = static_cast<size_t>(stop - at);
         uint32_t last = 0; // bytes of the stretch in the open record
         while (left > 0) {
@@ -424,6 +474,121 @@ void real_field(Output &out, const ZULSS_directive_t &d, Real value)
 
 } // namespace
 
+// Copies `length` bytes, short ones in two overlapping moves rather than
+// a call: most stretches of a message are a few words.
+inline void copy_text(char *to, const char *from, size_t length)
+{
+    if (length >= 8 && length <= 16) {
+        uint64_t a, b;
+        memcpy(&a, from, 8);
+        memcpy(&b, from + length - 8, 8);
+        memcpy(to, &a, 8);
+        memcpy(to + length - 8, &b, 8);
+    } else if (length >= 4 && length < 8) {
+        uint32_t a, b;
+        memcpy(&a, from, 4);
+        memcpy(&b, from + length - 4, 4);
+        memcpy(to, &a, 4);
+        memcpy(to + length - 4, &b, 4);
+    } else if (length < 4) {
+        for (size_t i = 0; i < length; i++)
+            to[i] = from[i];
+    } else {
+        memcpy(to, from, length);
+    }
+}
+
+long ZULSS_FormatFlat(char *to, size_t room, const char *format, va_list arguments, int *ended)
+{
+    char *const start = to;
+    char *const end = to + room;
+    const char *at = format;
+    *ended = 0;
+    for (;;) {
+        const char *stop = find_stop(at);
+        size_t length = static_cast<size_t>(stop - at);
+        if (length > static_cast<size_t>(end - to))
+            return -1;
+        copy_text(to, at, length);
+        to += length;
+        at = stop;
+        if (*at == '\0')
+            return to - start;
+        if (*at == '\n') {
+            // The line's end, if nothing follows; a carriage return right
+            // before it in the same stretch the engine would drop.
+            if (at[1] != '\0' || (length > 0 && at[-1] == '\r'))
+                return -1;
+            *ended = 1;
+            return to - start;
+        }
+
+        at += 1; // the "%"
+        bool wide = false;
+        char c = *at;
+        if (c == 'l' || c == 'L' || c == 'q' || c == 'j' || c == 'z' || c == 'Z' || c == 't') {
+            wide = true;
+            at += c == 'l' && at[1] == 'l' ? 2 : 1;
+            c = *at;
+        }
+        if (c == '\0')
+            return -1;
+        at += 1;
+        if (static_cast<size_t>(end - to) < 24) // any number, and a character
+            return -1;
+        switch (c) {
+        case 'd':
+        case 'i': {
+            int64_t value = wide ? va_arg(arguments, int64_t) : va_arg(arguments, int32_t);
+            uint64_t magnitude = static_cast<uint64_t>(value);
+            if (value < 0) {
+                *to++ = '-';
+                magnitude = 0 - magnitude;
+            }
+            to += count_digits(magnitude, 0);
+            write_digits(to, magnitude, 0, kLower);
+            break;
+        }
+        case 'u':
+        case 'x':
+        case 'X': {
+            uint64_t value = wide ? va_arg(arguments, uint64_t) : va_arg(arguments, uint32_t);
+            unsigned shift = c == 'u' ? 0 : 4;
+            to += count_digits(value, shift);
+            write_digits(to, value, shift, c == 'X' ? kUpper : kLower);
+            break;
+        }
+        case 's': {
+            if (wide)
+                return -1;
+            const char *text = va_arg(arguments, const char *);
+            if (text == nullptr)
+                text = "NULL";
+            size_t n = strlen(text);
+            if (n > static_cast<size_t>(end - to) || memchr(text, '\n', n) != nullptr)
+                return -1;
+            copy_text(to, text, n);
+            to += n;
+            break;
+        }
+        case 'c': {
+            char ch = static_cast<char>(va_arg(arguments, int));
+            if (wide || ch == '\n')
+                return -1;
+            *to++ = ch;
+            break;
+        }
+        case '%':
+            if (wide)
+                return -1;
+            *to++ = '%';
+            break;
+        default:
+            return -1;
+        }
+    }
+}
+
 int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
 {
     return ZULSS_ProcessFormat(object, format, arguments);
@@ -448,18 +613,23 @@ int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argu
             break;
         at += 1;
 
-        // The commonest directives, bare %d and %s, skip the parse of
+        // The commonest directives, bare %d, %u and %s, skip the parse of
         // flags, width, precision and size; they put out what the general
         // path gives them.
-        if (*at == 'd') {
-            at += 1;
-            int32_t value = va_arg(arguments, int32_t);
-            uint32_t magnitude = static_cast<uint32_t>(value);
+        if (*at == 'd' || *at == 'u') {
+            uint32_t magnitude;
             char sign = 0;
-            if (value < 0) {
-                sign = '-';
-                magnitude = 0u - magnitude;
+            if (*at == 'd') {
+                int32_t value = va_arg(arguments, int32_t);
+                magnitude = static_cast<uint32_t>(value);
+                if (value < 0) {
+                    sign = '-';
+                    magnitude = 0u - magnitude;
+                }
+            } else {
+                magnitude = va_arg(arguments, uint32_t);
             }
+            at += 1;
             // With no fill, sign and digits are all there is; where they fit
             // in the open record they go straight in.
             uint32_t count = decimal_count(magnitude);

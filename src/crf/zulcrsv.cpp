@@ -214,11 +214,11 @@ bool start_tail(ZULCR_server_t *s, ZULCR_conn_t *c, bool ring, uint32_t now)
         return queue_own(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n", now);
     }
     // The lines fed from the moment of attaching wait in the tail's queue
-    // behind this reply; a line written while the ring is read may show
-    // in both.
+    // behind this reply; a line written while the ring is read is in the
+    // queue only, since the ring is held for the reading.
     RingCopy copy = {body};
     if (ring)
-        ZULRA_CopyRing(kRingLines, copy_ring_line, &copy);
+        ZULRA_ReadRingHeld(kRingLines, copy_ring_line, &copy);
     queue_reply(c, o, body, ZULCR_REPLY_TAIL, uint32_t(copy.at - body), now);
     return true;
 }

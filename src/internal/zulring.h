@@ -1,6 +1,6 @@
-// internal/zulring.h - reading the newest lines of the log's capture ring
+// internal/zulring.h - reading the newest lines of the log's capture ring:
 // without its lock, for code that may not wait (the failure report), or
-// held, for code that may (a tail's first lines).
+// holding the ring for a moment (the console server's tails).
 #ifndef ZUL_SRC_INTERNAL_ZULRING_H
 #define ZUL_SRC_INTERNAL_ZULRING_H
 
@@ -22,11 +22,11 @@ typedef void (*ZULRA_ringline_t)(void *user, const char *text, uint32_t length);
 // from two lines; it never runs past its slot.  Gives the number given.
 uint32_t ZULRA_ReadRing(uint32_t most, ZULRA_ringline_t each, void *user);
 
-// The same for a reader that may wait, outside a signal handler: the ring
-// is held while it is read, so that no record changes under the reader
-// (lines written meanwhile pass the ring by, as they do while `ras1 log`
-// reads it).
-uint32_t ZULRA_CopyRing(uint32_t most, ZULRA_ringline_t each, void *user);
+// The same for code that may wait a moment (the console server's tails):
+// the ring is held while it is read, as `ras1 log` holds it, so no record
+// comes out torn; lines written meanwhile reach their stores but not the
+// ring.  Not for a signal handler: it takes the ring's lock.
+uint32_t ZULRA_ReadRingHeld(uint32_t most, ZULRA_ringline_t each, void *user);
 
 #ifdef __cplusplus
 }

@@ -57,6 +57,9 @@ void ZULPL_Abort(const char *format, ...)
 // Suspends the calling thread for `milliseconds`, resuming after signals.
 void ZULPL_Sleep(uint32_t milliseconds);
 
+// Gives the processor to another thread that is ready to run, if any.
+void ZULPL_Yield(void);
+
 // Milliseconds since the system started, as an unsigned 32-bit counter
 // that wraps every 49.7 days.
 uint32_t ZULPL_Ticks(void);
@@ -71,6 +74,13 @@ void ZULPL_SetTickSource(uint32_t (*source)(void));
 // under its lock, which a thread cancelled in the middle of the write
 // would never release.  Async-signal-safe.
 void ZULPL_WriteAll(int fd, const char *text, size_t length);
+
+// As ZULPL_WriteAll, for code that must not wait on a reader who takes
+// nothing (a process that is ending): to a pipe or a socket it writes a
+// page at a time once poll has seen room, and gives up when `patience`
+// milliseconds have gone by.  A regular file is written whole.  Returns
+// the bytes written.  Async-signal-safe.
+size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patience);
 
 // The full path of the running executable into `buffer` (NUL-terminated,
 // cut to fit).  Returns its length, 0 if it cannot be found.
@@ -127,6 +137,18 @@ int ZULPL_ReopenLog(int fd, const char *path);
 
 // The text of an errno value ("No such file or directory").
 const char *ZULPL_ErrorText(int error);
+
+// What a descriptor stands for, as far as the log's buffering cares.
+enum {
+    ZULPL_FILE_OTHER = 0,    // a pipe, a socket, a device
+    ZULPL_FILE_REGULAR = 1,  // a regular file
+    ZULPL_FILE_TERMINAL = 2  // a terminal, which a person reads as it comes
+};
+int ZULPL_FileKind(int fd);
+
+// Runs `prepare` before every fork of the process, and `child` in the
+// child before fork returns there.  0, or the reason.
+int ZULPL_OnFork(void (*prepare)(void), void (*child)(void));
 
 // Runs `routine` in the handler of the hangup signal (SIGHUP), then the
 // handler that was there before, if any.  The routine must be

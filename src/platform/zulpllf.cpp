@@ -1,6 +1,7 @@
 // Log files and the journal's door: opening and reopening the file a log
-// writes to, the hangup signal that asks for a reopen, whether the
-// journal's socket answers, and a routine of a library loaded by name.
+// writes to, what a descriptor stands for, the hangup signal that asks for
+// a reopen, the hooks around fork, whether the journal's socket answers,
+// and a routine of a library loaded by name.
 //
 // Every descriptor opened here is close-on-exec, so that a program that
 // starts another keeps its log to itself.
@@ -9,9 +10,11 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -52,6 +55,21 @@ const char *ZULPL_ErrorText(int error)
 {
     const char *text = strerrordesc_np(error);
     return text ? text : "Unknown error";
+}
+
+int ZULPL_FileKind(int fd)
+{
+    if (isatty(fd))
+        return ZULPL_FILE_TERMINAL;
+    struct stat st;
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
+        return ZULPL_FILE_REGULAR;
+    return ZULPL_FILE_OTHER;
+}
+
+int ZULPL_OnFork(void (*prepare)(void), void (*child)(void))
+{
+    return pthread_atfork(prepare, nullptr, child);
 }
 
 // The routine that a hangup runs, and the action that was there before.

@@ -125,6 +125,32 @@ bool ignored_by_default(int h)
     return h == SIGCHLD || h == SIGCONT || h == SIGURG || h == SIGWINCH;
 }
 
+// Signals whose default action stops the process.
+bool stops_by_default(int h)
+{
+    return h == SIGSTOP || h == SIGTSTP || h == SIGTTIN || h == SIGTTOU;
+}
+
+// What runs before a signal ends the process: the log's writing out of
+// what it holds (ZULPL_OnEnding), or null.
+constinit std::atomic<void (*)(void)> ending{nullptr};
+
+void run_ending()
+{
+    void (*routine)(void) = ending.load(std::memory_order_acquire);
+    if (routine != nullptr)
+        routine();
+}
+
+// The signals a program is asked to end by: their handler may end the
+// process without coming back (with _exit, say), so the routine runs
+// before it.
+bool asks_to_end(int h)
+{
+    return h == SIGTERM || h == SIGINT || h == SIGHUP || h == SIGQUIT || h == SIGUSR1 ||
+           h == SIGUSR2 || h == SIGPWR || h == SIGXCPU || h == SIGXFSZ;
+}
+
 // Faults that the processor raises: after a return from the handler the
 // instruction runs again and faults again.
 bool is_fault(int h, const siginfo_t *info)
@@ -143,6 +169,8 @@ void host_default(int h, const siginfo_t *info)
 {
     if (ignored_by_default(h))
         return;
+    if (!stops_by_default(h))
+        run_ending();
     struct sigaction dfl = {};
     dfl.sa_handler = SIG_DFL;
     sigemptyset(&dfl.sa_mask);
@@ -209,6 +237,8 @@ void host_handler(int h, siginfo_t *info, void *context)
     // Code that leaves by a jump drops the frame with ZULPL_SigLeave.
     ZULPL_sigframe_t frame = {h, info, context, currentFrame};
     currentFrame = &frame;
+    if (asks_to_end(h))
+        run_ending();
     ZULPL_sigroute_t r = route.load(std::memory_order_acquire);
     if (r == nullptr || r(h) == ZULPL_SIG_DEFAULT)
         carry_out_previous(h, info, context);
@@ -343,4 +373,38 @@ int ZULPL_SigRaise(int h)
 void ZULPL_SigWriteOut(const char *text, size_t length)
 {
     ZULPL_WriteAll(STDOUT_FILENO, text, length);
+}
+
+namespace {
+
+// The handler of a signal taken by ZULPL_OnEnding: the routine, then the
+// default action, which ends the process.
+void ending_handler(int h, siginfo_t *info, void *)
+{
+    const int savedErrno = errno;
+    host_default(h, info);
+    errno = savedErrno;
+}
+
+} // namespace
+
+void ZULPL_OnEnding(void (*routine)(void))
+{
+    static constexpr int kEnding[] = {SIGTERM, SIGINT,  SIGHUP,    SIGQUIT, SIGPIPE,
+                                      SIGALRM, SIGUSR1, SIGUSR2,   SIGXCPU, SIGXFSZ,
+                                      SIGVTALRM, SIGPROF, SIGIO, SIGPWR,  SIGSTKFLT};
+    ending.store(routine, std::memory_order_release);
+    if (routine == nullptr)
+        return;
+    for (int h : kEnding) {
+        struct sigaction cur;
+        if (sigaction(h, nullptr, &cur) != 0 || (cur.sa_flags & SA_SIGINFO) != 0 ||
+            cur.sa_handler != SIG_DFL)
+            continue;
+        struct sigaction ours = {};
+        ours.sa_sigaction = ending_handler;
+        ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
+        sigemptyset(&ours.sa_mask);
+        sigaction(h, &ours, nullptr);
+    }
 }

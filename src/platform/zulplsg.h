@@ -84,6 +84,21 @@ int ZULPL_SigRaise(int host);
 // so it may run in a signal handler.
 void ZULPL_SigWriteOut(const char *text, size_t length);
 
+// Gives the routine that writes out what the log holds before a signal
+// ends the process, and takes the signals that end a process by default
+// (SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2,
+// SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSTKFLT) where
+// they still have the default action: the routine runs, and then the
+// default action, so the process ends as it would have.  A signal that
+// the program handles or ignores is left alone; the seven fatal signals
+// are the failure report's.  The library's own handler (ZULPL_SigHook)
+// runs the routine too: before it carries out a default action that ends
+// the process, and before it routes one of the signals a program is
+// asked to end by (SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2,
+// SIGPWR, SIGXCPU, SIGXFSZ), whose handler may end the process without
+// coming back.  The routine must be async-signal-safe.
+void ZULPL_OnEnding(void (*routine)(void));
+
 #ifdef __cplusplus
 }
 #endif

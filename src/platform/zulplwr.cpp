@@ -1,5 +1,6 @@
 // ZULPL_WriteAll: whole writes to a file descriptor, without the
-// cancellation bookkeeping of the C library's write.
+// cancellation bookkeeping of the C library's write; and ZULPL_WriteWithin,
+// which gives up on a reader that takes nothing.
 //
 // The C library's write(2) wrapper turns asynchronous cancellation on and
 // off around the system call on every call; the log writes once a line
@@ -8,18 +9,65 @@
 #include "platform/zulplat.h"
 
 #include <errno.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
+
+namespace {
+
+// Writes until all of it is written, an error, or a file that takes
+// nothing more; a signal is no reason to stop.  Returns the bytes written.
+size_t write_on(int fd, const char *text, size_t length)
+{
+    size_t done = 0;
+    while (done < length) {
+        long n = syscall(SYS_write, fd, text + done, length - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        done += static_cast<size_t>(n);
+    }
+    return done;
+}
+
+} // namespace
 
 void ZULPL_WriteAll(int fd, const char *text, size_t length)
 {
-    while (length > 0) {
-        long n = syscall(SYS_write, fd, text, length);
-        if (n < 0 && errno == EINTR)
+    (void)write_on(fd, text, length);
+}
+
+size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patience)
+{
+    struct stat st;
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
+        return write_on(fd, text, length);
+    // A pipe or a socket: a write of one page waits for no more room than
+    // poll has seen free, so the wait is poll's, and all of it together is
+    // bounded by `patience`.
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const int64_t deadline = now.tv_sec * 1000ll + now.tv_nsec / 1000000 + patience;
+    size_t done = 0;
+    while (done < length) {
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        int64_t left = deadline - (now.tv_sec * 1000ll + now.tv_nsec / 1000000);
+        if (left <= 0)
+            break;
+        struct pollfd p = {fd, POLLOUT, 0};
+        int ready = poll(&p, 1, static_cast<int>(left));
+        if (ready < 0 && errno == EINTR)
             continue;
-        if (n <= 0) // an error, or a file that takes nothing more
-            return;
-        text += n;
-        length -= static_cast<size_t>(n);
+        if (ready <= 0 || (p.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
+            break;
+        size_t piece = length - done < 4096 ? length - done : 4096;
+        size_t n = write_on(fd, text + done, piece);
+        if (n == 0)
+            break;
+        done += n;
     }
+    return done;
 }

@@ -254,6 +254,12 @@ struct ZULRA_store *ZULRA_MatchStore(ZULRA_pcb_t *block, uint32_t want);
 // it returns no writer touches the ring until it is lowered again.
 void ZULRA_HoldCapture(ZULRA_pcb_t *block, int hold);
 
+// The capture ring's lock, whose mutex ZULRA_ConstructPCB makes.  The
+// library's own default store takes it as its store lock (see
+// ZULRA_PrepareTargetStore), so that its lines are captured with no
+// second lock; other stores take it inside their own.
+ZULSS_lock_t *ZULRA_RingLock(void);
+
 // The ras1 console command (zulracm, zulraset, zulracp).  A list of an
 // argument tree, as the console hands it to a command.
 struct ZULLX_list;

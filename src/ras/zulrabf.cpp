@@ -12,7 +12,10 @@
 // object along, the store that the thread's last line went to serves again
 // while the sync word has not moved, so that neither needs the block lock,
 // and the head is put together by hand, byte for byte what the directives
-// "(%08lX.%08lX-%lX:" and "%.*s,%d,\"%s\") " give.
+// "(%08lX.%08lX-%lX:" and "%.*s,%d,\"%s\") " give; a thread that writes
+// from the same place again copies all of it behind the time.  The line's
+// opening (ZULRA_OpenLine) and its head (ZULRA_FlatHead) also serve the
+// flat way of a message of one line (zulrafo).
 #include "ras/zulralg.h"
 #include "internal/zulfobj.h"
 #include "internal/zulprint.h"
@@ -105,6 +108,9 @@ static char *put_decimal(char *to, int value)
 // 45 bytes.
 static constexpr size_t kHeadRoom = 192;
 
+// "(SSSSSSSS.NNNNNNNN": the time in front of every head.
+static constexpr uint32_t kTimeLength = 18;
+
 // A name as a text directive puts it, "NULL" for a null pointer, behind
 // the head gathered in `head` up to `end`.  A name too long for the room
 // left goes in as a piece of its own, after what has been gathered.
@@ -154,14 +160,9 @@ static ZULRA_store_t *pick_store(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb, uint32_t 
     return store;
 }
 
-int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_format_t **format)
+int ZULRA_OpenLine(ZULRA_entry_t *entry, int line, uint32_t flags, ZULRA_fctx_t **opened)
 {
-    if (format == nullptr)
-        return STC1_BadArgument;
-    *format = nullptr;
-    if (entry == nullptr)
-        return STC1_BadArgument;
-
+    *opened = nullptr;
     ZULRA_pcb_t *block = ZULRA_Pcb();
     ZULRA_tcb_t *tcb = ZULRA_Tcb(); // null without memory: the locked way
     uint32_t active = __atomic_load_n(&entry->active, __ATOMIC_RELAXED);
@@ -196,13 +197,13 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     context->store = store;
     context->entry = entry;
     context->flags = flags | unconfigured;
+    context->environments = environments;
     ZULSS_format_t *object = context->format;
 
     ZULSS_time_t now;
     BSS1_GetTime(&now);
-    uint32_t thread = BSS1_ThreadID();
     context->time = now;
-    context->thread = thread;
+    context->thread = BSS1_ThreadID();
     context->line = line;
     context->headed = 0;
 
@@ -224,21 +225,112 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
         }
         BSS1_ReleaseLock(&store->lock);
     }
-
-    // The head goes in as few pieces as it can: everything before the
-    // environment routines' text as one, everything behind it as another.
-    // No piece of it can start with a line feed after a carriage return,
-    // so the records come out as they would from one piece per field.
     context->headed = 1;
+    *opened = context;
+    return STC1_Success;
+}
+
+uint32_t ZULRA_FlatHead(ZULRA_fctx_t *context, char *to, size_t room)
+{
+    if (context->environments != nullptr || room < kTimeLength + ZULRA_SITE_ROOM + 8)
+        return 0;
+    const ZULRA_entry_t *entry = context->entry;
+    ZULRA_tcb_t *tcb = ZULRA_Tcb();
+    *to = '(';
+    put_hex(to + 1, context->time.seconds, 8);
+    to[9] = '.';
+    put_hex(to + 10, context->time.nanoseconds, 8);
+    char *site = to + kTimeLength;
+
+    // A thread that writes from the same place as last time puts its time
+    // in front of the rest of the head it built then.
+    if (tcb != nullptr && tcb->siteEntry == entry && tcb->siteLine == context->line &&
+        tcb->siteThread == context->thread) {
+        memcpy(site, tcb->site, tcb->siteLength);
+        context->unitName = tcb->siteUnit;
+        context->unitLength = tcb->siteUnitLength;
+        context->headLength = kTimeLength + tcb->siteLength;
+        return context->headLength;
+    }
+
+    // "-%lX:" "%.*s,%d,\"%s\") " by hand, if the names leave the whole of
+    // it within the room kept for it (8 bytes more for the last digits).
+    const char *name;
+    uint32_t nameLength;
+    unit_name(ZULRA_Pcb(), entry->unit, &name, &nameLength);
+    size_t unitLength = name ? strnlen(name, nameLength) : 4;
+    const char *function = entry->name ? entry->name : "NULL";
+    size_t functionLength = strlen(function);
+    if (unitLength + functionLength + 40 > ZULRA_SITE_ROOM)
+        return 0;
+    char *end = site;
+    *end++ = '-';
+    end = put_hex(end, context->thread, 1);
+    *end++ = ':';
+    memcpy(end, name ? name : "NULL", unitLength);
+    end += unitLength;
+    *end++ = ',';
+    end = put_decimal(end, context->line);
+    *end++ = ',';
+    *end++ = '"';
+    memcpy(end, function, functionLength);
+    end += functionLength;
+    *end++ = '"';
+    *end++ = ')';
+    *end++ = ' ';
+    uint32_t length = (uint32_t)(end - site);
+    // A name with a line feed would end the line inside its head: the
+    // format object writes such a head, as records.
+    if (memchr(site, '\n', length) != nullptr)
+        return 0;
+    context->unitName = name;
+    context->unitLength = name ? (uint32_t)unitLength : 0u;
+    context->headLength = kTimeLength + length;
+
+    // Kept for the thread's next line from here once the unit's name is
+    // final.
+    if (tcb != nullptr &&
+        (entry->unit == nullptr || __atomic_load_n(&entry->unit->registered, __ATOMIC_ACQUIRE))) {
+        memcpy(tcb->site, site, length);
+        tcb->siteLength = length;
+        tcb->siteEntry = entry;
+        tcb->siteLine = context->line;
+        tcb->siteThread = context->thread;
+        tcb->siteUnit = context->unitName;
+        tcb->siteUnitLength = context->unitLength;
+    }
+    return context->headLength;
+}
+
+// Writes the head of an opened line into its format object: flat where
+// it can be, else piece by piece around what the environment routines
+// write.  No piece of it can start with a line feed after a carriage
+// return, so the records come out as they would from one piece per field.
+void ZULRA_WriteHead(ZULRA_fctx_t *context)
+{
+    ZULSS_format_t *object = context->format;
+    char flat[kTimeLength + ZULRA_SITE_ROOM + 8];
+    uint32_t length = ZULRA_FlatHead(context, flat, sizeof flat);
+    if (length != 0) {
+        char *to = ZULSS_Claim(object, length);
+        if (to != nullptr)
+            memcpy(to, flat, length);
+        else
+            ZULSS_WriteText(object, flat, length);
+        return;
+    }
+
+    ZULRA_envr_t *environments = context->environments;
+    const ZULRA_entry_t *entry = context->entry;
     char head[kHeadRoom];
     char *end = head;
     size_t written = 0; // head bytes already in the object
     *end++ = '(';
-    end = put_hex(end, now.seconds, 8);
+    end = put_hex(end, context->time.seconds, 8);
     *end++ = '.';
-    end = put_hex(end, now.nanoseconds, 8);
+    end = put_hex(end, context->time.nanoseconds, 8);
     *end++ = '-';
-    end = put_hex(end, thread, 1);
+    end = put_hex(end, context->thread, 1);
     *end++ = ':';
     if (environments != nullptr) {
         ZULSS_WriteText(object, head, (size_t)(end - head));
@@ -249,12 +341,12 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     }
     const char *name;
     uint32_t nameLength;
-    unit_name(block, entry->unit, &name, &nameLength);
+    unit_name(ZULRA_Pcb(), entry->unit, &name, &nameLength);
     context->unitName = name;
     context->unitLength = name ? (uint32_t)strnlen(name, nameLength) : 0u;
     end = put_name(object, head, end, name, name ? strnlen(name, nameLength) : 4, &written);
     *end++ = ',';
-    end = put_decimal(end, line);
+    end = put_decimal(end, context->line);
     *end++ = ',';
     *end++ = '"';
     end = put_name(object, head, end, entry->name, entry->name ? strlen(entry->name) : 4,
@@ -267,7 +359,20 @@ int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_forma
     // What the environment routines wrote is not counted: a target that
     // takes the head apart then looks for its end.
     context->headLength = environments == nullptr ? (uint32_t)written : 0u;
+}
 
-    *format = object;
+int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_format_t **format)
+{
+    if (format == nullptr)
+        return STC1_BadArgument;
+    *format = nullptr;
+    if (entry == nullptr)
+        return STC1_BadArgument;
+    ZULRA_fctx_t *context;
+    int status = ZULRA_OpenLine(entry, line, flags, &context);
+    if (status != STC1_Success)
+        return status;
+    ZULRA_WriteHead(context);
+    *format = context->format;
     return STC1_Success;
 }

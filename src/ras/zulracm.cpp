@@ -22,7 +22,8 @@ enum {
     SUB_SET = 3,
     SUB_QXBLD = 4,
     SUB_UNITS = 5,
-    SUB_REOPEN = 6
+    SUB_REOPEN = 6,
+    SUB_FLUSH = 7
 };
 
 // Registered in this order; the console lists the newest first.  An empty
@@ -35,6 +36,7 @@ static constinit const ZULCR_row_t kSubcommands[] = {
     {SUB_QXBLD, "qxbld", "Show link unit build information"},
     {SUB_UNITS, "units", "List registered compilation units"},
     {SUB_REOPEN, "reopen", "Reopen the log file"},
+    {SUB_FLUSH, "flush", "Write out the lines the log holds"},
 };
 
 // The labels of a build record's values, by index.
@@ -165,6 +167,9 @@ static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_reque
                 break;
             case SUB_REOPEN:
                 status = ZULRA_ReopenTarget(format);
+                break;
+            case SUB_FLUSH:
+                status = ZULRA_FlushTarget(format);
                 break;
             }
         }

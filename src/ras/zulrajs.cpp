@@ -16,9 +16,6 @@
 // UTF-8 becomes U+FFFD, as decoders that replace do.
 #include "ras/zulralg.h"
 
-#include "platform/zulplat.h"
-
-#include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -26,15 +23,16 @@ namespace {
 
 // Where an object is built: the target's buffer, grown to hold the
 // longest object a message can make, or, without memory for that, a
-// small buffer that is written out each time it fills.
+// small buffer that is given to the target each time it fills.
 struct Out {
     char *at, *end, *base;
-    int fd;
+    ZULRA_target_t *target;
+    uint32_t flags;
 };
 
 void flush(Out *o)
 {
-    ZULPL_WriteAll(o->fd, o->base, (size_t)(o->at - o->base));
+    (void)ZULRA_Put(o->target, o->base, (uint32_t)(o->at - o->base), o->flags);
     o->at = o->base;
 }
 
@@ -239,11 +237,9 @@ int ZULRA_WriteJson(void *data, const char *text, uint32_t length, ZULRA_entry_t
     char small[1024];
     Out o;
     if (reserve(target, need))
-        o = {target->buffer, target->buffer + target->bufferSize, target->buffer, target->fd};
+        o = {target->buffer, target->buffer + target->bufferSize, target->buffer, target, flags};
     else
-        o = {small, small + sizeof small, small, target->fd};
-    if (target->stream != nullptr && __fpending(target->stream) != 0)
-        fflush(target->stream);
+        o = {small, small + sizeof small, small, target, flags};
 
     put_text(&o, "{\"time\":");
     put_time(&o, m.time);

@@ -67,12 +67,17 @@ typedef struct ZULRA_fctx {
     uint32_t unitLength;
     uint32_t headLength; // bytes of head before the message; 0: look for its end
     uint32_t headed;     // 0 while the opening block goes out, before the head
+    struct ZULRA_envr *environments; // the environment routines when the line began
 } ZULRA_fctx_t;
 
 // The context whose text the calling thread is handing to a store's write
 // routine, or null: set by the format handler around each call, so that a
 // target of the library's own can read the message's facts.
 extern thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_t *ZULRA_writing;
+
+// Bytes of a line head behind its time that a thread keeps.  With the 18
+// bytes of the time in front, a kept head fits in one record.
+#define ZULRA_SITE_ROOM 104u
 
 // The log's block of each thread, built at the thread's first line and
 // dropped at its end.  It spares a line the block lock: `spare` is a
@@ -81,12 +86,23 @@ extern thread_local __attribute__((tls_model("initial-exec"))) const ZULRA_fctx_
 // choice stands while the sync word holds `syncValue`, since every change
 // to the stores, the filters or the default class moves the sync word
 // under the block lock.
+//
+// It also keeps the head of the thread's last line behind its time, the
+// part "-<thread>:<unit>,<line>,"<function>") ", for the same record, line
+// and thread: a thread that writes from the same place again copies it.
 typedef struct ZULRA_tcb {
     ZULRA_fctx_t *spare;
     struct ZULRA_store *store; // null: nothing remembered
     uint32_t syncValue;
     uint32_t active;           // the class word that picked `store`
     uint32_t unconfigured;     // RAS1_WRITE_UNCONFIGURED, or 0
+    const ZULRA_entry_t *siteEntry; // whose head `site` is; null: none
+    int siteLine;
+    uint32_t siteThread;
+    uint32_t siteLength;
+    const char *siteUnit;      // the unit's name as the head shows it, for the context
+    uint32_t siteUnitLength;
+    char site[ZULRA_SITE_ROOM];
 } ZULRA_tcb_t;
 
 // The calling thread's block, or null without memory.
@@ -139,6 +155,29 @@ void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
 // The output routine of every log format object.
 int ZULRA_FormatHandler(void *context, char *records, uint32_t count);
 
+// Opens a line of the log for `entry` at source line `line`: picks the
+// store, takes a context with its format object emptied, reads the time
+// and writes the store's opening block if it has had no line yet; the
+// head is not written.  0 with *opened set, or the status of
+// RAS1_BeginFormat with *opened null.
+int ZULRA_OpenLine(ZULRA_entry_t *entry, int line, uint32_t flags, ZULRA_fctx_t **opened);
+
+// The head of an opened line, put together flat into `to` (room for
+// `room` bytes).  Returns its length, or 0 where it must go through the
+// format object: environment routines write into it, a name is long or
+// holds a line feed, or the room is short.
+uint32_t ZULRA_FlatHead(ZULRA_fctx_t *context, char *to, size_t room);
+
+// Writes the head of an opened line into its format object.
+void ZULRA_WriteHead(ZULRA_fctx_t *context);
+
+// A message of one line put together flat (`text`, `length` bytes, with
+// room for one more behind it): the line goes to the ring and the store
+// as the format object's records of the same line would have, and the
+// context is given back.  `ended`: the message ended with its line feed.
+// Returns the store's result.
+int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended);
+
 // ------------------------------------------------------------------
 // The default store's target: where ZUL_RAS1 sends the log
 // ------------------------------------------------------------------
@@ -148,6 +187,27 @@ enum {
     ZULRA_TO_JSON = 1,    // one JSON object a message
     ZULRA_TO_JOURNAL = 2  // one journal entry a message
 };
+
+// The lines that a text or JSON target holds for large writes (see
+// zulrabu): two halves of `size` bytes each.  Lines are added to the half
+// `fill` under the store's lock; the other is empty or holds older lines
+// on their way to the file, which a thread writes without the store's
+// lock, so that others go on adding lines meanwhile.  What has gone to
+// the file is a prefix of each half, `done`.  The rest may be written out
+// from any thread without the lock, by a signal handler too, so the counts
+// are read and written with atomic operations, and the one thread writing
+// at a time names itself in `writer`.
+typedef struct ZULRA_hold {
+    char *bytes;       // the two halves; null: every line is written as it comes
+    uint32_t size;     // of one half
+    uint32_t fill;     // the half lines are added to, 0 or 1
+    uint32_t used[2];  // bytes of whole lines held in each half
+    uint32_t done[2];  // of them, bytes written to the file
+    uint32_t writer;   // the thread writing them out, 0 for none
+    uint32_t through;  // 1: each line goes out at once, for the process is ending
+    uint32_t oldest;   // the head's time of the first line in `fill`, in milliseconds
+    uint32_t armed;    // 1 once the signals that end the process write it out
+} ZULRA_hold_t;
 
 // The one record of the default store's target: its `data`.  The write
 // routines run under the store's lock, which also guards `buffer`; a
@@ -162,6 +222,7 @@ typedef struct ZULRA_target {
     uint32_t bufferSize;
     int (*send)(const struct iovec *fields, int count); // the journal's sd_journal_sendv
     char identifier[80];       // the program's name, for the journal
+    ZULRA_hold_t hold;         // text and JSON: lines held for one large write
 } ZULRA_target_t;
 
 // The longest file name that ZUL_RAS1 may give.
@@ -201,11 +262,57 @@ ZULRA_write_t ZULRA_TargetWriter(const ZULRA_target_t *target);
 // process has none (it registered a store of its own first).
 ZULRA_target_t *ZULRA_Target(void);
 
+// Readies a store being registered, before anyone can see it, if it is
+// the library's own default store (its data is the target): its lock is
+// the capture ring's, and it takes whole messages where its target makes
+// one record of each.  1 if it was; 0 for any other store.  The caller
+// holds the block lock.
+int ZULRA_PrepareTargetStore(ZULRA_store_t *store);
+
 // Closes and reopens the file of the default store's target, under the
-// store's lock, so that no line goes half to the old file.  Writes what
-// happened to `format` (a console's).  0; STC1_SystemError when the file
-// could not be opened again (the log stays on the file it had).
+// store's lock, so that no line goes half to the old file; the lines held
+// go to the old one first.  Writes what happened to `format` (a
+// console's).  0; STC1_SystemError when the file could not be opened
+// again (the log stays on the file it had).
 int ZULRA_ReopenTarget(ZULSS_format_t *format);
+
+// Writes out the lines that the default store's target holds, under the
+// store's lock, and says on `format` what went where.  Always 0.
+int ZULRA_FlushTarget(ZULSS_format_t *format);
+
+// Lines held for large writes (zulrabu).  ZULRA_HoldLines gives `target`
+// its buffer unless `setting` (ZUL_RAS1_BUFFER, null when unset) turns
+// buffering off or the target is a terminal or the journal; a target with
+// a buffer is then written out at exit, before fork, and, from its first
+// line held on, before a signal ends the process.
+void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting);
+
+// Gives whole lines to the target: held, or written at once where there
+// is no buffer.  Held lines go out when a half is full, with an ERROR
+// line (`flags` carry the kind), when the oldest is older than
+// ZULRA_HOLD_AGE, and from then on with every line once the process is
+// ending.  The caller holds the store's lock; the full half is written by
+// ZULRA_WriteHandedOff once the lock is given back.  Always 0.
+#define ZULRA_HOLD_AGE 100u
+int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags);
+
+// The target whose lines the calling thread handed off in ZULRA_Put, to
+// be written when it has given back the store's lock; null for none.
+extern thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t *ZULRA_handedOff;
+
+// Writes the lines that the calling thread handed off, if any.  Called
+// with the store's lock given back (or held recursively by an outer call).
+void ZULRA_WriteHandedOff(void);
+
+// Writes all the held lines out now, and empties the buffer.  The caller
+// holds the store's lock.  Returns the bytes written.
+uint32_t ZULRA_WriteHeld(ZULRA_target_t *target);
+
+// Writes the held lines out without the store's lock and with write(2)
+// only, so that it may run in a signal handler, on any thread; `ending`
+// makes every later line go out at once.  A line being added at that
+// moment may be missing; nothing before it is.
+void ZULRA_DrainHeld(ZULRA_target_t *target, int ending);
 
 // Write routines of the forms.  `data` is a ZULRA_target_t.  Always 0:
 // the log has nowhere to report a failed write.

@@ -78,6 +78,7 @@ void ZULRA_ConstructPCB(void *argument)
     block->nextFilter = 1;
 
     block->capture = make_ring();
+    BSS1_InitializeLock(ZULRA_RingLock());
 
     // The console command needs services that must not be built inside a
     // construction; it is registered when the outermost one has ended.

@@ -1,5 +1,5 @@
-// ZULRA_ReadRing and ZULRA_CopyRing: the newest records of the capture
-// ring, read without a lock, or held while a tail takes them.
+// ZULRA_ReadRing: the newest records of the capture ring, read without a
+// lock; and ZULRA_ReadRingHeld, the same with the ring held.
 //
 // The ring is a fixed circle of slots, linked once when the trace's block
 // is built; only the write position and the slots' texts change after
@@ -58,12 +58,11 @@ uint32_t ZULRA_ReadRing(uint32_t most, ZULRA_ringline_t each, void *user)
     return given;
 }
 
-uint32_t ZULRA_CopyRing(uint32_t most, ZULRA_ringline_t each, void *user)
+uint32_t ZULRA_ReadRingHeld(uint32_t most, ZULRA_ringline_t each, void *user)
 {
-    uintptr_t address = __atomic_load_n(&ZULRA_pcbDescriptor.result, __ATOMIC_ACQUIRE);
-    if (address == 0)
+    if (__atomic_load_n(&ZULRA_pcbDescriptor.result, __ATOMIC_ACQUIRE) == 0)
         return 0;
-    ZULRA_pcb_t *block = reinterpret_cast<ZULRA_pcb_t *>(address);
+    ZULRA_pcb_t *block = ZULRA_Pcb();
     ZULRA_HoldCapture(block, 1);
     uint32_t given = ZULRA_ReadRing(most, each, user);
     ZULRA_HoldCapture(block, 0);

@@ -30,7 +30,8 @@ int RAS1_RegisterStore(const char *name, uint32_t length, void *data, ZULRA_writ
         store->storeName[i] = field[i];
     store->data = data;
     store->write = write;
-    BSS1_InitializeLock(&store->lock);
+    if (!ZULRA_PrepareTargetStore(store))
+        BSS1_InitializeLock(&store->lock);
 
     // ANY alone names the default store, which keeps no class of its own
     // and takes what no other store takes.

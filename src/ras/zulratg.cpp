@@ -12,7 +12,9 @@
 // the end of the process; `ras1 reopen`, and SIGHUP where
 // ZUL_RAS1_SIGHUP=reopen, open it anew under the same name, which is what
 // a log rotation asks of a program.  A target that cannot be opened says
-// so on standard error, and the log goes there instead.
+// so on standard error, and the log goes there instead.  Text and JSON
+// lines are held for large writes unless ZUL_RAS1_BUFFER=off or the
+// target is a terminal (see zulrabu); `ras1 flush` writes them out.
 #include "ras/zulralg.h"
 
 #include "internal/zulprint.h"
@@ -167,6 +169,8 @@ static void reopen_on_hangup(void)
     ZULRA_target_t *target = __atomic_load_n(&published, __ATOMIC_ACQUIRE);
     if (target == nullptr || target->path[0] == '\0')
         return;
+    // The lines held belong to the file they were written for.
+    ZULRA_DrainHeld(target, 0);
     int error = ZULPL_ReopenLog(target->fd, target->path);
     if (error == 0)
         return;
@@ -192,9 +196,35 @@ ZULRA_target_t *ZULRA_Target(void)
     return __atomic_load_n(&published, __ATOMIC_ACQUIRE);
 }
 
+int ZULRA_PrepareTargetStore(ZULRA_store_t *store)
+{
+    ZULRA_target_t *target = ZULRA_Target();
+    if (target == nullptr || store->data != target)
+        return 0;
+    ZULSS_lock_t *ring = ZULRA_RingLock();
+    __atomic_store_n(&store->lock.handle, __atomic_load_n(&ring->handle, __ATOMIC_ACQUIRE),
+                     __ATOMIC_RELEASE);
+    __atomic_store_n(&store->lock.created, 1u, __ATOMIC_RELEASE);
+    store->messages = target->form != ZULRA_TO_TEXT;
+    return 1;
+}
+
+// The default store, found under the block lock; the two locks are
+// never held together.
+static ZULRA_store_t *default_store(void)
+{
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    char field[8];
+    (void)ZULRA_StoreName(field, "ZUL_RAS1", 8);
+    BSS1_GetLock(&block->lock);
+    ZULRA_store_t *store = ZULRA_FindStore(block, field);
+    BSS1_ReleaseLock(&block->lock);
+    return store;
+}
+
 // Gives the default store on its target: reads the target of ZUL_RAS1,
-// opens it, registers the store, and takes SIGHUP if asked to.  Returns
-// the expression's length.
+// opens it, registers the store, takes SIGHUP if asked to, and gives the
+// target its buffer.  Returns the expression's length.
 uint32_t ZULRA_SetUpTarget(const char *value)
 {
     ZULRA_target_t *target = &target_record;
@@ -208,16 +238,6 @@ uint32_t ZULRA_SetUpTarget(const char *value)
     __atomic_store_n(&published, target, __ATOMIC_RELEASE);
 
     (void)RAS1_RegisterStore("ZUL_RAS1", 8, target, ZULRA_TargetWriter(target), RAS1_ANY);
-    if (target->form != ZULRA_TO_TEXT) {
-        ZULRA_pcb_t *block = ZULRA_Pcb();
-        char field[8];
-        (void)ZULRA_StoreName(field, "ZUL_RAS1", 8);
-        BSS1_GetLock(&block->lock);
-        ZULRA_store_t *store = ZULRA_FindStore(block, field);
-        if (store != nullptr)
-            store->messages = 1;
-        BSS1_ReleaseLock(&block->lock);
-    }
 
     const char *hangup = BSS1_LocateEnv("ZUL_RAS1_SIGHUP");
     if (hangup != nullptr && strcasecmp(hangup, "reopen") == 0 && target->path[0] != '\0') {
@@ -225,7 +245,18 @@ uint32_t ZULRA_SetUpTarget(const char *value)
         if (error != 0)
             say("take", "SIGHUP", 6, ZULPL_ErrorText(error), target);
     }
+    // After SIGHUP is settled: the buffer takes the signals that end the
+    // process only where they still have their default action.
+    ZULRA_HoldLines(target, BSS1_LocateEnv("ZUL_RAS1_BUFFER"));
     return expression;
+}
+
+// Where a target that is no file sends the log.
+static const char *stream_name(const ZULRA_target_t *target)
+{
+    return target->form == ZULRA_TO_JOURNAL ? "the systemd journal"
+           : target->fd == 2                ? "standard error"
+                                            : "standard output";
 }
 
 int ZULRA_ReopenTarget(ZULSS_format_t *format)
@@ -236,24 +267,16 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
         return STC1_Success;
     }
     if (target->path[0] == '\0') {
-        ZULSS_Print(format, "The log goes to %s: no file to reopen\n",
-                    target->form == ZULRA_TO_JOURNAL ? "the systemd journal"
-                    : target->fd == 2                ? "standard error"
-                                                     : "standard output");
+        ZULSS_Print(format, "The log goes to %s: no file to reopen\n", stream_name(target));
         return STC1_Success;
     }
 
     // Under the store's lock no line is being written, so none is split
-    // between the two files.  The block lock only finds the store: the two
-    // are never held together.
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-    char field[8];
-    (void)ZULRA_StoreName(field, "ZUL_RAS1", 8);
-    BSS1_GetLock(&block->lock);
-    ZULRA_store_t *store = ZULRA_FindStore(block, field);
-    BSS1_ReleaseLock(&block->lock);
+    // between the two files, and the lines held go to the old one.
+    ZULRA_store_t *store = default_store();
     if (store != nullptr)
         BSS1_GetLock(&store->lock);
+    (void)ZULRA_WriteHeld(target);
     int error = ZULPL_ReopenLog(target->fd, target->path);
     if (store != nullptr)
         BSS1_ReleaseLock(&store->lock);
@@ -264,6 +287,28 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
         return STC1_SystemError;
     }
     ZULSS_Print(format, "Reopened %s\n", target->path);
+    return STC1_Success;
+}
+
+int ZULRA_FlushTarget(ZULSS_format_t *format)
+{
+    ZULRA_target_t *target = ZULRA_Target();
+    if (target == nullptr) {
+        ZULSS_Print(format, "The program chose its log stores itself: nothing to flush\n");
+        return STC1_Success;
+    }
+    const char *where = target->path[0] != '\0' ? target->path : stream_name(target);
+    if (__atomic_load_n(&target->hold.bytes, __ATOMIC_ACQUIRE) == nullptr) {
+        ZULSS_Print(format, "The log writes each line to %s as it comes: nothing to flush\n", where);
+        return STC1_Success;
+    }
+    ZULRA_store_t *store = default_store();
+    if (store != nullptr)
+        BSS1_GetLock(&store->lock);
+    uint32_t written = ZULRA_WriteHeld(target);
+    if (store != nullptr)
+        BSS1_ReleaseLock(&store->lock);
+    ZULSS_Print(format, "Flushed %u bytes to %s\n", written, where);
     return STC1_Success;
 }
 

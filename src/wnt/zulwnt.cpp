@@ -9,6 +9,10 @@
 // symbol library and allocates.  The third, again without allocation,
 // gives the build records and the newest lines of the log's capture ring.
 //
+// Before any of it, the lines that the log holds for a large write go to
+// its file (internal/zullogout.h), and again after it, for lines that other
+// threads wrote meanwhile.
+//
 // One thread writes at a time: a thread that fails while another writes
 // waits for it.  A fault inside the report (the symbol library reading a
 // bad debug file, say) comes back here on the same thread: the stretch it
@@ -19,6 +23,7 @@
 // signal's default action: the parent sees the same termination signal,
 // and a core is dumped where the system would have dumped one.
 #include "internal/zulfatal.h"
+#include "internal/zullogout.h"
 #include "internal/zulring.h"
 #include "internal/zulbuild.h"
 #include "platform/zulplat.h"
@@ -509,6 +514,9 @@ void report_and_end(int host, siginfo_t *info, void *context, bool mayReturn)
         // Another thread is writing its report: one after the other.
         ZULPL_Sleep(2);
     }
+    // The log's held lines go to its file first, the last of them before
+    // anything of the report; from now on every line goes out at once.
+    ZULRA_WriteOutLog(1);
     firstSignal.store(host);
     nesting.store(0);
     let_faults_through();
@@ -519,9 +527,12 @@ void report_and_end(int host, siginfo_t *info, void *context, bool mayReturn)
     else
         ZULPL_SaveContext(&savedContext);
     write_report(host, info, &savedContext);
+    // Lines that other threads wrote while the report was written.
+    ZULRA_WriteOutLog(1);
     if (end_process(host, info, context, mayReturn))
         return; // the fault comes again, with the default action in place
     // The program's handler dealt with it, and the process goes on.
+    ZULRA_HoldAgain();
     stage.store(kIdle);
     reportContext = nullptr;
     holder.store(0);

@@ -40,6 +40,7 @@ TEST(LongLines, DefaultStoreFileHoldsEveryMessageWhole)
     static Record r("longprobe", "writer");
     ASSERT_TRUE(RAS1_WANTS(RAS1_ReadClass(&r.entry), RAS1_ERROR));
     WriteFromThreads(&r.entry, 300, 2000);
+    RAS1_Flush(); // the lines the store still holds
     std::ifstream in(log, std::ios::binary);
     std::remove(log.c_str());
     long longs = 0, shorts = 0, bad = 0;

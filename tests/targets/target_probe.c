@@ -8,7 +8,9 @@
  *                                 or until the file STOP exists; prints
  *                                 how many each wrote
  *   target_probe cloexec          whether every descriptor open on a file
- *                                 of the log's name is close-on-exec */
+ *                                 of the log's name is close-on-exec
+ *   target_probe idle N STOP      N numbered lines, then nothing until the
+ *                                 file STOP exists */
 #include <fcntl.h>
 #include <pthread.h>
 #include <stdio.h>
@@ -114,6 +116,16 @@ static int threads(int n, const char *stop)
     return 0;
 }
 
+static int idle(int n, const char *stop)
+{
+    char text[64];
+    for (int i = 0; i < n; i++)
+        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
+    while (access(stop, F_OK) != 0)
+        usleep(10000);
+    return 0;
+}
+
 static int cloexec(const char *name)
 {
     say(0, "opened", 6);
@@ -147,8 +159,10 @@ int main(int argc, char **argv)
         return threads(atoi(argv[2]), argv[3]);
     else if (argc >= 3 && strcmp(argv[1], "cloexec") == 0)
         return cloexec(argv[2]);
+    else if (argc >= 4 && strcmp(argv[1], "idle") == 0)
+        return idle(atoi(argv[2]), argv[3]);
     else {
-        fprintf(stderr, "usage: target_probe kinds|hostile|threads N STOP|cloexec PATH\n");
+        fprintf(stderr, "usage: target_probe kinds|hostile|threads N STOP|cloexec PATH|idle N STOP\n");
         return 2;
     }
     return 0;

@@ -283,6 +283,32 @@ case_hangup() {
   check_writers counts app.log app.log.1 app.log.2
 }
 
+# A file target holds its lines until `ras1 flush` (or a fuller buffer, an
+# ERROR line, the age bound, the end); ZUL_RAS1_BUFFER=off writes each at
+# once.
+case_flush() {
+  mkdir -m 700 sockets
+  export ZUL_CONSOLE="$work/sockets" ZUL_RAS1="STATE >$work/app.log"
+  for buffer in on off; do
+    rm -f stop app.log
+    ZUL_RAS1_BUFFER=$buffer "$probe" idle 20 "$work/stop" 2>err &
+    writers=$!
+    for _ in $(seq 100); do [ -n "$(ls sockets)" ] && break; sleep 0.05; done
+    sleep 0.2
+    local held=20 said="^Flushed [0-9]+ bytes to $work/app.log$"
+    if [ $buffer = off ]; then
+      held=0 said="^The log writes each line to $work/app.log as it comes: nothing to flush$"
+    fi
+    [ "$(count writer app.log)" = $((20 - held)) ] || fail "buffer $buffer: $(count writer app.log) lines before ras1 flush"
+    "$zulctl" --dir "$work/sockets" zul_target_probe 'ras1 flush' >flush.out || fail "ras1 flush: $(cat flush.out)"
+    grep -Eq "$said" flush.out || fail "buffer $buffer: ras1 flush said $(cat flush.out)"
+    [ "$(count writer app.log)" = 20 ] || fail "buffer $buffer: $(count writer app.log) lines after ras1 flush"
+    touch stop; wait "$writers" || fail "the probe ended with $?"; writers=""
+    rm -rf sockets/*
+  done
+  echo "flush: lines held until ras1 flush, and none held with ZUL_RAS1_BUFFER=off"
+}
+
 # The library does not need libsystemd unless the journal is asked for.
 case_ldd() {
   if ldd "$libzul" | grep -q libsystemd; then fail "libzul links libsystemd: $(ldd "$libzul" | grep libsystemd)"; fi
