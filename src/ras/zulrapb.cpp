@@ -37,26 +37,6 @@ static void make_empty(ZULRA_list_t *list)
     list->end = list;
 }
 
-// Links up to 256 capture slots in a circle.  A slot that cannot be had
-// just makes the ring shorter; with none, nothing is captured.
-static ZULRA_capture_t *make_ring(void)
-{
-    ZULRA_capture_t *first = nullptr, *last = nullptr;
-    for (int i = 0; i < ZULRA_CAPTURE_SLOTS; i++) {
-        ZULRA_capture_t *slot = (ZULRA_capture_t *)calloc(1, sizeof *slot);
-        if (!slot)
-            break;
-        if (last)
-            last->next = slot;
-        else
-            first = slot;
-        last = slot;
-    }
-    if (last)
-        last->next = first;
-    return first;
-}
-
 void ZULRA_ConstructPCB(void *argument)
 {
     ZULRA_pcb_t *block = (ZULRA_pcb_t *)argument;
@@ -77,8 +57,8 @@ void ZULRA_ConstructPCB(void *argument)
     block->chunkSlots = ZULRA_CHUNK_SLOTS;
     block->nextFilter = 1;
 
-    block->capture = make_ring();
-    BSS1_InitializeLock(ZULRA_RingLock());
+    block->capture = ZULRA_MakeRing();
+    BSS1_InitializeLock(ZULRA_DefaultStoreLock());
 
     // The console command needs services that must not be built inside a
     // construction; it is registered when the outermost one has ended.

@@ -201,7 +201,7 @@ int ZULRA_PrepareTargetStore(ZULRA_store_t *store)
     ZULRA_target_t *target = ZULRA_Target();
     if (target == nullptr || store->data != target)
         return 0;
-    ZULSS_lock_t *ring = ZULRA_RingLock();
+    ZULSS_lock_t *ring = ZULRA_DefaultStoreLock();
     __atomic_store_n(&store->lock.handle, __atomic_load_n(&ring->handle, __ATOMIC_ACQUIRE),
                      __ATOMIC_RELEASE);
     __atomic_store_n(&store->lock.created, 1u, __ATOMIC_RELEASE);
