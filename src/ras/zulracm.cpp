@@ -77,9 +77,9 @@ static void show_text(ZULSS_format_t *format, const char *label, const ZULRA_spe
 // The filters, lightest first, so that suspended ones (weight 0) lead.
 static void show_filters(ZULRA_pcb_t *block, ZULSS_format_t *format)
 {
-    BSS1_GetLock(&block->lock);
-    for (ZULRA_filter_t *f = (ZULRA_filter_t *)block->filters.prev;
-         f != (ZULRA_filter_t *)block->filters.end; f = f->prev) {
+    ZULSS_HOLD(&block->lock);
+    const ZUL_links<ZULRA_filter_t> links = ZULRA_FilterLinks(block);
+    for (ZULRA_filter_t *f = ZUL_Prev(links, links.head); f != links.head; f = ZUL_Prev(links, f)) {
         ZULSS_Print(format, "%08lX", static_cast<unsigned long>(f->id));
         show_text(format, "Unit", f->unitName);
         show_text(format, "Entry", f->entryName);
@@ -88,7 +88,6 @@ static void show_filters(ZULRA_pcb_t *block, ZULSS_format_t *format)
         ZULSS_Print(format, ", Class=");
         ZULRA_ShowClass(format, f->classes);
     }
-    BSS1_ReleaseLock(&block->lock);
 }
 
 // Writes one member of an enumeration list.

@@ -22,8 +22,8 @@ typedef struct ZULRA_class {
     const char *text;
 } ZULRA_class_t;
 
-// A store: a block from malloc, zeroed, never freed.  `next` and `prev`
-// come first, so that the list head serves as the list's sentinel.
+// A store: a block from malloc, zeroed, never freed, linked into the
+// store list through `next` and `prev`.
 typedef struct ZULRA_store {
     struct ZULRA_store *next, *prev;
     ZULRA_write_t write;
@@ -132,10 +132,12 @@ static inline uint32_t ZULRA_Complete(uint32_t v)
     return c;
 }
 
-// The first store of the list, or the list's end.
-static inline ZULRA_store_t *ZULRA_StoreEnd(ZULRA_pcb_t *block)
+// The links of the store list.  Its sentinel, which stands for the head
+// in the links and is never read as a store, is the block's address.
+static inline ZUL_links<ZULRA_store_t> ZULRA_StoreLinks(ZULRA_pcb_t *block)
 {
-    return (ZULRA_store_t *)block->stores.end;
+    return {&ZULRA_store_t::next, &ZULRA_store_t::prev, reinterpret_cast<ZULRA_store_t *>(block),
+            &block->firstStore, &block->lastStore};
 }
 
 // Copies a store name of 1 to 8 bytes to an 8-byte field of blanks, in
@@ -151,6 +153,9 @@ ZULRA_store_t *ZULRA_FindStore(ZULRA_pcb_t *block, const char field[8]);
 // class-less store last.  Moves the sync word.  The caller holds the block
 // lock.
 void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
+
+// Unlinks `store` from the list.  The caller holds the block lock.
+void ZULRA_UnlinkStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
 
 // The output routine of every log format object.
 int ZULRA_FormatHandler(void *context, char *records, uint32_t count);

@@ -209,17 +209,17 @@ int ZULRA_PrepareTargetStore(ZULRA_store_t *store)
     return 1;
 }
 
-// The default store, found under the block lock; the two locks are
-// never held together.
-static ZULRA_store_t *default_store(void)
+// The default store's lock, the store found under the block lock (the
+// two locks are never held together); null if there is no such store,
+// which a hold takes as no lock.
+static ZULSS_lock_t *default_store_lock(void)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
     char field[8];
     (void)ZULRA_StoreName(field, "ZUL_RAS1", 8);
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_store_t *store = ZULRA_FindStore(block, field);
-    BSS1_ReleaseLock(&block->lock);
-    return store;
+    return store != nullptr ? &store->lock : nullptr;
 }
 
 // Gives the default store on its target: reads the target of ZUL_RAS1,
@@ -273,13 +273,12 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
 
     // Under the store's lock no line is being written, so none is split
     // between the two files, and the lines held go to the old one.
-    ZULRA_store_t *store = default_store();
-    if (store != nullptr)
-        BSS1_GetLock(&store->lock);
-    (void)ZULRA_WriteHeld(target);
-    int error = ZULPL_ReopenLog(target->fd, target->path);
-    if (store != nullptr)
-        BSS1_ReleaseLock(&store->lock);
+    int error;
+    {
+        ZULSS_HOLD(default_store_lock());
+        (void)ZULRA_WriteHeld(target);
+        error = ZULPL_ReopenLog(target->fd, target->path);
+    }
 
     if (error != 0) {
         ZULSS_Print(format, "Cannot reopen %s: %s; the log stays on the file it had\n", target->path,
@@ -302,12 +301,11 @@ int ZULRA_FlushTarget(ZULSS_format_t *format)
         ZULSS_Print(format, "The log writes each line to %s as it comes: nothing to flush\n", where);
         return STC1_Success;
     }
-    ZULRA_store_t *store = default_store();
-    if (store != nullptr)
-        BSS1_GetLock(&store->lock);
-    uint32_t written = ZULRA_WriteHeld(target);
-    if (store != nullptr)
-        BSS1_ReleaseLock(&store->lock);
+    uint32_t written;
+    {
+        ZULSS_HOLD(default_store_lock());
+        written = ZULRA_WriteHeld(target);
+    }
     ZULSS_Print(format, "Flushed %u bytes to %s\n", written, where);
     return STC1_Success;
 }
