@@ -75,7 +75,7 @@ enum { ZULRA_LIST_UNITS = 0, ZULRA_LIST_ENTRIES = 1, ZULRA_LIST_BUILDS = 2 };
 // at 4 bytes a word; with 8-byte words the same
 // 1021 slots take 8192 bytes.
 #define ZULRA_CHUNK_SLOTS 1021u
-#define ZULRA_CHUNK_BYTES ((uint32_t)(sizeof(ZULRA_chunk_t) + ZULRA_CHUNK_SLOTS * sizeof(void *)))
+#define ZULRA_CHUNK_BYTES static_cast<uint32_t>(sizeof(ZULRA_chunk_t) + ZULRA_CHUNK_SLOTS * sizeof(void *))
 
 // The string pool's index: a tree handle of the tree family (a pointer
 // and the four characters of its eye-catcher).

@@ -95,7 +95,7 @@ typedef void (*show_t)(ZULSS_format_t *format, const void *record);
 
 static void show_unit(ZULSS_format_t *format, const void *record)
 {
-    const ZULRA_unit_t *u = (const ZULRA_unit_t *)record;
+    const ZULRA_unit_t *u = static_cast<const ZULRA_unit_t *>(record);
     ZULSS_Print(format, "%.*s, %u, %.*s, %.*s, %.*s, %.*s\n", u->fileLen, u->file, u->format,
                 u->dateLen, u->date, u->timeLen, u->time, u->levelLen, u->level, u->compLen,
                 u->comp);
@@ -103,7 +103,7 @@ static void show_unit(ZULSS_format_t *format, const void *record)
 
 static void show_build(ZULSS_format_t *format, const void *record)
 {
-    const ZULRA_build_t *b = (const ZULRA_build_t *)record;
+    const ZULRA_build_t *b = static_cast<const ZULRA_build_t *>(record);
     ZULSS_Print(format, "\nComponent code: %s\n%16s\n", ZULRA_BuildValue(b, ZULRA_BUILD_COMPONENT),
                 "Values ...");
     for (uint32_t i = 0; i < b->valueCount && i < ZULRA_BUILD_VALUES; i++) {
@@ -135,8 +135,8 @@ static void show_list(ZULSS_format_t *format, uint32_t list, show_t show)
 
 static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request_t *request)
 {
-    ZULRA_pcb_t *block = (ZULRA_pcb_t *)request->commandData;
-    const ZULCR_row_t *row = (const ZULCR_row_t *)request->subcommandData;
+    ZULRA_pcb_t *block = static_cast<ZULRA_pcb_t *>(request->commandData);
+    const ZULCR_row_t *row = static_cast<const ZULCR_row_t *>(request->subcommandData);
     int status = LEX1_OK;
 
     if (row->code == SUB_SET) {
@@ -150,7 +150,7 @@ static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_reque
         if (status == LEX1_OK) {
             switch (row->code) {
             case SUB_DUMPCVT:
-                BSS1_Dump(format, block, (uint32_t)sizeof *block);
+                BSS1_Dump(format, block, uint32_t{sizeof *block});
                 break;
             case SUB_LOG:
                 ZULRA_ShowCapture(block, format);
