@@ -7,13 +7,13 @@
 // that starts in the same directory.  A forked child has no server: it
 // closes its copies of the descriptors and leaves the parent's socket
 // alone, and may call CRF1_Listen for one of its own.
+#include "crf/zulcr.h"
 #include "crf/zulcrso.h"
 
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "internal/zullock.h"
 #include "internal/zulprogram.h"
 #include "internal/zulunits.h"
 #include "platform/zulplat.h"
@@ -182,23 +182,14 @@ void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directo
 
 extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Listen", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
+    ZULCR_ENTRY("CRF1_Listen", RAS1_PUBLIC);
     int status = ZULCR_Listen(directory, length, path, size);
     ZULCR_LogListen(&entry, classes, directory, length, status);
-
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }
 
 extern "C" ZUL_API int CRF1_Unlisten(void)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Unlisten", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
-    int status = stop(&ZULCR_server);
-
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_ENTRY("CRF1_Unlisten", RAS1_PUBLIC);
+    ZULCR_RETURN(stop(&ZULCR_server));
 }
