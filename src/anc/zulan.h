@@ -10,6 +10,7 @@
 
 #include <zul/anc1.h>
 #include <zul/bss1.h>
+#include <zul/res1.h>
 
 #include "internal/zullinks.h"
 #include "internal/zullock.h"
@@ -46,6 +47,10 @@ static inline ZUL_links<ZULAN_anchor_t> ZULAN_Links(ZULAN_pcb_t *pcb)
 // name.
 int ZULAN_CheckName(ZULAN_name_t name, int *reason);
 
+// The same for the calls that store an address they find: the name, and
+// the place for the address, which may not be null.
+int ZULAN_CheckLocate(ZULAN_name_t name, void *const *address, int *reason);
+
 // The anchor of `name`, or null.  The caller holds the block's lock.
 ZULAN_anchor_t *ZULAN_Find(ZULAN_pcb_t *pcb, ZULAN_name_t name);
 
@@ -61,6 +66,28 @@ static inline int ZULAN_Answer(int status, int why, int *reason)
     if (reason != NULL)
         *reason = why;
     return status;
+}
+
+// Takes a use of `alias`, with its object in *object if that is not
+// null: STC1_Success, or RES1_Use's refusal.  The class's own handle
+// passes RES1's check of the class, but stands for no alias.
+static inline int ZULAN_UseAlias(uint32_t alias, void **object)
+{
+    const uint32_t aliasClass = ZULAN_Pcb()->aliasClass;
+    return alias == aliasClass ? STC1_NotThere : RES1_Use(alias, aliasClass, object);
+}
+
+// The name of `code` in a table of names in cells of 20 bytes, which
+// answers for the codes below `bound`: STC1_NotThere beyond them, then
+// STC1_BadArgument for a null `name`.
+static inline int ZULAN_NameOf(const char (*table)[20], int32_t bound, int32_t code, const char **name)
+{
+    if (code < 0 || code >= bound)
+        return STC1_NotThere;
+    if (name == nullptr)
+        return STC1_BadArgument;
+    *name = table[code];
+    return STC1_Success;
 }
 
 #endif

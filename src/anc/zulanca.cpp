@@ -10,10 +10,7 @@
 int ANC1_ConvertAlias(uint32_t alias, void **object)
 {
     void *data = nullptr;
-    const uint32_t aliasClass = ZULAN_Pcb()->aliasClass;
-    // The class's own handle passes RES1's check of the class, but stands
-    // for no alias.
-    int status = alias == aliasClass ? STC1_NotThere : RES1_Use(alias, aliasClass, &data);
+    int status = ZULAN_UseAlias(alias, &data);
     if (status == STC1_Success)
         RES1_Drop(alias);
     if (object != nullptr)

@@ -4,11 +4,9 @@
 
 int ANC1_LocateAnchorAddress(ZULAN_name_t name, void **address, int *reason)
 {
-    int status = ZULAN_CheckName(name, reason);
+    int status = ZULAN_CheckLocate(name, address, reason);
     if (status != STC1_Success)
         return status;
-    if (address == nullptr)
-        return ZULAN_Answer(STC1_BadArgument, RSN1_Arguments, reason);
     ZULAN_pcb_t *pcb = ZULAN_Pcb();
     ZULSS_HOLD(&pcb->lock);
     const ZULAN_anchor_t *a = ZULAN_Find(pcb, name);

@@ -9,11 +9,9 @@
 
 int ANC1_LocateCreateAnchor(ZULAN_name_t name, uint32_t size, void **address, int *reason)
 {
-    int status = ZULAN_CheckName(name, reason);
+    int status = ZULAN_CheckLocate(name, address, reason);
     if (status != STC1_Success)
         return status;
-    if (address == nullptr)
-        return ZULAN_Answer(STC1_BadArgument, RSN1_Arguments, reason);
     ZULAN_pcb_t *pcb = ZULAN_Pcb();
     ZULSS_HOLD(&pcb->lock);
     if (const ZULAN_anchor_t *a = ZULAN_Find(pcb, name)) {

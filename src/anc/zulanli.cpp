@@ -19,6 +19,14 @@ int ZULAN_CheckName(ZULAN_name_t name, int *reason)
     return STC1_Success;
 }
 
+int ZULAN_CheckLocate(ZULAN_name_t name, void *const *address, int *reason)
+{
+    int status = ZULAN_CheckName(name, reason);
+    if (status == STC1_Success && address == nullptr)
+        return ZULAN_Answer(STC1_BadArgument, RSN1_Arguments, reason);
+    return status;
+}
+
 ZULAN_anchor_t *ZULAN_Find(ZULAN_pcb_t *pcb, ZULAN_name_t name)
 {
     ZUL_ASSERT_HELD(&pcb->lock);

@@ -1,5 +1,5 @@
 // RSN1_GetName: the name of a reason code.
-#include <zul/rsn1.h>
+#include "anc/zulan.h"
 
 // Cells of 20 bytes indexed by code; each name is zero-terminated and the
 // rest of its cell is zero bytes.  The last cell (User, 64) lies beyond
@@ -25,10 +25,5 @@ static constexpr int32_t kReasonBound = 64;
 
 int RSN1_GetName(int32_t code, const char **name)
 {
-    if (code < 0 || code >= kReasonBound)
-        return STC1_NotThere;
-    if (name == nullptr)
-        return STC1_BadArgument;
-    *name = kReasonNames[code];
-    return STC1_Success;
+    return ZULAN_NameOf(kReasonNames, kReasonBound, code, name);
 }

@@ -1,5 +1,5 @@
 // STC1_GetName: the name of a status code.
-#include <zul/stc1.h>
+#include "anc/zulan.h"
 
 // Cells of 20 bytes indexed by code, zero-filled behind each name.  The
 // last cell (Authority, 11) lies beyond the bound of the call.
@@ -13,10 +13,5 @@ static constexpr int32_t kStatusBound = 11;
 
 int STC1_GetName(int32_t code, const char **name)
 {
-    if (code < 0 || code >= kStatusBound)
-        return STC1_NotThere;
-    if (name == nullptr)
-        return STC1_BadArgument;
-    *name = kStatusNames[code];
-    return STC1_Success;
+    return ZULAN_NameOf(kStatusNames, kStatusBound, code, name);
 }

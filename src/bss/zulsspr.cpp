@@ -15,11 +15,19 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <type_traits>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
 namespace {
+
+// The engine takes its arguments through one routine of each call, `next`,
+// which reads the call's own va_list in order; the parts of the engine
+// name the type they take as next(as<T>).  So they read the one list that
+// the call has, with no copy of it.
+template <class T> constexpr std::type_identity<T> as{};
 
 enum : unsigned {
     kBlank = ZULSS_FLAG_BLANK,
@@ -498,29 +506,92 @@ inline void copy_text(char *to, const char *from, size_t length)
     }
 }
 
+// One conversion of the flat path, `c` with `wide` for a size letter that
+// asks for 64 bits: its value, taken with `next`, goes to `to`, which has
+// room for `left` bytes and at least 24.  Returns the address behind it,
+// or null where the records would hold something else.
+template <class Next>
+static inline char *flat_conversion(char *to, size_t left, char c, bool wide, Next &next)
+{
+    switch (c) {
+    case 'd':
+    case 'i': {
+        int64_t value = wide ? next(as<int64_t>) : next(as<int32_t>);
+        uint64_t magnitude = static_cast<uint64_t>(value);
+        if (value < 0) {
+            *to++ = '-';
+            magnitude = 0 - magnitude;
+        }
+        to += count_digits(magnitude, 0);
+        write_digits(to, magnitude, 0, kLower);
+        return to;
+    }
+    case 'u':
+    case 'x':
+    case 'X': {
+        uint64_t value = wide ? next(as<uint64_t>) : next(as<uint32_t>);
+        unsigned shift = c == 'u' ? 0 : 4;
+        to += count_digits(value, shift);
+        write_digits(to, value, shift, c == 'X' ? kUpper : kLower);
+        return to;
+    }
+    case 's': {
+        if (wide)
+            return nullptr;
+        const char *text = next(as<const char *>);
+        if (text == nullptr)
+            text = "NULL";
+        size_t n = strlen(text);
+        if (n > left || memchr(text, '\n', n) != nullptr)
+            return nullptr;
+        copy_text(to, text, n);
+        return to + n;
+    }
+    case 'c': {
+        char ch = static_cast<char>(next(as<int>));
+        if (wide || ch == '\n')
+            return nullptr;
+        *to = ch;
+        return to + 1;
+    }
+    case '%':
+        if (wide)
+            return nullptr;
+        *to = '%';
+        return to + 1;
+    default:
+        return nullptr;
+    }
+}
+
 long ZULSS_FormatFlat(char *to, size_t room, const char *format, va_list arguments, int *ended)
 {
     char *const start = to;
     char *const end = to + room;
     const char *at = format;
     *ended = 0;
+    auto next = [&](auto type) { return va_arg(arguments, typename decltype(type)::type); };
+    long length = -1;
     for (;;) {
         const char *stop = find_stop(at);
-        size_t length = static_cast<size_t>(stop - at);
-        if (length > static_cast<size_t>(end - to))
-            return -1;
-        copy_text(to, at, length);
-        to += length;
+        size_t piece = static_cast<size_t>(stop - at);
+        if (piece > static_cast<size_t>(end - to))
+            break;
+        copy_text(to, at, piece);
+        to += piece;
         at = stop;
-        if (*at == '\0')
-            return to - start;
+        if (*at == '\0') {
+            length = to - start;
+            break;
+        }
         if (*at == '\n') {
             // The line's end, if nothing follows; a carriage return right
             // before it in the same stretch the engine would drop.
-            if (at[1] != '\0' || (length > 0 && at[-1] == '\r'))
-                return -1;
+            if (at[1] != '\0' || (piece > 0 && at[-1] == '\r'))
+                break;
             *ended = 1;
-            return to - start;
+            length = to - start;
+            break;
         }
 
         at += 1; // the "%"
@@ -531,68 +602,137 @@ long ZULSS_FormatFlat(char *to, size_t room, const char *format, va_list argumen
             at += c == 'l' && at[1] == 'l' ? 2 : 1;
             c = *at;
         }
-        if (c == '\0')
-            return -1;
+        if (c == '\0' || static_cast<size_t>(end - to) < 24) // any number, and a character
+            break;
         at += 1;
-        if (static_cast<size_t>(end - to) < 24) // any number, and a character
-            return -1;
-        switch (c) {
-        case 'd':
-        case 'i': {
-            int64_t value = wide ? va_arg(arguments, int64_t) : va_arg(arguments, int32_t);
-            uint64_t magnitude = static_cast<uint64_t>(value);
-            if (value < 0) {
-                *to++ = '-';
-                magnitude = 0 - magnitude;
-            }
-            to += count_digits(magnitude, 0);
-            write_digits(to, magnitude, 0, kLower);
+        to = flat_conversion(to, static_cast<size_t>(end - to), c, wide, next);
+        if (to == nullptr)
             break;
-        }
-        case 'u':
-        case 'x':
-        case 'X': {
-            uint64_t value = wide ? va_arg(arguments, uint64_t) : va_arg(arguments, uint32_t);
-            unsigned shift = c == 'u' ? 0 : 4;
-            to += count_digits(value, shift);
-            write_digits(to, value, shift, c == 'X' ? kUpper : kLower);
-            break;
-        }
-        case 's': {
-            if (wide)
-                return -1;
-            const char *text = va_arg(arguments, const char *);
-            if (text == nullptr)
-                text = "NULL";
-            size_t n = strlen(text);
-            if (n > static_cast<size_t>(end - to) || memchr(text, '\n', n) != nullptr)
-                return -1;
-            copy_text(to, text, n);
-            to += n;
-            break;
-        }
-        case 'c': {
-            char ch = static_cast<char>(va_arg(arguments, int));
-            if (wide || ch == '\n')
-                return -1;
-            *to++ = ch;
-            break;
-        }
-        case '%':
-            if (wide)
-                return -1;
-            *to++ = '%';
-            break;
-        default:
-            return -1;
-        }
     }
+    return length;
 }
 
 int BSS1_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
 {
     return ZULSS_ProcessFormat(object, format, arguments);
 }
+
+namespace {
+
+// A bare %d or %u (`c`), the commonest directives, without the parse of
+// flags, width, precision and size: with no fill, sign and digits are all
+// there is, and where they fit in the open record they go straight in.
+// Otherwise they take the general path, which puts out the same.
+template <class Next>
+inline void bare_decimal(Output &out, char c, Next &next)
+{
+    uint32_t magnitude;
+    char sign = 0;
+    if (c == 'd') {
+        int32_t value = next(as<int32_t>);
+        magnitude = static_cast<uint32_t>(value);
+        if (value < 0) {
+            sign = '-';
+            magnitude = 0u - magnitude;
+        }
+    } else {
+        magnitude = next(as<uint32_t>);
+    }
+    ZULSS_format_t *object = out.object;
+    uint32_t count = decimal_count(magnitude);
+    uint32_t total = count + (sign != 0);
+    if (total <= object->limit - object->used) {
+        char *to = object->current + 1 + object->used;
+        *to = sign;
+        write_digits(to + total, magnitude, 0, kLower);
+        object->used += total;
+        out.count += total;
+        return;
+    }
+    number_field(out, magnitude, 0, kLower, sign, nullptr, 0, 0, 0, 0);
+}
+
+// An integer of the directive's size, as its bits.  Values of fewer than
+// 64 bits are passed as an int.
+template <class Next>
+inline uint64_t integer_argument(const ZULSS_directive_t &d, Next &next)
+{
+    if (ZULSS_IntegerBits(d) == 64)
+        return next(as<uint64_t>);
+    return next(as<uint32_t>);
+}
+
+// A conversion that printf has and this engine prints nothing for: the
+// argument that printf would take is taken all the same, so that what
+// follows reads its own.
+template <class Next>
+void skip_argument(const ZULSS_directive_t &d, Next &next)
+{
+    switch (ZULSS_ArgumentOf(d)) {
+    case ZULSS_argument::LongReal:
+        (void)next(as<long double>);
+        break;
+    case ZULSS_argument::Real:
+        (void)next(as<double>);
+        break;
+    case ZULSS_argument::Pointer:
+        (void)next(as<void *>);
+        break;
+    default:
+        (void)integer_argument(d, next);
+        break;
+    }
+}
+
+// Puts out a directive that the grammar has read, with its argument.  An
+// unknown conversion ends the directive with no output and takes no
+// argument.
+template <class Next>
+void put_directive(Output &out, const ZULSS_directive_t &d, Next &next)
+{
+    switch (d.role) {
+    case ZULSS_role::Integer:
+        integer_field(out, d, integer_argument(d, next));
+        break;
+    case ZULSS_role::Pointer: {
+        void *pointer = next(as<void *>);
+        if (pointer == nullptr)
+            send(out, "NULL", 4);
+        else
+            number_field(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, d.flags,
+                         d.width, d.precision);
+        break;
+    }
+    case ZULSS_role::Char: {
+        char ch = static_cast<char>(next(as<int>));
+        send(out, &ch, 1);
+        break;
+    }
+    case ZULSS_role::Text:
+        text_field(out, next(as<const char *>), d.flags, d.width, d.precision,
+                   d.precisionPresent);
+        break;
+    case ZULSS_role::Percent:
+        send(out, "%", 1);
+        break;
+    case ZULSS_role::Count:
+        store_count(d, next(as<void *>), out.count);
+        break;
+    case ZULSS_role::Real:
+        if (d.longDouble)
+            real_field(out, d, next(as<long double>));
+        else
+            real_field(out, d, next(as<double>));
+        break;
+    case ZULSS_role::Skip:
+        skip_argument(d, next);
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace
 
 int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list arguments)
 {
@@ -603,6 +743,7 @@ int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argu
     out.object = object;
     out.count = 0;
     out.staged = 0;
+    auto next = [&](auto type) { return va_arg(arguments, typename decltype(type)::type); };
 
     // One pass over the format: the text up to the next "%" or the
     // terminator is put in as one piece while it is scanned.
@@ -612,118 +753,24 @@ int ZULSS_ProcessFormat(ZULSS_format_t *object, const char *format, va_list argu
         if (*at == '\0')
             break;
         at += 1;
-
-        // The commonest directives, bare %d, %u and %s, skip the parse of
-        // flags, width, precision and size; they put out what the general
-        // path gives them.
         if (*at == 'd' || *at == 'u') {
-            uint32_t magnitude;
-            char sign = 0;
-            if (*at == 'd') {
-                int32_t value = va_arg(arguments, int32_t);
-                magnitude = static_cast<uint32_t>(value);
-                if (value < 0) {
-                    sign = '-';
-                    magnitude = 0u - magnitude;
-                }
-            } else {
-                magnitude = va_arg(arguments, uint32_t);
-            }
+            bare_decimal(out, *at, next);
             at += 1;
-            // With no fill, sign and digits are all there is; where they fit
-            // in the open record they go straight in.
-            uint32_t count = decimal_count(magnitude);
-            uint32_t total = count + (sign != 0);
-            if (total <= object->limit - object->used) {
-                char *to = object->current + 1 + object->used;
-                *to = sign;
-                write_digits(to + total, magnitude, 0, kLower);
-                object->used += total;
-                out.count += total;
-                continue;
-            }
-            number_field(out, magnitude, 0, kLower, sign, nullptr, 0, 0, 0, 0);
             continue;
         }
         if (*at == 's') {
             at += 1;
-            text_field(out, va_arg(arguments, const char *), 0, 0, 0, false);
+            text_field(out, next(as<const char *>), 0, 0, 0, false);
             continue;
         }
-
         // The rest of the directive by the dialect's grammar, which the
         // compile-time check shares.  A format that ends inside a
         // directive ends there, with no output for it.
         ZULSS_directive_t d;
-        at = ZULSS_ReadDirective(at, d, [&] { return va_arg(arguments, uint32_t); });
-        // An integer of the directive's size, as its bits.  Values of fewer
-        // than 64 bits are passed as an int.
-        auto integer = [&]() -> uint64_t {
-            if (ZULSS_IntegerBits(d) == 64)
-                return va_arg(arguments, uint64_t);
-            return va_arg(arguments, uint32_t);
-        };
+        at = ZULSS_ReadDirective(at, d, [&] { return next(as<uint32_t>); });
         if (d.conversion == 0)
-            return STC1_Success;
-        unsigned flags = d.flags;
-        switch (d.role) {
-        case ZULSS_role::Integer:
-            integer_field(out, d, integer());
             break;
-        case ZULSS_role::Pointer: {
-            void *pointer = va_arg(arguments, void *);
-            if (pointer == nullptr)
-                send(out, "NULL", 4);
-            else
-                number_field(out, reinterpret_cast<uintptr_t>(pointer), 4, kUpper, 0, "0X", 2, flags,
-                             d.width, d.precision);
-            break;
-        }
-        case ZULSS_role::Char: {
-            char ch = static_cast<char>(va_arg(arguments, int));
-            send(out, &ch, 1);
-            break;
-        }
-        case ZULSS_role::Text:
-            text_field(out, va_arg(arguments, const char *), flags, d.width, d.precision,
-                       d.precisionPresent);
-            break;
-        case ZULSS_role::Percent:
-            send(out, "%", 1);
-            break;
-        case ZULSS_role::Count:
-            store_count(d, va_arg(arguments, void *), out.count);
-            break;
-        case ZULSS_role::Real:
-            if (d.longDouble)
-                real_field(out, d, va_arg(arguments, long double));
-            else
-                real_field(out, d, va_arg(arguments, double));
-            break;
-        case ZULSS_role::Skip:
-            // Printed by printf but not here: the argument that printf
-            // would take is taken all the same, so that what follows
-            // reads its own.
-            switch (ZULSS_ArgumentOf(d)) {
-            case ZULSS_argument::LongReal:
-                (void)va_arg(arguments, long double);
-                break;
-            case ZULSS_argument::Real:
-                (void)va_arg(arguments, double);
-                break;
-            case ZULSS_argument::Pointer:
-                (void)va_arg(arguments, void *);
-                break;
-            default:
-                (void)integer();
-                break;
-            }
-            break;
-        default:
-            // Unknown: the directive ends with no output and takes no
-            // argument.
-            break;
-        }
+        put_directive(out, d, next);
     }
     return STC1_Success;
 }

@@ -6,18 +6,16 @@
 #include <zul/crf1.h>
 #include <zul/res1.h>
 
-// A link of the command list, which is circular through its head in the
-// CVT: the head's `next` is the first command and its `prev` the last, and
-// a walk ends when it comes back to the head.
-typedef struct ZULCR_link {
-    struct ZULCR_link *next, *prev;
-} ZULCR_link_t;
+#include "internal/zullinks.h"
+#include "internal/zullock.h"
+
+struct ZULCR_mcb;
 
 // The family's process block.
 typedef struct ZULCR_cvt {
-    ZULSS_lock_t lock;      // the command list and every subcommand list
-    ZULCR_link_t commands;  // the head: first and last command, in order of registration
-    uint32_t flags;         // ZULCR_BUILT once construction succeeded
+    ZULSS_lock_t lock;             // the command list and every subcommand list
+    struct ZULCR_mcb *first, *last; // the command list, in order of registration
+    uint32_t flags;                // ZULCR_BUILT once construction succeeded
     uint32_t consoleClass;  // resource class "ZULCR_ccb_t"
     uint32_t commandClass;  // resource class "ZULCR_mcb_t"
 } ZULCR_cvt_t;
@@ -37,7 +35,7 @@ typedef struct ZULCR_scb {
 
 // A command; its name and description follow it, zero-terminated.
 typedef struct ZULCR_mcb {
-    ZULCR_link_t link;       // first, so that a link is its command
+    struct ZULCR_mcb *next, *prev; // the CVT's list
     ZULCR_handler_t handler; // null: the command dispatches to subcommands
     void *data;
     uint32_t resource;       // 0: registered without a handle
@@ -55,19 +53,28 @@ typedef struct ZULCR_mcb {
 #define ZULCR_HATCHING 1u
 #define ZULCR_GONE 2u
 
-// The command whose link this is (the link is its first field).
-static inline ZULCR_mcb_t *ZULCR_Command(ZULCR_link_t *link)
+// The links of the command list (internal/zullinks.h).  Its sentinel,
+// which stands for the head in the links and is never read as a command,
+// is the CVT's address.
+static inline ZUL_links<ZULCR_mcb_t> ZULCR_Commands(ZULCR_cvt_t *cvt)
 {
-    return (ZULCR_mcb_t *)link;
+    return {&ZULCR_mcb_t::next, &ZULCR_mcb_t::prev, reinterpret_cast<ZULCR_mcb_t *>(cvt),
+            &cvt->first, &cvt->last};
 }
 
-// A piece of console output; the storage follows the header.
+// A piece of console output; the storage follows the header.  Chunks
+// being written form a ring without a head; chunks being fetched, a chain
+// that ends in null.
 typedef struct ZULCR_chunk {
-    struct ZULCR_chunk *next;
+    struct ZULCR_chunk *next, *prev;
     uint32_t used; // bytes held; while being fetched, bytes left
     uint32_t size; // capacity of the storage
     char *text;    // start of the storage; while being fetched, the next byte
 } ZULCR_chunk_t;
+
+// The links of a console's ring of chunks being written.
+constexpr ZUL_links<ZULCR_chunk_t> ZULCR_chunkRing = {&ZULCR_chunk_t::next, &ZULCR_chunk_t::prev,
+                                                     nullptr, nullptr, nullptr};
 
 // A console.
 typedef struct ZULCR_ccb {
@@ -76,7 +83,7 @@ typedef struct ZULCR_ccb {
     ZULSS_format_t *format;  // everything the commands print
     uint32_t pending;        // bytes written and not yet fetched
     ZULCR_chunk_t *reading;  // plain chain being fetched
-    ZULCR_chunk_t *writing;  // last chunk of the circular chain being written
+    ZULCR_chunk_t *writing;  // last chunk of the ring being written
 } ZULCR_ccb_t;
 
 // Chunks are allocated, header included, in multiples of this.
@@ -88,8 +95,38 @@ extern ZULSS_descriptor_t ZULCR_cvtDescriptor;
 // The CVT, built at first use.
 static inline ZULCR_cvt_t *ZULCR_Cvt(void)
 {
-    return (ZULCR_cvt_t *)ZULSS_PROCESS_BLOCK(&ZULCR_cvtDescriptor);
+    return static_cast<ZULCR_cvt_t *>(ZULSS_PROCESS_BLOCK(&ZULCR_cvtDescriptor));
 }
+
+// The opening of every traced call of the family: its entry record `entry`
+// of kind `kinds`, read the full way, and its Entry line.
+#define ZULCR_ENTRY(name, kinds)                 \
+    RAS1_DECLARE_ENTRY(entry, name, kinds);     \
+    RAS1_ENTRY(entry, classes, flow)
+
+// The way out of a traced call of the family with `status`, after its
+// Exit line.
+#define ZULCR_RETURN(status)                       \
+    do {                                           \
+        const int zulcrStatus = (status);          \
+        RAS1_EXIT_VALUE(entry, flow, zulcrStatus); \
+        return zulcrStatus;                        \
+    } while (0)
+
+// What a handle is to be.
+enum { ZULCR_CONSOLE = 0, ZULCR_COMMAND = 1 };
+
+// The rest of the opening of the calls on a handle: the CVT in *cvt, and
+// in *record the record of `handle`, which must be of the class `kind`
+// names, with one use taken for the call.  CRF1_OK; else, with no use
+// taken, CRF1_NotConsole or CRF1_NotCommand (by `kind`): the CVT is not
+// usable or the handle is not one of that class.
+int ZULCR_Open(uint32_t handle, int kind, ZULCR_cvt_t **cvt, void **record);
+
+// The live commands whose names begin with `word` (`length` bytes, any
+// case): *hits gets how many there are, and the result is the last of
+// them, or null.  The caller holds the CVT's lock.
+ZULCR_mcb_t *ZULCR_FindCommand(ZULCR_cvt_t *cvt, const char *word, uint32_t length, uint32_t *hits);
 
 // The forwarding descriptor's constructor: stores the real block's
 // address in `word`.

@@ -9,29 +9,25 @@
 
 ZULRA_CRF1_UNIT("zulcrcd");
 
-void ZULCR_ConsoleDestructor(void *record)
+static void free_chain(ZULCR_chunk_t *c)
 {
-    RAS1_DECLARE_ENTRY(entry, "ZULCR_ConsoleDestructor", RAS1_PRIVATE);
-    RAS1_ENTRY(entry, classes, flow);
-
-    ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(record);
-    if (ccb->format != nullptr)
-        BSS1_EndFormat(ccb->format);
-    for (ZULCR_chunk_t *c = ccb->reading; c != nullptr;) {
+    while (c != nullptr) {
         ZULCR_chunk_t *next = c->next;
         free(c);
         c = next;
     }
-    if (ccb->writing != nullptr) {
-        // Circular: the first chunk is the last one's next.
-        ZULCR_chunk_t *c = ccb->writing->next;
-        ccb->writing->next = nullptr;
-        while (c != nullptr) {
-            ZULCR_chunk_t *next = c->next;
-            free(c);
-            c = next;
-        }
-    }
+}
+
+void ZULCR_ConsoleDestructor(void *record)
+{
+    ZULCR_ENTRY("ZULCR_ConsoleDestructor", RAS1_PRIVATE);
+
+    ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(record);
+    if (ccb->format != nullptr)
+        BSS1_EndFormat(ccb->format);
+    free_chain(ccb->reading);
+    if (ccb->writing != nullptr)
+        free_chain(ZUL_RingOpen(ZULCR_chunkRing, ccb->writing));
     BSS1_DestroyLock(&ccb->lock);
     free(ccb);
     RAS1_EXIT(entry, flow);

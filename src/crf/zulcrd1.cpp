@@ -9,17 +9,12 @@ ZULRA_CRF1_UNIT("zulcrd1");
 
 int CRF1_Delete(uint32_t console)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Delete", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
-    ZULCR_cvt_t *cvt = ZULCR_Cvt();
-    if ((cvt->flags & ZULCR_BUILT) == 0 ||
-        RES1_Use(console, cvt->consoleClass, nullptr) != STC1_Success) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_NotConsole);
-        return CRF1_NotConsole;
+    ZULCR_ENTRY("CRF1_Delete", RAS1_PUBLIC);
+    ZULCR_cvt_t *cvt;
+    int status = ZULCR_Open(console, ZULCR_CONSOLE, &cvt, nullptr);
+    if (status == CRF1_OK) {
+        RES1_Destroy(console);
+        RES1_Drop(console);
     }
-    RES1_Destroy(console);
-    RES1_Drop(console);
-    RAS1_EXIT_VALUE(entry, flow, CRF1_OK);
-    return CRF1_OK;
+    ZULCR_RETURN(status);
 }

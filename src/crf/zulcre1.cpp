@@ -20,14 +20,12 @@ ZULRA_CRF1_UNIT("zulcre1");
 // registration.
 static void list_commands(ZULCR_cvt_t *cvt, ZULSS_format_t *format)
 {
-    BSS1_GetLock(&cvt->lock);
-    for (ZULCR_link_t *l = cvt->commands.next; l != &cvt->commands; l = l->next) {
-        ZULCR_mcb_t *c = ZULCR_Command(l);
+    ZULSS_HOLD(&cvt->lock);
+    const ZUL_links<ZULCR_mcb_t> commands = ZULCR_Commands(cvt);
+    for (ZULCR_mcb_t *c = ZUL_Next(commands, commands.head); c != commands.head; c = ZUL_Next(commands, c))
         if (c->state == ZULCR_LIVE && c->descriptionLength != 0)
             ZULSS_PRINT(format, "%16.*s: %.*s\n", c->nameLength, c->name, c->descriptionLength,
                         c->description);
-    }
-    BSS1_ReleaseLock(&cvt->lock);
 }
 
 // The usage text of a command with subcommands, newest subcommand first.
@@ -37,12 +35,20 @@ static void print_usage(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, ZULSS_format_t *form
                 "\nusage: %s <subcommand> ...\n   or: %s (<subcommand> ...) (<subcommand> ...) "
                 "...\n\nsubcommand list:\n\n",
                 mcb->name, mcb->name);
-    BSS1_GetLock(&cvt->lock);
-    for (ZULCR_scb_t *s = mcb->subcommands; s != nullptr; s = s->next) {
+    ZULSS_HOLD(&cvt->lock);
+    for (ZULCR_scb_t *s = mcb->subcommands; s != nullptr; s = s->next)
         if (s->descriptionLength != 0)
             ZULSS_PRINT(format, "%20s: %s\n", s->name, s->description);
-    }
-    BSS1_ReleaseLock(&cvt->lock);
+}
+
+// The subcommand of `mcb` named by the word, or null.
+static ZULCR_scb_t *find_subcommand(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, const ZULLX_arg_t *arg)
+{
+    ZULSS_HOLD(&cvt->lock);
+    for (ZULCR_scb_t *s = mcb->subcommands; s != nullptr; s = s->next)
+        if (s->nameLength == arg->length && BSS1_Match(s->name, arg->text, arg->length) == 0)
+            return s;
+    return nullptr;
 }
 
 // Runs the subcommands that the tree names, one level of lists at a time.
@@ -65,13 +71,7 @@ static int run_subcommands(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, ZULLX_list_t *roo
             list = arg->sublist;
             continue;
         }
-        ZULCR_scb_t *found = nullptr;
-        BSS1_GetLock(&cvt->lock);
-        for (ZULCR_scb_t *s = mcb->subcommands; s != nullptr && found == nullptr; s = s->next) {
-            if (s->nameLength == arg->length && BSS1_Match(s->name, arg->text, arg->length) == 0)
-                found = s;
-        }
-        BSS1_ReleaseLock(&cvt->lock);
+        ZULCR_scb_t *found = find_subcommand(cvt, mcb, arg);
         if (found == nullptr) {
             ZULSS_PRINT(format, "subcommand %.*s not recognized\n", arg->length, arg->text);
             return CRF1_OK;
@@ -90,28 +90,17 @@ static int run_subcommands(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, ZULLX_list_t *roo
 // as not found.
 static int find_command(ZULCR_cvt_t *cvt, const char *word, uint32_t length, ZULCR_mcb_t **found)
 {
-    uint32_t hits = 0;
-    ZULCR_mcb_t *hit = nullptr;
-    int status = CRF1_OK;
-    BSS1_GetLock(&cvt->lock);
-    for (ZULCR_link_t *l = cvt->commands.next; l != &cvt->commands; l = l->next) {
-        ZULCR_mcb_t *c = ZULCR_Command(l);
-        if (c->state == ZULCR_LIVE && c->nameLength >= length &&
-            BSS1_Match(c->name, word, length) == 0) {
-            hits++;
-            hit = c;
-        }
-    }
-    if (hits > 1)
-        status = CRF1_Ambiguous;
-    else if (hits == 0)
-        status = CRF1_NotFound;
-    else if (hit->resource != 0 &&
-             RES1_Use(hit->resource, cvt->commandClass, nullptr) != STC1_Success)
-        status = CRF1_NotFound;
-    BSS1_ReleaseLock(&cvt->lock);
+    uint32_t hits;
+    ZULSS_HOLD(&cvt->lock);
+    ZULCR_mcb_t *hit = ZULCR_FindCommand(cvt, word, length, &hits);
     *found = hit;
-    return status;
+    if (hits > 1)
+        return CRF1_Ambiguous;
+    if (hits == 0)
+        return CRF1_NotFound;
+    if (hit->resource != 0 && RES1_Use(hit->resource, cvt->commandClass, nullptr) != STC1_Success)
+        return CRF1_NotFound;
+    return CRF1_OK;
 }
 
 // Everything after the scanner has been made: the line's status.
@@ -175,20 +164,15 @@ static int run_line(ZULCR_cvt_t *cvt, ZULLX_handle_t scanner, uint32_t console,
 
 int CRF1_Execute(uint32_t console, const char *text, uint32_t length, uint32_t *count)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Execute", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
-    ZULCR_cvt_t *cvt = ZULCR_Cvt();
+    ZULCR_ENTRY("CRF1_Execute", RAS1_PUBLIC);
+    ZULCR_cvt_t *cvt;
     void *record = nullptr;
-    if ((cvt->flags & ZULCR_BUILT) == 0 ||
-        RES1_Use(console, cvt->consoleClass, &record) != STC1_Success) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_NotConsole);
-        return CRF1_NotConsole;
-    }
+    int status = ZULCR_Open(console, ZULCR_CONSOLE, &cvt, &record);
+    if (status != CRF1_OK)
+        ZULCR_RETURN(status);
     ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(record);
     ZULSS_format_t *format = ccb->format;
 
-    int status;
     ZULLX_handle_t scanner = {nullptr, 0};
     if (LEX1_New(&scanner, 2, nullptr, nullptr) != LEX1_OK) {
         status = CRF1_NoOutputMemory;
@@ -201,6 +185,5 @@ int CRF1_Execute(uint32_t console, const char *text, uint32_t length, uint32_t *
     if (count != nullptr)
         *count = ccb->pending;
     RES1_Drop(console);
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }

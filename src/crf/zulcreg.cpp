@@ -1,5 +1,6 @@
-// ZULCR_Register: the registry part of CRF1_Register, and the making of
-// command and subcommand records.
+// ZULCR_Register: the registry part of CRF1_Register, the making of
+// command and subcommand records, and ZULCR_FindCommand, the lookup of a
+// command by the start of its name.
 //
 // A name is refused when a registered command has one of the same length
 // that matches it without regard to case.  A command that has been
@@ -41,55 +42,72 @@ void *ZULCR_NewRecord(size_t fixed, const char *name, uint32_t nameLength,
     return record;
 }
 
+ZULCR_mcb_t *ZULCR_FindCommand(ZULCR_cvt_t *cvt, const char *word, uint32_t length, uint32_t *hits)
+{
+    ZUL_ASSERT_HELD(&cvt->lock);
+    const ZUL_links<ZULCR_mcb_t> commands = ZULCR_Commands(cvt);
+    ZULCR_mcb_t *hit = nullptr;
+    *hits = 0;
+    for (ZULCR_mcb_t *c = ZUL_Next(commands, commands.head); c != commands.head && length != 0;
+         c = ZUL_Next(commands, c))
+        if (c->state == ZULCR_LIVE && c->nameLength >= length && BSS1_Match(c->name, word, length) == 0) {
+            ++*hits;
+            hit = c;
+        }
+    return hit;
+}
+
+// Whether a command that has not been unregistered holds the name.  The
+// caller holds the CVT's lock.
+static bool name_taken(ZULCR_cvt_t *cvt, const char *name, uint32_t nameLength)
+{
+    ZUL_ASSERT_HELD(&cvt->lock);
+    const ZUL_links<ZULCR_mcb_t> commands = ZULCR_Commands(cvt);
+    for (ZULCR_mcb_t *c = ZUL_Next(commands, commands.head); c != commands.head; c = ZUL_Next(commands, c))
+        if (c->state != ZULCR_GONE && c->nameLength == nameLength && BSS1_Match(c->name, name, nameLength) == 0)
+            return true;
+    return false;
+}
+
+// The record of a new command, appended to the list under the CVT's lock
+// so that the list stays in order of registration, unless the registry
+// is unusable or the name is taken.  A CRF1_ status.
+static int append(ZULCR_cvt_t *cvt, ZULCR_mcb_t **record, ZULCR_handler_t handler, void *data,
+                  const char *name, uint32_t nameLength, const char *description,
+                  uint32_t descriptionLength)
+{
+    ZULSS_HOLD(&cvt->lock);
+    if ((cvt->flags & ZULCR_BUILT) == 0)
+        return CRF1_Unusable;
+    if (name_taken(cvt, name, nameLength))
+        return CRF1_Duplicate;
+    const char *nameCopy, *descriptionCopy;
+    ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(ZULCR_NewRecord(
+        sizeof(ZULCR_mcb_t), name, nameLength, description, descriptionLength, &nameCopy, &descriptionCopy));
+    if (mcb == nullptr)
+        return CRF1_NoMemory;
+    mcb->handler = handler;
+    mcb->data = data;
+    mcb->nameLength = nameLength;
+    mcb->descriptionLength = descriptionLength;
+    mcb->name = nameCopy;
+    mcb->state = record != nullptr ? ZULCR_HATCHING : ZULCR_LIVE;
+    mcb->description = descriptionCopy;
+    const ZUL_links<ZULCR_mcb_t> commands = ZULCR_Commands(cvt);
+    ZUL_RingInsertBefore(commands, commands.head, mcb);
+    if (record != nullptr)
+        *record = mcb;
+    return CRF1_OK;
+}
+
 int ZULCR_Register(ZULCR_cvt_t *cvt, ZULCR_mcb_t **record, ZULCR_handler_t handler, void *data,
                    const char *name, uint32_t nameLength, const char *description,
                    uint32_t descriptionLength)
 {
-    RAS1_DECLARE_ENTRY(entry, "ZULCR_Register", RAS1_PRIVATE);
-    RAS1_ENTRY(entry, classes, flow);
-
+    ZULCR_ENTRY("ZULCR_Register", RAS1_PRIVATE);
     nameLength = ZULCR_Measure(name, nameLength);
     descriptionLength = ZULCR_Measure(description, descriptionLength);
-    int status = CRF1_OK;
-    if (name == nullptr || nameLength == 0) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_BadArgument);
-        return CRF1_BadArgument;
-    }
-
-    BSS1_GetLock(&cvt->lock);
-    if ((cvt->flags & ZULCR_BUILT) == 0)
-        status = CRF1_Unusable;
-    for (ZULCR_link_t *l = cvt->commands.next; status == CRF1_OK && l != &cvt->commands;
-         l = l->next) {
-        ZULCR_mcb_t *c = ZULCR_Command(l);
-        if (c->state != ZULCR_GONE && c->nameLength == nameLength && BSS1_Match(c->name, name, nameLength) == 0)
-            status = CRF1_Duplicate;
-    }
-    if (status == CRF1_OK) {
-        const char *nameCopy, *descriptionCopy;
-        ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(
-            ZULCR_NewRecord(sizeof(ZULCR_mcb_t), name, nameLength, description, descriptionLength,
-                            &nameCopy, &descriptionCopy));
-        if (mcb == nullptr) {
-            status = CRF1_NoMemory;
-        } else {
-            mcb->handler = handler;
-            mcb->data = data;
-            mcb->nameLength = nameLength;
-            mcb->descriptionLength = descriptionLength;
-            mcb->name = nameCopy;
-            mcb->state = record != nullptr ? ZULCR_HATCHING : ZULCR_LIVE;
-            mcb->description = descriptionCopy;
-            // At the end, so that the list stays in order of registration.
-            mcb->link.next = &cvt->commands;
-            mcb->link.prev = cvt->commands.prev;
-            cvt->commands.prev->next = &mcb->link;
-            cvt->commands.prev = &mcb->link;
-            if (record != nullptr)
-                *record = mcb;
-        }
-    }
-    BSS1_ReleaseLock(&cvt->lock);
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    if (name == nullptr || nameLength == 0)
+        ZULCR_RETURN(CRF1_BadArgument);
+    ZULCR_RETURN(append(cvt, record, handler, data, name, nameLength, description, descriptionLength));
 }

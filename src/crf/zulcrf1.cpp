@@ -14,20 +14,16 @@ ZULRA_CRF1_UNIT("zulcrf1");
 
 int CRF1_Fetch(uint32_t console, char *buffer, uint32_t size, uint32_t *count)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Fetch", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
+    ZULCR_ENTRY("CRF1_Fetch", RAS1_PUBLIC);
 
     if (count != nullptr)
         *count = 0;
-    ZULCR_cvt_t *cvt = ZULCR_Cvt();
+    ZULCR_cvt_t *cvt;
     void *record = nullptr;
-    if ((cvt->flags & ZULCR_BUILT) == 0 ||
-        RES1_Use(console, cvt->consoleClass, &record) != STC1_Success) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_NotConsole);
-        return CRF1_NotConsole;
-    }
+    int status = ZULCR_Open(console, ZULCR_CONSOLE, &cvt, &record);
+    if (status != CRF1_OK)
+        ZULCR_RETURN(status);
     ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(record);
-    int status = CRF1_OK;
     if (ccb->pending == 0)
         status = CRF1_Empty;
     else if (buffer == nullptr && size != 0)
@@ -40,8 +36,7 @@ int CRF1_Fetch(uint32_t console, char *buffer, uint32_t size, uint32_t *count)
                 status = CRF1_OutOfStep;
                 break;
             }
-            ccb->reading = ccb->writing->next;
-            ccb->writing->next = nullptr;
+            ccb->reading = ZUL_RingOpen(ZULCR_chunkRing, ccb->writing);
             ccb->writing = nullptr;
         }
         ZULCR_chunk_t *chunk = ccb->reading;
@@ -61,6 +56,5 @@ int CRF1_Fetch(uint32_t console, char *buffer, uint32_t size, uint32_t *count)
     if (count != nullptr)
         *count = moved;
     RES1_Drop(console);
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }

@@ -7,17 +7,17 @@
 // that starts in the same directory.  A forked child has no server: it
 // closes its copies of the descriptors and leaves the parent's socket
 // alone, and may call CRF1_Listen for one of its own.
+#include "crf/zulcr.h"
 #include "crf/zulcrso.h"
 
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "internal/zulprogram.h"
 #include "internal/zulunits.h"
 #include "platform/zulplat.h"
-#include "platform/zulplsg.h"
+#include "platform/zulplsi.h"
 
 ZULRA_CRF1_UNIT("zulcrls");
 
@@ -53,7 +53,7 @@ void after_fork_in_child()
 __attribute__((destructor)) void remove_at_exit()
 {
     ZULCR_server_t *s = &ZULCR_server;
-    if (s->running.load(std::memory_order_acquire) && s->ownerPid == uint32_t(getpid()))
+    if (s->running.load(std::memory_order_acquire) && s->ownerPid == ZULPL_ProcessId())
         ZULPL_RemovePath(s->path);
 }
 
@@ -89,7 +89,7 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     // "<dir>/<program>.<pid>.sock": the program's name gives way first
     // when the host's limit on socket paths is near.
     char tail[24];
-    snprintf(tail, sizeof tail, ".%u.sock", unsigned(getpid()));
+    snprintf(tail, sizeof tail, ".%u.sock", unsigned(ZULPL_ProcessId()));
     size_t room = sizeof s->path - strlen(dir) - 1 - strlen(tail);
     if (strlen(dir) + 1 + strlen(tail) + 2 > sizeof s->path)
         return CRF1_NoSocket;
@@ -116,22 +116,16 @@ int start(ZULCR_server_t *s, const char *directory, uint32_t length)
     s->listening = 1;
     s->connections = s->failed = 0;
     s->listener = fd;
-    s->ownerPid = uint32_t(getpid());
+    s->ownerPid = ZULPL_ProcessId();
     s->ownerUid = ZULPL_UserId();
     s->stopping.store(0, std::memory_order_relaxed);
     if (forkHooked.exchange(1) == 0)
-        pthread_atfork(nullptr, nullptr, after_fork_in_child);
+        (void)ZULPL_OnFork(nullptr, after_fork_in_child);
 
     // The thread takes no asynchronous signal, so that the program's
-    // handlers and sigwait loops keep theirs.  The synchronous ones stay
-    // open: a command that faults on this thread must meet the program's
-    // protected scope or the failure report, as on any other thread; a
-    // blocked fault would end the process at once without either.
-    uint64_t old = 0;
-    ZULPL_SigSetMask(~uint64_t(0), ~ZULPL_SigSynchronous(), &old);
-    int rc = pthread_create(&s->thread, nullptr, ZULCR_Serve, s);
-    ZULPL_SigSetMask(~uint64_t(0), old, nullptr);
-    if (rc != 0) {
+    // handlers and sigwait loops keep theirs; a command that faults on it
+    // still meets the program's protected scope or the failure report.
+    if (ZULPL_ThreadStart(&s->thread, ZULCR_Serve, s) != 0) {
         close_all(s, fd);
         return CRF1_NoThread;
     }
@@ -145,16 +139,33 @@ void copy_out(const ZULCR_server_t *s, char *path, uint32_t size)
         snprintf(path, size, "%s", s->path);
 }
 
+// Ends the server: wakes its thread and waits for it.
+int stop(ZULCR_server_t *s)
+{
+    ZULSS_HOLD(&s->lock);
+    if (!s->running.load(std::memory_order_acquire))
+        return CRF1_NotListening;
+    // A command run by the server itself cannot wait for its end.
+    if (ZULPL_ThreadIsCaller(s->thread))
+        return CRF1_ServerBusy;
+    s->stopping.store(1, std::memory_order_release);
+    ZULPL_Wake(s->wake[1]);
+    ZULPL_ThreadJoin(s->thread);
+    ZULPL_CloseFd(s->wake[0]);
+    ZULPL_CloseFd(s->wake[1]);
+    s->running.store(0, std::memory_order_release);
+    return CRF1_OK;
+}
+
 } // namespace
 
 int ZULCR_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
 {
     ZULCR_server_t *s = &ZULCR_server;
-    BSS1_GetLock(&s->lock);
+    ZULSS_HOLD(&s->lock);
     int status = s->running.load(std::memory_order_acquire) ? int(CRF1_Listening) : start(s, directory, length);
     if (status == 0 || status == CRF1_Listening)
         copy_out(s, path, size);
-    BSS1_ReleaseLock(&s->lock);
     return status;
 }
 
@@ -171,39 +182,14 @@ void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directo
 
 extern "C" ZUL_API int CRF1_Listen(const char *directory, uint32_t length, char *path, uint32_t size)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Listen", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
+    ZULCR_ENTRY("CRF1_Listen", RAS1_PUBLIC);
     int status = ZULCR_Listen(directory, length, path, size);
     ZULCR_LogListen(&entry, classes, directory, length, status);
-
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }
 
 extern "C" ZUL_API int CRF1_Unlisten(void)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Unlisten", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
-    ZULCR_server_t *s = &ZULCR_server;
-    BSS1_GetLock(&s->lock);
-    int status = 0;
-    if (!s->running.load(std::memory_order_acquire)) {
-        status = CRF1_NotListening;
-    } else if (pthread_equal(pthread_self(), s->thread)) {
-        // A command run by the server itself cannot wait for its end.
-        status = CRF1_ServerBusy;
-    } else {
-        s->stopping.store(1, std::memory_order_release);
-        ZULPL_Wake(s->wake[1]);
-        pthread_join(s->thread, nullptr);
-        ZULPL_CloseFd(s->wake[0]);
-        ZULPL_CloseFd(s->wake[1]);
-        s->running.store(0, std::memory_order_release);
-    }
-    BSS1_ReleaseLock(&s->lock);
-
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_ENTRY("CRF1_Unlisten", RAS1_PUBLIC);
+    ZULCR_RETURN(stop(&ZULCR_server));
 }

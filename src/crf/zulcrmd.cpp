@@ -13,17 +13,17 @@ ZULRA_CRF1_UNIT("zulcrmd");
 
 void ZULCR_ManagerDestructor(void *record)
 {
-    RAS1_DECLARE_ENTRY(entry, "ZULCR_ManagerDestructor", RAS1_PRIVATE);
-    RAS1_ENTRY(entry, classes, flow);
+    ZULCR_ENTRY("ZULCR_ManagerDestructor", RAS1_PRIVATE);
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(record);
-    BSS1_GetLock(&cvt->lock);
-    mcb->link.prev->next = mcb->link.next;
-    mcb->link.next->prev = mcb->link.prev;
-    ZULCR_scb_t *scb = mcb->subcommands;
-    mcb->subcommands = nullptr;
-    BSS1_ReleaseLock(&cvt->lock);
+    ZULCR_scb_t *scb;
+    {
+        ZULSS_HOLD(&cvt->lock);
+        ZUL_RingUnlink(ZULCR_Commands(cvt), mcb);
+        scb = mcb->subcommands;
+        mcb->subcommands = nullptr;
+    }
     while (scb != nullptr) {
         ZULCR_scb_t *next = scb->next;
         free(scb);

@@ -15,18 +15,31 @@
 
 ZULRA_CRF1_UNIT("zulcrn1");
 
-static int write_format(void *console, char *records, uint32_t count)
+// A chunk for a run of `n` bytes behind the ring's last: n and the header
+// rounded up to whole units of allocation.  Null without memory.
+static ZULCR_chunk_t *new_chunk(ZULCR_ccb_t *ccb, uint32_t n)
 {
-    RAS1_DECLARE_ENTRY(entry, "write_format", RAS1_PRIVATE);
-    RAS1_ENTRY(entry, classes, flow);
+    size_t bytes = (sizeof(ZULCR_chunk_t) + n + ZULCR_CHUNK_UNIT - 1) / ZULCR_CHUNK_UNIT * ZULCR_CHUNK_UNIT;
+    ZULCR_chunk_t *fresh = static_cast<ZULCR_chunk_t *>(malloc(bytes));
+    if (fresh == nullptr)
+        return nullptr;
+    fresh->used = 0;
+    fresh->size = static_cast<uint32_t>(bytes - sizeof(ZULCR_chunk_t));
+    fresh->text = reinterpret_cast<char *>(fresh + 1);
+    ZUL_RingInit(ZULCR_chunkRing, fresh);
+    if (ccb->writing != nullptr)
+        ZUL_RingSplice(ZULCR_chunkRing, ccb->writing, fresh);
+    ccb->writing = fresh;
+    return fresh;
+}
 
-    if (records == nullptr || count == 0) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_OK);
-        return CRF1_OK;
-    }
-    ZULCR_ccb_t *ccb = static_cast<ZULCR_ccb_t *>(console);
+// Adds the `count` line records at `records` to the console's output, each
+// with its line feed, under the console's lock.  A line that finds no
+// memory is lost, and the next is tried.
+static int add_lines(ZULCR_ccb_t *ccb, char *records, uint32_t count)
+{
     int status = CRF1_OK;
-    BSS1_GetLock(&ccb->lock);
+    ZULSS_HOLD(&ccb->lock);
     ZULCR_chunk_t *chunk = ccb->writing;
     if (chunk != nullptr && chunk->used >= chunk->size)
         chunk = nullptr;
@@ -41,26 +54,11 @@ static int write_format(void *console, char *records, uint32_t count)
         uint32_t n = length + 1;
         record = after;
 
-        if (chunk == nullptr || chunk->size - chunk->used <= n) {
-            size_t bytes = (sizeof(ZULCR_chunk_t) + n + ZULCR_CHUNK_UNIT - 1) /
-                           ZULCR_CHUNK_UNIT * ZULCR_CHUNK_UNIT;
-            ZULCR_chunk_t *fresh = static_cast<ZULCR_chunk_t *>(malloc(bytes));
-            if (fresh == nullptr) {
-                status = CRF1_NoOutputMemory; // this line is lost
-                chunk = nullptr;
-                continue;
-            }
-            fresh->used = 0;
-            fresh->size = static_cast<uint32_t>(bytes - sizeof(ZULCR_chunk_t));
-            fresh->text = reinterpret_cast<char *>(fresh + 1);
-            if (ccb->writing == nullptr) {
-                fresh->next = fresh;
-            } else {
-                fresh->next = ccb->writing->next;
-                ccb->writing->next = fresh;
-            }
-            ccb->writing = fresh;
-            chunk = fresh;
+        if (chunk == nullptr || chunk->size - chunk->used <= n)
+            chunk = new_chunk(ccb, n);
+        if (chunk == nullptr) {
+            status = CRF1_NoOutputMemory; // this line is lost
+            continue;
         }
         memcpy(chunk->text + chunk->used, text, n);
         chunk->used += n;
@@ -68,15 +66,20 @@ static int write_format(void *console, char *records, uint32_t count)
         if (chunk->used == chunk->size)
             chunk = nullptr;
     }
-    BSS1_ReleaseLock(&ccb->lock);
-    RAS1_EXIT_VALUE(entry, flow, status);
     return status;
+}
+
+static int write_format(void *console, char *records, uint32_t count)
+{
+    ZULCR_ENTRY("write_format", RAS1_PRIVATE);
+    if (records == nullptr || count == 0)
+        ZULCR_RETURN(CRF1_OK);
+    ZULCR_RETURN(add_lines(static_cast<ZULCR_ccb_t *>(console), records, count));
 }
 
 int CRF1_New(uint32_t *console)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_New", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
+    ZULCR_ENTRY("CRF1_New", RAS1_PUBLIC);
 
     int status = CRF1_OK;
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
@@ -103,6 +106,5 @@ int CRF1_New(uint32_t *console)
         }
         RES1_Drop(handle);
     }
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }

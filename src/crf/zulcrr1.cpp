@@ -4,11 +4,18 @@
 
 ZULRA_CRF1_UNIT("zulcrr1");
 
+// A command that has its handle now is found by its name from now on.
+static void hatch(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, uint32_t handle)
+{
+    ZULSS_HOLD(&cvt->lock);
+    mcb->resource = handle;
+    mcb->state = ZULCR_LIVE;
+}
+
 int CRF1_Register(uint32_t *command, ZULCR_handler_t handler, void *data, const char *name,
                   uint32_t nameLength, const char *description, uint32_t descriptionLength)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Register", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
+    ZULCR_ENTRY("CRF1_Register", RAS1_PUBLIC);
 
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     ZULCR_mcb_t *mcb = nullptr;
@@ -21,14 +28,10 @@ int CRF1_Register(uint32_t *command, ZULCR_handler_t handler, void *data, const 
             ZULCR_ManagerDestructor(mcb);
             status = CRF1_NoResource;
         } else {
-            BSS1_GetLock(&cvt->lock);
-            mcb->resource = handle;
-            mcb->state = ZULCR_LIVE;
-            BSS1_ReleaseLock(&cvt->lock);
+            hatch(cvt, mcb, handle);
             *command = handle;
             RES1_Drop(handle);
         }
     }
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }

@@ -4,53 +4,49 @@
 
 ZULRA_CRF1_UNIT("zulcrs1");
 
+// Puts a new subcommand at the head of the command's list, so that the
+// usage text shows the newest first, unless the command has a handler of
+// its own or the name is taken.  A CRF1_ status.
+static int add(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, ZULCR_handler_t handler, void *data,
+               const char *name, uint32_t nameLength, const char *description,
+               uint32_t descriptionLength)
+{
+    ZULSS_HOLD(&cvt->lock);
+    if (mcb->handler != nullptr)
+        return CRF1_HasHandler;
+    if (handler == nullptr || name == nullptr || nameLength == 0)
+        return CRF1_BadArgument;
+    for (ZULCR_scb_t *s = mcb->subcommands; s != nullptr; s = s->next)
+        if (s->nameLength == nameLength && BSS1_Match(s->name, name, nameLength) == 0)
+            return CRF1_Duplicate;
+    const char *nameCopy, *descriptionCopy;
+    ZULCR_scb_t *scb = static_cast<ZULCR_scb_t *>(ZULCR_NewRecord(
+        sizeof(ZULCR_scb_t), name, nameLength, description, descriptionLength, &nameCopy, &descriptionCopy));
+    if (scb == nullptr)
+        return CRF1_NoMemory;
+    scb->handler = handler;
+    scb->data = data;
+    scb->nameLength = nameLength;
+    scb->descriptionLength = descriptionLength;
+    scb->name = nameCopy;
+    scb->description = descriptionCopy;
+    scb->next = mcb->subcommands;
+    mcb->subcommands = scb;
+    return CRF1_OK;
+}
+
 int CRF1_Subcommand(uint32_t command, ZULCR_handler_t handler, void *data, const char *name,
                     uint32_t nameLength, const char *description, uint32_t descriptionLength)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Subcommand", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
-    ZULCR_cvt_t *cvt = ZULCR_Cvt();
+    ZULCR_ENTRY("CRF1_Subcommand", RAS1_PUBLIC);
+    ZULCR_cvt_t *cvt;
     void *record = nullptr;
-    if ((cvt->flags & ZULCR_BUILT) == 0 ||
-        RES1_Use(command, cvt->commandClass, &record) != STC1_Success) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_NotCommand);
-        return CRF1_NotCommand;
-    }
-    ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(record);
-    nameLength = ZULCR_Measure(name, nameLength);
-    descriptionLength = ZULCR_Measure(description, descriptionLength);
-
-    int status = CRF1_OK;
-    BSS1_GetLock(&cvt->lock);
-    if (mcb->handler != nullptr)
-        status = CRF1_HasHandler;
-    else if (handler == nullptr || name == nullptr || nameLength == 0)
-        status = CRF1_BadArgument;
-    for (ZULCR_scb_t *s = mcb->subcommands; status == CRF1_OK && s != nullptr; s = s->next) {
-        if (s->nameLength == nameLength && BSS1_Match(s->name, name, nameLength) == 0)
-            status = CRF1_Duplicate;
-    }
-    if (status == CRF1_OK) {
-        const char *nameCopy, *descriptionCopy;
-        ZULCR_scb_t *scb = static_cast<ZULCR_scb_t *>(
-            ZULCR_NewRecord(sizeof(ZULCR_scb_t), name, nameLength, description, descriptionLength,
-                            &nameCopy, &descriptionCopy));
-        if (scb == nullptr) {
-            status = CRF1_NoMemory;
-        } else {
-            scb->handler = handler;
-            scb->data = data;
-            scb->nameLength = nameLength;
-            scb->descriptionLength = descriptionLength;
-            scb->name = nameCopy;
-            scb->description = descriptionCopy;
-            scb->next = mcb->subcommands; // newest first
-            mcb->subcommands = scb;
-        }
-    }
-    BSS1_ReleaseLock(&cvt->lock);
+    int status = ZULCR_Open(command, ZULCR_COMMAND, &cvt, &record);
+    if (status != CRF1_OK)
+        ZULCR_RETURN(status);
+    status = add(cvt, static_cast<ZULCR_mcb_t *>(record), handler, data, name,
+                 ZULCR_Measure(name, nameLength), description,
+                 ZULCR_Measure(description, descriptionLength));
     RES1_Drop(command);
-    RAS1_EXIT_VALUE(entry, flow, status);
-    return status;
+    ZULCR_RETURN(status);
 }

@@ -9,18 +9,11 @@ uint32_t ZULCR_SubcommandNames(const char *word, uint32_t length, char *buffer, 
 {
     ZULCR_cvt_t *cvt = ZULCR_Cvt();
     uint32_t need = 0, written = 0, hits = 0;
-    ZULCR_mcb_t *hit = nullptr;
     *status = CRF1_Unusable;
     if ((cvt->flags & ZULCR_BUILT) == 0)
         return 0;
-    BSS1_GetLock(&cvt->lock);
-    for (ZULCR_link_t *l = cvt->commands.next; l != &cvt->commands && length != 0; l = l->next) {
-        ZULCR_mcb_t *c = ZULCR_Command(l);
-        if (c->state == ZULCR_LIVE && c->nameLength >= length && BSS1_Match(c->name, word, length) == 0) {
-            hits++;
-            hit = c;
-        }
-    }
+    ZULSS_HOLD(&cvt->lock);
+    ZULCR_mcb_t *hit = ZULCR_FindCommand(cvt, word, length, &hits);
     *status = hits == 1 ? CRF1_OK : hits == 0 ? CRF1_NotFound : CRF1_Ambiguous;
     // Newest first, as the usage text lists them; a command with a
     // handler of its own has none.
@@ -35,6 +28,5 @@ uint32_t ZULCR_SubcommandNames(const char *word, uint32_t length, char *buffer, 
         }
         need += s->nameLength + 1;
     }
-    BSS1_ReleaseLock(&cvt->lock);
     return need;
 }

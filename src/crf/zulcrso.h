@@ -11,9 +11,9 @@
 #include <zul/ras1.h>
 
 #include <atomic>
-#include <pthread.h>
 #include <stdint.h>
 
+#include "platform/zulplat.h"
 #include "platform/zulplso.h"
 
 // Limits of the server (documented in docs/console.md).
@@ -118,7 +118,7 @@ typedef struct ZULCR_server {
     uint32_t failed;                 // accepts failed in the run; 0: no run
     int failedError;                 // the errno that began the run
     uint8_t listening;               // the event set wants the listener
-    pthread_t thread;
+    ZULPL_thread_t thread;
     char path[ZULPL_SOCKET_PATH_MAX];
     ZULCR_conn_t conns[ZULCR_SOCKET_CONNECTIONS];
 } ZULCR_server_t;

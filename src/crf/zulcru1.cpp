@@ -11,22 +11,17 @@ ZULRA_CRF1_UNIT("zulcru1");
 
 int CRF1_Unregister(uint32_t command)
 {
-    RAS1_DECLARE_ENTRY(entry, "CRF1_Unregister", RAS1_PUBLIC);
-    RAS1_ENTRY(entry, classes, flow);
-
-    ZULCR_cvt_t *cvt = ZULCR_Cvt();
+    ZULCR_ENTRY("CRF1_Unregister", RAS1_PUBLIC);
+    ZULCR_cvt_t *cvt;
     void *record = nullptr;
-    if ((cvt->flags & ZULCR_BUILT) == 0 ||
-        RES1_Use(command, cvt->commandClass, &record) != STC1_Success) {
-        RAS1_EXIT_VALUE(entry, flow, CRF1_NotCommand);
-        return CRF1_NotCommand;
+    int status = ZULCR_Open(command, ZULCR_COMMAND, &cvt, &record);
+    if (status != CRF1_OK)
+        ZULCR_RETURN(status);
+    {
+        ZULSS_HOLD(&cvt->lock);
+        static_cast<ZULCR_mcb_t *>(record)->state = ZULCR_GONE;
     }
-    ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(record);
-    BSS1_GetLock(&cvt->lock);
-    mcb->state = ZULCR_GONE;
-    BSS1_ReleaseLock(&cvt->lock);
     RES1_Destroy(command);
     RES1_Drop(command);
-    RAS1_EXIT_VALUE(entry, flow, CRF1_OK);
-    return CRF1_OK;
+    ZULCR_RETURN(CRF1_OK);
 }

@@ -14,7 +14,8 @@
 //   that owns the list, `first` and `last`.  An empty list has both at the
 //   sentinel; a walk starts at `*first` and ends when it meets the sentinel.
 // - A ring without a head (the children of a resource, of whom the owner
-//   names one) has no sentinel: a lone record is a ring of its own.
+//   names one; a console's chunks of output) has no sentinel: a lone
+//   record is a ring of its own.
 //
 // Every link is stored with release order, and in an order that keeps a
 // forward walk sound for a reader that takes no lock (a signal handler
@@ -96,6 +97,17 @@ template <typename Node> inline void ZUL_RingUnlink(const ZUL_links<Node> &l, No
     Node *prev = ZUL_Prev(l, node);
     ZUL_SetLink(ZUL_NextLink(l, prev), next);
     ZUL_SetLink(ZUL_PrevLink(l, next), prev);
+}
+
+// Opens the ring without a head that `node` belongs to behind `node`: the
+// record that followed `node` becomes the first of a chain that ends with
+// `node`, whose forward link is then null.  Returns that first record.
+// The backward links are left as they were; a chain is walked forwards.
+template <typename Node> inline Node *ZUL_RingOpen(const ZUL_links<Node> &l, Node *node)
+{
+    Node *first = ZUL_Next(l, node);
+    ZUL_SetLink<Node>(ZUL_NextLink(l, node), nullptr);
+    return first;
 }
 
 // ------------------------------------------------------------------

@@ -41,6 +41,26 @@ uint32_t ZULPL_ThreadId(void);
 // Ends the calling thread with the given exit code.
 void ZULPL_ExitThread(int code) __attribute__((noreturn));
 
+// A thread that the library starts for itself (the console server's),
+// named by this word until it has been joined.
+typedef struct ZULPL_thread {
+    uintptr_t word;
+} ZULPL_thread_t;
+
+// Starts `routine(argument)` on a new thread.  The thread takes no
+// asynchronous signal, so that the program's handlers and sigwait loops
+// keep theirs; the synchronous ones stay open (ZULPL_SigSynchronous), so
+// that a fault on it meets a protected scope or the failure report as on
+// any other thread.  The caller's own mask is as it was.  0, or the
+// reason.
+int ZULPL_ThreadStart(ZULPL_thread_t *thread, void *(*routine)(void *), void *argument);
+
+// Waits for `thread` to end.
+void ZULPL_ThreadJoin(ZULPL_thread_t thread);
+
+// Whether `thread` is the calling thread.
+int ZULPL_ThreadIsCaller(ZULPL_thread_t thread);
+
 // Ends the process with the given status as exit() does: the program's
 // exit handlers run and its streams are flushed.
 void ZULPL_ExitProcess(int status) __attribute__((noreturn));

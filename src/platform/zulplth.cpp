@@ -1,7 +1,10 @@
-// Thread-local slot, thread identity and thread end.
+// Thread-local slot, thread identity, thread end, and the threads that
+// the library starts for itself.
 #include "platform/zulplat.h"
+#include "platform/zulplsg.h"
 
 #include <pthread.h>
+#include <string.h>
 #include <stdlib.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -60,4 +63,39 @@ void ZULPL_ExitThread(int code)
 void ZULPL_ExitProcess(int status)
 {
     exit(status);
+}
+
+static_assert(sizeof(pthread_t) <= sizeof(uintptr_t), "a thread's handle fits its word");
+
+static pthread_t handle_of(ZULPL_thread_t thread)
+{
+    pthread_t handle;
+    memcpy(&handle, &thread.word, sizeof handle);
+    return handle;
+}
+
+int ZULPL_ThreadStart(ZULPL_thread_t *thread, void *(*routine)(void *), void *argument)
+{
+    // The new thread inherits the mask in force when it is made: set it
+    // for that moment only.
+    uint64_t old = 0;
+    ZULPL_SigSetMask(~uint64_t{0}, ~ZULPL_SigSynchronous(), &old);
+    pthread_t handle;
+    int error = pthread_create(&handle, nullptr, routine, argument);
+    ZULPL_SigSetMask(~uint64_t{0}, old, nullptr);
+    if (error != 0)
+        return error;
+    thread->word = 0;
+    memcpy(&thread->word, &handle, sizeof handle);
+    return 0;
+}
+
+void ZULPL_ThreadJoin(ZULPL_thread_t thread)
+{
+    pthread_join(handle_of(thread), nullptr);
+}
+
+int ZULPL_ThreadIsCaller(ZULPL_thread_t thread)
+{
+    return pthread_equal(pthread_self(), handle_of(thread)) != 0;
 }

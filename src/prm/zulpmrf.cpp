@@ -5,15 +5,9 @@
 // one and goes on with the next physical line; blank lines are skipped;
 // the line feed and trailing white space are cut off.
 #include "prm/zulpm.h"
+#include "internal/zulascii.h"
 
 #include <stdlib.h>
-
-// White space as isspace() sees it in the C locale, whatever locale the
-// program has set.
-static bool is_space(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
-}
 
 // Reads one physical line into `to`, at most `room` - 1 bytes and the line
 // feed included, as fgets does but counting zero bytes too.  Returns the
@@ -78,7 +72,7 @@ int PRM1_ReadFile(ZULPM_file_t *file, char **line, uint32_t *length, uint32_t *n
         }
         midLine = false;
         --used;
-        while (used != 0 && is_space(file->buffer[used - 1]))
+        while (used != 0 && ZUL_AsciiSpace(static_cast<unsigned char>(file->buffer[used - 1])))
             --used;
         if (used != 0 && !numbered) {
             if (number != nullptr)

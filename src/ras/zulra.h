@@ -8,6 +8,8 @@
 #include <zul/bss1.h>
 #include <zul/ras1.h>
 
+#include "internal/zullinks.h"
+#include "internal/zullock.h"
 #include "internal/zulunits.h"
 
 // The process-wide sync word and the lock that guards registration.  It
@@ -25,25 +27,16 @@ typedef struct ZULRA_anchor {
 
 extern ZULRA_anchor_t ZULRA_anchor;
 
-// A list head of stores or filters.  Both records begin with `next` and
-// `prev`, so the head itself serves as the list's sentinel node: an empty
-// list has `next` and `prev` at the head, and a walk stops when it comes
-// back to `end`, which is the head's address.
-typedef struct ZULRA_list {
-    void *next;
-    void *prev;
-    void *end;
-} ZULRA_list_t;
-
 // Rows of the class table, stores, environment routines, format contexts
 // and filters; each is told with the part of the trace that owns it.
 struct ZULRA_class;
 struct ZULRA_store;
 struct ZULRA_envr;
 struct ZULRA_fctx;
+struct ZULRA_filter;
 
-// An exit routine as registered; nodes are pushed at the head and never
-// removed, so a walk without a lock is safe.
+// An exit routine as registered: a list that only grows at its head
+// (ZUL_Push), walked with no lock.
 typedef struct ZULRA_exit {
     struct ZULRA_exit *next;
     ZULRA_exitroutine_t routine;
@@ -127,7 +120,7 @@ enum { ZULRA_LIST_UNITS = 0, ZULRA_LIST_ENTRIES = 1, ZULRA_LIST_BUILDS = 2 };
 // at 4 bytes a word; with 8-byte words the same
 // 1021 slots take 8192 bytes.
 #define ZULRA_CHUNK_SLOTS 1021u
-#define ZULRA_CHUNK_BYTES ((uint32_t)(sizeof(ZULRA_chunk_t) + ZULRA_CHUNK_SLOTS * sizeof(void *)))
+#define ZULRA_CHUNK_BYTES static_cast<uint32_t>(sizeof(ZULRA_chunk_t) + ZULRA_CHUNK_SLOTS * sizeof(void *))
 
 // The string pool's index: a tree handle of the tree family (a pointer
 // and the four characters of its eye-catcher).
@@ -142,9 +135,12 @@ typedef struct ZULRA_pcb {
     ZULRA_anchor_t *anchor;
     struct ZULRA_store *defaultStore; // null until one is named
     struct ZULRA_envr *environments;
-    ZULRA_exit_t *exits;              // newest first; read without a lock
-    ZULRA_list_t stores;              // sorted
-    ZULRA_list_t filters;             // highest weight first
+    ZULRA_exit_t *exits;              // newest first; pushed and read without a lock
+    // The store list, sorted, and the filter list, highest weight first:
+    // rings through the records' own links (internal/zullinks.h) whose
+    // heads are these words; ZULRA_StoreLinks and ZULRA_FilterLinks say so.
+    struct ZULRA_store *firstStore, *lastStore;
+    struct ZULRA_filter *firstFilter, *lastFilter;
     char *poolNext;
     ZULSS_lock_t lock;                // the block lock
     ZULSS_lock_t poolLock;            // taken inside the block lock, never the reverse
@@ -168,7 +164,7 @@ extern ZULSS_descriptor_t ZULRA_pcbDescriptor;
 
 static inline ZULRA_pcb_t *ZULRA_Pcb(void)
 {
-    return (ZULRA_pcb_t *)ZULSS_PROCESS_BLOCK(&ZULRA_pcbDescriptor);
+    return static_cast<ZULRA_pcb_t *>(ZULSS_PROCESS_BLOCK(&ZULRA_pcbDescriptor));
 }
 
 // The constructor of the real descriptor.
@@ -193,15 +189,8 @@ static inline int ZULRA_ClassMatch(uint32_t want, uint32_t c)
 // the block lock.
 static inline void ZULRA_MoveSyncWord(ZULRA_pcb_t *block)
 {
+    ZUL_ASSERT_HELD(&block->lock);
     __atomic_fetch_add(&block->anchor->syncWord, 1u, __ATOMIC_RELEASE);
-}
-
-// True while no tracing is configured: no default class and no filter.
-// The caller holds the block lock.
-static inline int ZULRA_NothingConfigured(ZULRA_pcb_t *block)
-{
-    return __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED) == 0 &&
-           block->filters.next == block->filters.end;
 }
 
 // ------------------------------------------------------------------
@@ -214,8 +203,8 @@ typedef struct ZULRA_spe {
     uint32_t length;
 } ZULRA_spe_t;
 
-// A filter: a zeroed block from malloc.  `next` and `prev` come first, so
-// that the list head serves as the sentinel.
+// A filter: a zeroed block from malloc, linked into the filter list
+// through `next` and `prev`.
 typedef struct ZULRA_filter {
     struct ZULRA_filter *next, *prev;
     ZULRA_spe_t *unitName;  // prefix of unit.file, or null
@@ -228,6 +217,23 @@ typedef struct ZULRA_filter {
     uint32_t weight;        // savedWeight while active, 0 while suspended
     uint32_t id;            // odd, never reused
 } ZULRA_filter_t;
+
+// The links of the filter list.  Its sentinel, which stands for the head
+// in the links and is never read as a filter, is the block's address.
+static inline ZUL_links<ZULRA_filter_t> ZULRA_FilterLinks(ZULRA_pcb_t *block)
+{
+    return {&ZULRA_filter_t::next, &ZULRA_filter_t::prev,
+            reinterpret_cast<ZULRA_filter_t *>(block), &block->firstFilter, &block->lastFilter};
+}
+
+// True while no tracing is configured: no default class and no filter.
+// The caller holds the block lock.
+static inline int ZULRA_NothingConfigured(ZULRA_pcb_t *block)
+{
+    ZUL_ASSERT_HELD(&block->lock);
+    return __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED) == 0 &&
+           block->firstFilter == ZULRA_FilterLinks(block).head;
+}
 
 // The record that stands in for a text the pool had no memory for.
 extern ZULRA_spe_t ZULRA_noSpe;
@@ -245,7 +251,7 @@ ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t l
 void ZULRA_InsertFilter(ZULRA_pcb_t *block, ZULRA_filter_t *filter);
 
 // Unlinks `filter` from the list.  The caller holds the block lock.
-void ZULRA_UnlinkFilter(ZULRA_filter_t *filter);
+void ZULRA_UnlinkFilter(ZULRA_pcb_t *block, ZULRA_filter_t *filter);
 
 // The filter of that id, or null.  The caller holds the block lock.
 ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id);
@@ -273,6 +279,10 @@ void ZULRA_NormalizeUnit(ZULRA_unit_t *unit);
 // (zulraqn) and the writing of a line (zulrafo) belong to the log; the
 // start (zulrain), the pool (zulrasp), the filter walk (zulrafl) and the
 // banner (zulrasb) to the filters and the start.
+
+// Calls every exit routine, newest first, with `events` and `notice`.
+// The caller holds no lock of the trace.
+void ZULRA_CallExits(ZULRA_pcb_t *block, uint32_t events, ZULRA_notice_t *notice);
 
 // The start of the service: runs once per process, under once-only
 // construction, at the first sync that is not suspended.

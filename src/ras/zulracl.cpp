@@ -1,4 +1,5 @@
-// zulracl - the class table: the names of the bits of a class word.
+// zulracl - the class table, the names of the bits of a class word, and
+// ZULRA_FindClass, the one lookup of a class by its name.
 //
 // The order of the rows decides both which name an abbreviation reaches
 // (the first row that accepts it) and how a word is printed (the first
@@ -50,4 +51,16 @@ static constinit const ZULRA_class_t class_table[] = {
 const struct ZULRA_class *ZULRA_ClassTable(void)
 {
     return class_table;
+}
+
+const ZULRA_class_t *ZULRA_FindClass(const char *name, uint32_t length, int none)
+{
+    for (const ZULRA_class_t *row = class_table; row->text != nullptr; row++) {
+        if (row->value == 0 && !none)
+            return nullptr;
+        if (length >= row->minLength && length <= row->maxLength &&
+            BSS1_Match(name, row->text, length) == 0)
+            return row;
+    }
+    return nullptr;
 }

@@ -77,9 +77,9 @@ static void show_text(ZULSS_format_t *format, const char *label, const ZULRA_spe
 // The filters, lightest first, so that suspended ones (weight 0) lead.
 static void show_filters(ZULRA_pcb_t *block, ZULSS_format_t *format)
 {
-    BSS1_GetLock(&block->lock);
-    for (ZULRA_filter_t *f = (ZULRA_filter_t *)block->filters.prev;
-         f != (ZULRA_filter_t *)block->filters.end; f = f->prev) {
+    ZULSS_HOLD(&block->lock);
+    const ZUL_links<ZULRA_filter_t> links = ZULRA_FilterLinks(block);
+    for (ZULRA_filter_t *f = ZUL_Prev(links, links.head); f != links.head; f = ZUL_Prev(links, f)) {
         ZULSS_Print(format, "%08lX", static_cast<unsigned long>(f->id));
         show_text(format, "Unit", f->unitName);
         show_text(format, "Entry", f->entryName);
@@ -88,7 +88,6 @@ static void show_filters(ZULRA_pcb_t *block, ZULSS_format_t *format)
         ZULSS_Print(format, ", Class=");
         ZULRA_ShowClass(format, f->classes);
     }
-    BSS1_ReleaseLock(&block->lock);
 }
 
 // Writes one member of an enumeration list.
@@ -96,7 +95,7 @@ typedef void (*show_t)(ZULSS_format_t *format, const void *record);
 
 static void show_unit(ZULSS_format_t *format, const void *record)
 {
-    const ZULRA_unit_t *u = (const ZULRA_unit_t *)record;
+    const ZULRA_unit_t *u = static_cast<const ZULRA_unit_t *>(record);
     ZULSS_Print(format, "%.*s, %u, %.*s, %.*s, %.*s, %.*s\n", u->fileLen, u->file, u->format,
                 u->dateLen, u->date, u->timeLen, u->time, u->levelLen, u->level, u->compLen,
                 u->comp);
@@ -104,7 +103,7 @@ static void show_unit(ZULSS_format_t *format, const void *record)
 
 static void show_build(ZULSS_format_t *format, const void *record)
 {
-    const ZULRA_build_t *b = (const ZULRA_build_t *)record;
+    const ZULRA_build_t *b = static_cast<const ZULRA_build_t *>(record);
     ZULSS_Print(format, "\nComponent code: %s\n%16s\n", ZULRA_BuildValue(b, ZULRA_BUILD_COMPONENT),
                 "Values ...");
     for (uint32_t i = 0; i < b->valueCount && i < ZULRA_BUILD_VALUES; i++) {
@@ -136,8 +135,8 @@ static void show_list(ZULSS_format_t *format, uint32_t list, show_t show)
 
 static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_request_t *request)
 {
-    ZULRA_pcb_t *block = (ZULRA_pcb_t *)request->commandData;
-    const ZULCR_row_t *row = (const ZULCR_row_t *)request->subcommandData;
+    ZULRA_pcb_t *block = static_cast<ZULRA_pcb_t *>(request->commandData);
+    const ZULCR_row_t *row = static_cast<const ZULCR_row_t *>(request->subcommandData);
     int status = LEX1_OK;
 
     if (row->code == SUB_SET) {
@@ -151,7 +150,7 @@ static int ZULRA_Command(ZULLX_list_t *list, ZULSS_format_t *format, ZULCR_reque
         if (status == LEX1_OK) {
             switch (row->code) {
             case SUB_DUMPCVT:
-                BSS1_Dump(format, block, (uint32_t)sizeof *block);
+                BSS1_Dump(format, block, uint32_t{sizeof *block});
                 break;
             case SUB_LOG:
                 ZULRA_ShowCapture(block, format);

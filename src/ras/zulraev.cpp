@@ -19,7 +19,7 @@ static const char *const event_formats[] = {
 static void suspend(int by)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     uint32_t count = block->suspended;
     if (by > 0) {
         __atomic_store_n(&block->suspended, count + 1, __ATOMIC_RELEASE);
@@ -30,7 +30,6 @@ static void suspend(int by)
         if (count == 1)
             ZULRA_MoveSyncWord(block);
     }
-    BSS1_ReleaseLock(&block->lock);
 }
 
 int RAS1_Event(ZULRA_entry_t *entry, int line, int event, ...)

@@ -4,40 +4,33 @@
 
 #include <string.h>
 
-static ZULRA_filter_t *list_end(ZULRA_pcb_t *block)
-{
-    return (ZULRA_filter_t *)block->filters.end;
-}
-
 void ZULRA_InsertFilter(ZULRA_pcb_t *block, ZULRA_filter_t *filter)
 {
+    ZUL_ASSERT_HELD(&block->lock);
     // From the tail towards the head past every filter that is not
     // heavier; the new one goes right behind the first heavier filter, so
-    // it comes before older filters of its own weight.
-    ZULRA_filter_t *end = list_end(block);
-    ZULRA_filter_t *at = (ZULRA_filter_t *)block->filters.prev;
-    while (at != end && at->weight <= filter->weight)
-        at = at->prev;
-    // `at` is the heavier filter, or the head itself, which links the new
-    // filter first.
-    filter->prev = at;
-    filter->next = at->next;
-    at->next->prev = filter;
-    at->next = filter;
+    // it comes before older filters of its own weight.  A walk that runs
+    // off the head links it first.
+    const ZUL_links<ZULRA_filter_t> links = ZULRA_FilterLinks(block);
+    ZULRA_filter_t *at = ZUL_Prev(links, links.head);
+    while (at != links.head && at->weight <= filter->weight)
+        at = ZUL_Prev(links, at);
+    ZUL_RingInit(links, filter);
+    ZUL_RingSplice(links, at, filter);
     ZULRA_MoveSyncWord(block);
 }
 
-void ZULRA_UnlinkFilter(ZULRA_filter_t *filter)
+void ZULRA_UnlinkFilter(ZULRA_pcb_t *block, ZULRA_filter_t *filter)
 {
-    filter->prev->next = filter->next;
-    filter->next->prev = filter->prev;
-    filter->next = filter->prev = nullptr;
+    ZUL_ASSERT_HELD(&block->lock);
+    ZUL_RingUnlink(ZULRA_FilterLinks(block), filter);
 }
 
 ZULRA_filter_t *ZULRA_FindFilter(ZULRA_pcb_t *block, uint32_t id)
 {
-    ZULRA_filter_t *end = list_end(block);
-    for (ZULRA_filter_t *f = (ZULRA_filter_t *)block->filters.next; f != end; f = f->next)
+    ZUL_ASSERT_HELD(&block->lock);
+    const ZUL_links<ZULRA_filter_t> links = ZULRA_FilterLinks(block);
+    for (ZULRA_filter_t *f = ZUL_Next(links, links.head); f != links.head; f = ZUL_Next(links, f))
         if (f->id == id)
             return f;
     return nullptr;
@@ -51,10 +44,11 @@ static int begins(const ZULRA_spe_t *name, const char *text, uint32_t length)
 
 int ZULRA_MatchFilters(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t *classes)
 {
+    ZUL_ASSERT_HELD(&block->lock);
     static const char none[] = "";
     const ZULRA_unit_t *unit = entry->unit;
-    ZULRA_filter_t *end = list_end(block);
-    for (ZULRA_filter_t *f = (ZULRA_filter_t *)block->filters.next; f != end; f = f->next) {
+    const ZUL_links<ZULRA_filter_t> links = ZULRA_FilterLinks(block);
+    for (ZULRA_filter_t *f = ZUL_Next(links, links.head); f != links.head; f = ZUL_Next(links, f)) {
         // Suspended filters sort behind all active ones.
         if (f->weight == 0)
             break;

@@ -24,6 +24,13 @@ static ZULRA_spe_t **field_of(ZULRA_filter_t *filter, int32_t type)
     }
 }
 
+// Whether an element names a text that a filter keeps: types 4 to 6 are
+// accepted and do nothing, and an element without text names nothing.
+static bool kept(const ZULRA_elem_t *e)
+{
+    return e->length != 0 && e->type <= RAS1_FILTER_COMP;
+}
+
 // Is `filter` the one that `elements` describe?  Each element must find
 // its field filled with a text of its length that matches it without
 // case; an element that names nothing, or of a reserved type, finds no
@@ -35,7 +42,7 @@ static int same_filter(ZULRA_filter_t *filter, uint32_t weight, const ZULRA_elem
         return 0;
     for (uint32_t i = 0; i < count; i++) {
         const ZULRA_elem_t *e = &elements[i];
-        if (e->length == 0 || e->type > RAS1_FILTER_COMP)
+        if (!kept(e))
             return 0;
         const ZULRA_spe_t *have = *field_of(filter, e->type);
         if (have == nullptr || have->length != e->length ||
@@ -45,76 +52,98 @@ static int same_filter(ZULRA_filter_t *filter, uint32_t weight, const ZULRA_elem
     return 1;
 }
 
-int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint32_t count,
-                   uint32_t lineLow, uint32_t lineHigh)
+// Each element has a text and its length, or neither, and a type that a
+// filter knows.
+static bool elements_valid(const ZULRA_elem_t *elements, uint32_t count)
 {
-    if (lineHigh == 0)
-        lineHigh = 0xFFFFFFFFu;
     if (count == 0 || elements == nullptr)
-        return STC1_BadArgument;
+        return false;
     for (uint32_t i = 0; i < count; i++) {
         const ZULRA_elem_t *e = &elements[i];
         if ((e->text == nullptr) != (e->length == 0) || e->type < 0 || e->type > 6 ||
             e->length > RAS1_FILTER_TEXT_MAX)
-            return STC1_BadArgument;
+            return false;
     }
+    return true;
+}
 
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-
-    // The first UNIT text takes the form of unit names here, in the call
-    // itself, so that a filter made before the trace has started matches
-    // as well as one made after.
+// The first UNIT text takes the form of unit names here, in the call
+// itself, so that a filter made before the trace has started matches as
+// well as one made after.  Then the exit routines see the elements, with
+// no lock held, before they are weighed.
+static void prepare_elements(ZULRA_pcb_t *block, ZULRA_elem_t *elements, uint32_t count)
+{
     for (uint32_t i = 0; i < count; i++)
         if (elements[i].type == RAS1_FILTER_UNIT) {
             ZULRA_NormalizeName(&elements[i].text, &elements[i].length);
             break;
         }
-
-    // The exit routines see the elements before they are weighed, with no
-    // lock held.
     ZULRA_notice_t notice;
     memset(&notice, 0, sizeof notice);
     notice.size = sizeof notice;
     notice.elements = elements;
     notice.elementCount = count;
-    for (ZULRA_exit_t *node = __atomic_load_n(&block->exits, __ATOMIC_ACQUIRE); node;
-         node = node->next)
-        node->routine(RAS1_EXIT_FILTER, &node->user, &notice);
+    ZULRA_CallExits(block, RAS1_EXIT_FILTER, &notice);
+}
 
+// 1 and, for each element that a filter keeps, its length times the weight
+// of its type.
+static uint32_t weigh(const ZULRA_elem_t *elements, uint32_t count)
+{
     uint32_t weight = 1;
     for (uint32_t i = 0; i < count; i++)
         if (elements[i].type <= RAS1_FILTER_COMP)
             weight += elements[i].length * type_weight[elements[i].type];
+    return weight;
+}
 
-    BSS1_GetLock(&block->lock);
-    ZULRA_filter_t *end = (ZULRA_filter_t *)block->filters.end;
-    ZULRA_filter_t *filter = (ZULRA_filter_t *)block->filters.prev;
-    while (filter != end && !same_filter(filter, weight, elements, count))
-        filter = filter->prev;
-
-    int fresh = filter == end;
-    if (fresh) {
-        filter = (ZULRA_filter_t *)calloc(1, sizeof *filter);
-        if (filter == nullptr) {
-            BSS1_ReleaseLock(&block->lock);
-            return STC1_Shortage;
-        }
-        filter->savedWeight = filter->weight = weight;
-        filter->id = block->nextFilter;
-        block->nextFilter += 2;
-        for (uint32_t i = 0; i < count; i++) {
-            const ZULRA_elem_t *e = &elements[i];
-            if (e->length == 0 || e->type > RAS1_FILTER_COMP)
-                continue;
-            // A later element of a type replaces an earlier one.
+// A new filter of that weight with the texts of `elements` in the pool;
+// not yet in the list.  Null without memory.  The caller holds the block
+// lock.
+static ZULRA_filter_t *new_filter(ZULRA_pcb_t *block, uint32_t weight,
+                                  const ZULRA_elem_t *elements, uint32_t count)
+{
+    ZULRA_filter_t *filter = static_cast<ZULRA_filter_t *>(calloc(1, sizeof *filter));
+    if (filter == nullptr)
+        return nullptr;
+    filter->savedWeight = filter->weight = weight;
+    filter->id = block->nextFilter;
+    block->nextFilter += 2;
+    for (uint32_t i = 0; i < count; i++) {
+        const ZULRA_elem_t *e = &elements[i];
+        // A later element of a type replaces an earlier one.
+        if (kept(e))
             *field_of(filter, e->type) = ZULRA_InternString(block, e->text, e->length);
-        }
     }
+    return filter;
+}
+
+int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint32_t count,
+                   uint32_t lineLow, uint32_t lineHigh)
+{
+    if (lineHigh == 0)
+        lineHigh = 0xFFFFFFFFu;
+    if (!elements_valid(elements, count))
+        return STC1_BadArgument;
+
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+    prepare_elements(block, elements, count);
+    uint32_t weight = weigh(elements, count);
+
+    ZULSS_HOLD(&block->lock);
+    const ZUL_links<ZULRA_filter_t> links = ZULRA_FilterLinks(block);
+    ZULRA_filter_t *filter = ZUL_Prev(links, links.head);
+    while (filter != links.head && !same_filter(filter, weight, elements, count))
+        filter = ZUL_Prev(links, filter);
+
+    bool fresh = filter == links.head;
+    if (fresh && (filter = new_filter(block, weight, elements, count)) == nullptr)
+        return STC1_Shortage;
 
     uint32_t word = ZULRA_Complete(classes);
     // A reused filter that now says something else makes every record
-    // stale, as RAS1_SetFilter does; a new one has moved the sync word by
-    // its insertion.
+    // stale, as RAS1_SetFilter does; a new one moves the sync word by its
+    // insertion.
     if (!fresh && (filter->classes != word || filter->lineLow != lineLow ||
                    filter->lineHigh != lineHigh))
         ZULRA_MoveSyncWord(block);
@@ -125,7 +154,6 @@ int RAS1_NewFilter(uint32_t *id, uint32_t classes, ZULRA_elem_t *elements, uint3
         ZULRA_InsertFilter(block, filter);
     if (id != nullptr)
         *id = filter->id;
-    BSS1_ReleaseLock(&block->lock);
     return word != classes ? STC1_Warning : STC1_Success;
 }
 
@@ -136,19 +164,16 @@ int RAS1_SetFilter(uint32_t id, uint32_t *old, uint32_t classes)
     // does not say so.
     uint32_t word = ZULRA_Complete(classes);
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
-    if (filter == nullptr) {
-        BSS1_ReleaseLock(&block->lock);
+    if (filter == nullptr)
         return STC1_NotThere;
-    }
     if (old != nullptr)
         *old = filter->classes;
     if (filter->classes != word) {
         filter->classes = word;
         ZULRA_MoveSyncWord(block);
     }
-    BSS1_ReleaseLock(&block->lock);
     return STC1_Success;
 }
 
@@ -160,20 +185,16 @@ int RAS1_SetFilter(uint32_t id, uint32_t *old, uint32_t classes)
 static int set_suspended(uint32_t id, bool suspend)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    int status = STC1_Success;
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
-    if (filter == nullptr) {
-        status = STC1_NotThere;
-    } else if ((filter->weight == 0) == suspend) {
-        status = STC1_Warning;
-    } else {
-        ZULRA_UnlinkFilter(filter);
-        filter->weight = suspend ? 0 : filter->savedWeight;
-        ZULRA_InsertFilter(block, filter);
-    }
-    BSS1_ReleaseLock(&block->lock);
-    return status;
+    if (filter == nullptr)
+        return STC1_NotThere;
+    if ((filter->weight == 0) == suspend)
+        return STC1_Warning;
+    ZULRA_UnlinkFilter(block, filter);
+    filter->weight = suspend ? 0 : filter->savedWeight;
+    ZULRA_InsertFilter(block, filter);
+    return STC1_Success;
 }
 
 // RAS1_SuspendFilter: take a filter out of use and keep it.
@@ -192,33 +213,35 @@ int RAS1_ResumeFilter(uint32_t id)
 int RAS1_QueryFilter(uint32_t id, uint32_t *classes)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    int status = STC1_Success;
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
     if (filter == nullptr)
-        status = STC1_NotThere;
-    else if (classes == nullptr)
-        status = STC1_BadArgument;
-    else
-        *classes = filter->classes;
-    BSS1_ReleaseLock(&block->lock);
-    return status;
+        return STC1_NotThere;
+    if (classes == nullptr)
+        return STC1_BadArgument;
+    *classes = filter->classes;
+    return STC1_Success;
+}
+
+// Takes filter `id` out of the list; null if there is none.
+static ZULRA_filter_t *take_out(ZULRA_pcb_t *block, uint32_t id)
+{
+    ZULSS_HOLD(&block->lock);
+    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
+    if (filter != nullptr) {
+        ZULRA_UnlinkFilter(block, filter);
+        ZULRA_MoveSyncWord(block);
+    }
+    return filter;
 }
 
 // RAS1_DestroyFilter: remove a filter.  Its texts stay in the
 // pool, where other filters may share them.
 int RAS1_DestroyFilter(uint32_t id)
 {
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-    BSS1_GetLock(&block->lock);
-    ZULRA_filter_t *filter = ZULRA_FindFilter(block, id);
-    if (filter == nullptr) {
-        BSS1_ReleaseLock(&block->lock);
+    ZULRA_filter_t *filter = take_out(ZULRA_Pcb(), id);
+    if (filter == nullptr)
         return STC1_NotThere;
-    }
-    ZULRA_UnlinkFilter(filter);
-    ZULRA_MoveSyncWord(block);
-    BSS1_ReleaseLock(&block->lock);
     free(filter);
     return STC1_Success;
 }

@@ -10,8 +10,8 @@
 // a record on this thread: it would find its own construction and abort.
 #include "ras/zulralg.h"
 #include "internal/zulstart.h"
+#include "platform/zulplat.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -21,11 +21,12 @@ static constinit uint32_t ras1NotRead = 0;
 
 int ZULRA_Ras1NotRead(void)
 {
-    return (int)__atomic_load_n(&ras1NotRead, __ATOMIC_ACQUIRE);
+    return static_cast<int>(__atomic_load_n(&ras1NotRead, __ATOMIC_ACQUIRE));
 }
 
 void ZULRA_NoteStoreBeforeStart(ZULRA_pcb_t *block)
 {
+    ZUL_ASSERT_HELD(&block->lock);
     if (__atomic_load_n(&block->once, __ATOMIC_ACQUIRE) == 0)
         __atomic_store_n(&ras1NotRead, 1u, __ATOMIC_RELEASE);
 }
@@ -39,7 +40,7 @@ void ZULRA_LoadSettings(void)
 
     // The expression is read from a copy: the parser writes into its text
     // and the value belongs to the environment.
-    char *copy = (char *)malloc(expression + 1);
+    char *copy = static_cast<char *>(malloc(expression + 1));
     if (copy == nullptr)
         return;
     memcpy(copy, value, expression);
@@ -54,11 +55,13 @@ static const uint32_t one = 1;
 
 void InitializeRAS1(void *argument)
 {
-    ZULRA_pcb_t *block = (ZULRA_pcb_t *)argument;
+    ZULRA_pcb_t *block = static_cast<ZULRA_pcb_t *>(argument);
 
-    BSS1_GetLock(&block->lock);
-    uint32_t stores = block->storeCount;
-    BSS1_ReleaseLock(&block->lock);
+    uint32_t stores;
+    {
+        ZULSS_HOLD(&block->lock);
+        stores = block->storeCount;
+    }
     // A process that registered a store of its own before its first
     // traced call has chosen its log itself.
     if (stores == 0)
@@ -68,27 +71,24 @@ void InitializeRAS1(void *argument)
 
     unsigned char first;
     memcpy(&first, &one, 1);
-    if (first != 1) {
-        // Like every message before an abort, on standard error.
-        fprintf(stderr, "MAC1_ENV_LENDIAN option does not match runtime environment: %d\n",
-                first);
-        fflush(stderr);
-        abort();
-    }
+    // Like every message before an abort, on standard error.
+    if (first != 1)
+        ZULPL_Abort("MAC1_ENV_LENDIAN option does not match runtime environment: %d\n", first);
 
     // The library's own build record is known from the start, whether
     // or not one of its units is ever traced.
     ZULRA_build_t *build = nullptr;
     ZULRA_BuildInfo(&build);
     if (build != nullptr) {
-        BSS1_GetLock(&block->anchor->lock);
+        ZULSS_HOLD(&block->anchor->lock);
         ZULRA_Remember(block, ZULRA_LIST_BUILDS, build);
-        BSS1_ReleaseLock(&block->anchor->lock);
     }
 
-    BSS1_GetLock(&block->lock);
-    int configured = !ZULRA_NothingConfigured(block);
-    BSS1_ReleaseLock(&block->lock);
+    int configured;
+    {
+        ZULSS_HOLD(&block->lock);
+        configured = !ZULRA_NothingConfigured(block);
+    }
     if (configured && build != nullptr)
         ZULRA_ShowBuild(build);
 

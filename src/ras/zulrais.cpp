@@ -18,6 +18,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "internal/zulascii.h"
 #include "platform/zulplat.h"
 
 ZULRA_PARSER_UNIT("zulrais");
@@ -39,20 +40,21 @@ RAS1_DECLARE_ENTRY(parse_entry, "ParseExpression", 0);
 #define MOST_INCLUSIONS 256u
 
 // Character classes of the C locale, whatever locale the program set.
-static int is_space(unsigned char c)
+static bool is_space(char c)
 {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    return ZUL_AsciiSpace(static_cast<unsigned char>(c));
 }
 
-static int is_punct(unsigned char c)
+// What separates items of a level: white space and punctuation but ":".
+static bool separates(char c)
 {
-    return (c >= 0x21 && c <= 0x2F) || (c >= 0x3A && c <= 0x40) || (c >= 0x5B && c <= 0x60) ||
-           (c >= 0x7B && c <= 0x7E);
+    return c != ':' && (is_space(c) || ZUL_AsciiPunct(static_cast<unsigned char>(c)));
 }
 
-static char upper(char c)
+// What ends a token: white space and punctuation but ":" and "_".
+static bool ends_token(char c)
 {
-    return (c >= 'a' && c <= 'z') ? (char)(c - 'a' + 'A') : c;
+    return c != '_' && separates(c);
 }
 
 static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLeft);
@@ -68,14 +70,14 @@ static int read_line(FILE *file, char *line, uint32_t *left)
     int n = 0;
     int dropping = 0;
     int c = 0;
-    while (n < (int)LONGEST_LINE && (c = getc_unlocked(file)) != EOF) {
+    while (n < static_cast<int>(LONGEST_LINE) && (c = getc_unlocked(file)) != EOF) {
         if (*left == 0)
             return -2;
         (*left)--;
         if (c == '\0')
             dropping = 1;
         if (!dropping || c == '\n')
-            line[n++] = (char)c;
+            line[n++] = static_cast<char>(c);
         if (c == '\n')
             break;
     }
@@ -88,7 +90,7 @@ static int read_line(FILE *file, char *line, uint32_t *left)
 // a regular file is read, and at most ZULPL_TEXT_LIMIT bytes of it.
 static int include_file(const char *name, uint32_t length, int depth, uint32_t *filesLeft)
 {
-    while (length > 0 && is_space((unsigned char)name[length - 1]))
+    while (length > 0 && is_space(name[length - 1]))
         length--;
     char path[LONGEST_LINE + 1];
     memcpy(path, name, length);
@@ -116,17 +118,18 @@ static int include_file(const char *name, uint32_t length, int depth, uint32_t *
     int status = STC1_Success;
     int n = -1;
     while (status == STC1_Success && (n = read_line(file, line, &left)) >= 0)
-        status = parse_level(line, (uint32_t)n, depth + 1, filesLeft);
+        status = parse_level(line, static_cast<uint32_t>(n), depth + 1, filesLeft);
     fclose(file);
     if (status == STC1_Success && n == -2) {
         RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "File cut at %u bytes: %s\n",
-                 (uint32_t)ZULPL_TEXT_LIMIT, path);
+                 uint32_t{ZULPL_TEXT_LIMIT}, path);
         status = STC1_ProtocolError;
     }
     return status;
 }
 
-// The element type of an upper-case keyword, or -1.
+// The element type of a keyword in any case, or -1.  Keywords are not
+// abbreviated.
 static int keyword_type(const char *word, uint32_t length)
 {
     static const struct {
@@ -137,7 +140,7 @@ static int keyword_type(const char *word, uint32_t length)
                     {"LEVEL", RAS1_FILTER_LEVEL},
                     {"COMP", RAS1_FILTER_COMP}};
     for (const auto &k : keywords)
-        if (strlen(k.name) == length && memcmp(k.name, word, length) == 0)
+        if (strlen(k.name) == length && BSS1_Match(k.name, word, length) == 0)
             return k.type;
     return -1;
 }
@@ -149,114 +152,134 @@ static int class_value(const char *token, uint32_t n, uint32_t *value)
         RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Class name too long: %*.*s\n", n, n, token);
         return STC1_BadObject;
     }
-    char name[LONGEST_NAME];
-    for (uint32_t i = 0; i < n; i++)
-        name[i] = upper(token[i]);
-    for (const ZULRA_class_t *row = ZULRA_ClassTable(); row->text != nullptr; row++)
-        if (n >= row->minLength && n <= row->maxLength && memcmp(name, row->text, n) == 0) {
-            *value |= row->value;
-            return STC1_Success;
-        }
-    RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Class name not recognized: %*.*s\n", n, n, token);
-    return STC1_BadArgument;
+    const ZULRA_class_t *row = ZULRA_FindClass(token, n, 1);
+    if (row == nullptr) {
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Class name not recognized: %*.*s\n", n, n,
+                 token);
+        return STC1_BadArgument;
+    }
+    *value |= row->value;
+    return STC1_Success;
 }
 
-// One level: ParseExpression.
+// What one level has collected: class names and filter elements, applied
+// together at its end.
+struct Level {
+    ZULRA_elem_t elements[MAX_ELEMENTS];
+    uint32_t count;
+    uint32_t classes;
+    uint32_t tokens;
+};
+
+// A group, at the "(" of text[*at]: its text runs to the first ")" and is
+// parsed and applied at once, as a level of its own, while the enclosing
+// level is still being read; *groupStatus gets its status and *at moves
+// behind the ")".  A "(" with no ")" behind it, or with one right behind
+// it, is a syntax error of the enclosing level.
+static int take_group(char *text, uint32_t length, uint32_t *at, int depth, uint32_t *filesLeft,
+                      int *groupStatus)
+{
+    uint32_t open = *at;
+    uint32_t close = open + 1;
+    while (close < length && text[close] != ')')
+        close++;
+    if (close >= length || close == open + 1) {
+        uint32_t rest = length - open - 1;
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Syntax error: %*.*s\n", rest, rest,
+                 text + open + 1);
+        return STC1_ProtocolError;
+    }
+    *groupStatus = parse_level(text + open + 1, close - open - 1, depth, filesLeft);
+    *at = close + 1;
+    return STC1_Success;
+}
+
+// A token of the level: a filter element where a ":" stands at place 1
+// to 5 with a value behind it, else a class name.
+static int take_token(Level *level, char *token, uint32_t n)
+{
+    level->tokens++;
+    const char *colon = static_cast<const char *>(memchr(token, ':', n));
+    uint32_t place = colon != nullptr ? static_cast<uint32_t>(colon - token) : 0;
+    if (colon == nullptr || place < 1 || place > 5 || place + 1 >= n)
+        return class_value(token, n, &level->classes);
+
+    int type = keyword_type(token, place);
+    if (type < 0) {
+        char keyword[6];
+        for (uint32_t i = 0; i < place; i++)
+            keyword[i] = static_cast<char>(ZUL_AsciiUpper(static_cast<unsigned char>(token[i])));
+        keyword[place] = '\0';
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Filter keyword not recognized: %s\n",
+                 keyword);
+        return STC1_BadArgument;
+    }
+    if (level->count == MAX_ELEMENTS) {
+        RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Too many filter elements: %*.*s\n", n, n,
+                 token);
+        return STC1_BadArgument;
+    }
+    ZULRA_elem_t *e = &level->elements[level->count++];
+    e->text = token + place + 1;
+    e->length = n - place - 1;
+    e->type = type;
+    return STC1_Success;
+}
+
+// The end of a level that went well: its elements make one filter with
+// its class names, or its class names alone set the default class.  A
+// level without a token applies nothing.
+static int apply_level(Level *level)
+{
+    if (level->tokens == 0)
+        return STC1_Success;
+    int status;
+    if (level->count != 0) {
+        status = RAS1_NewFilter(nullptr, level->classes, level->elements, level->count, 0, 0);
+        if (status != STC1_Success && status != STC1_Warning)
+            RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "RAS1_NewFilter(%d)\n", status);
+    } else {
+        status = RAS1_SetClass(nullptr, level->classes);
+        if (status != STC1_Success && status != STC1_Warning)
+            RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "RAS1_SetClass(%d)\n", status);
+    }
+    return status == STC1_Warning ? STC1_Success : status;
+}
+
+// One level: ParseExpression.  A group's status replaces that of the
+// group before it; a failed group ends the level at its next token, or at
+// its end.
 static int parse_level(char *text, uint32_t length, int depth, uint32_t *filesLeft)
 {
     if (length >= 2 && length <= LONGEST_LINE && text[0] == '<')
         return include_file(text + 1, length - 1, depth, filesLeft);
 
-    ZULRA_elem_t elements[MAX_ELEMENTS];
-    uint32_t count = 0;
-    uint32_t classes = 0;
-    uint32_t tokens = 0;
+    Level level = {};
     int groupStatus = STC1_Success;
     uint32_t at = 0;
-
     while (at < length) {
-        unsigned char c = (unsigned char)text[at];
-
-        // A group: parsed and applied at once, as a level of its own.
-        if (c == '(' && length - at >= 3) {
-            uint32_t close = at + 1;
-            while (close < length && text[close] != ')')
-                close++;
-            if (close >= length || close == at + 1) {
-                uint32_t rest = length - at - 1;
-                RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Syntax error: %*.*s\n", rest, rest,
-                         text + at + 1);
-                return STC1_ProtocolError;
-            }
-            groupStatus = parse_level(text + at + 1, close - at - 1, depth, filesLeft);
-            at = close + 1;
+        if (text[at] == '(' && length - at >= 3) {
+            int status = take_group(text, length, &at, depth, filesLeft, &groupStatus);
+            if (status != STC1_Success)
+                return status;
             continue;
         }
-        if (c != ':' && (is_space(c) || is_punct(c))) {
+        if (separates(text[at])) {
             at++;
             continue;
         }
-
-        // A token; a failed group ends the level here.
         if (groupStatus != STC1_Success)
             return groupStatus;
         uint32_t start = at;
-        while (at < length) {
-            unsigned char t = (unsigned char)text[at];
-            if (is_space(t) || (is_punct(t) && t != ':' && t != '_'))
-                break;
+        while (at < length && !ends_token(text[at]))
             at++;
-        }
-        char *token = text + start;
-        uint32_t n = at - start;
-        tokens++;
-
-        const char *colon = (const char *)memchr(token, ':', n);
-        uint32_t place = colon ? (uint32_t)(colon - token) : 0;
-        if (colon != nullptr && place >= 1 && place <= 5 && place + 1 < n) {
-            char keyword[6];
-            for (uint32_t i = 0; i < place; i++)
-                keyword[i] = upper(token[i]);
-            keyword[place] = '\0';
-            int type = keyword_type(keyword, place);
-            if (type < 0) {
-                RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Filter keyword not recognized: %s\n",
-                         keyword);
-                return STC1_BadArgument;
-            }
-            if (count == MAX_ELEMENTS) {
-                RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "Too many filter elements: %*.*s\n", n, n,
-                         token);
-                return STC1_BadArgument;
-            }
-            elements[count].text = token + place + 1;
-            elements[count].length = n - place - 1;
-            elements[count].type = type;
-            count++;
-            continue;
-        }
-
-        int status = class_value(token, n, &classes);
+        int status = take_token(&level, text + start, at - start);
         if (status != STC1_Success)
             return status;
     }
-
     if (groupStatus != STC1_Success)
         return groupStatus;
-    if (tokens == 0)
-        return STC1_Success;
-
-    int status;
-    if (count != 0) {
-        status = RAS1_NewFilter(nullptr, classes, elements, count, 0, 0);
-        if (status != STC1_Success && status != STC1_Warning)
-            RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "RAS1_NewFilter(%d)\n", status);
-    } else {
-        status = RAS1_SetClass(nullptr, classes);
-        if (status != STC1_Success && status != STC1_Warning)
-            RAS1_Log(&parse_entry, __LINE__, RAS1_ERROR, "RAS1_SetClass(%d)\n", status);
-    }
-    return status == STC1_Warning ? STC1_Success : status;
+    return apply_level(&level);
 }
 
 int RAS1_InterpretString(char *text, uint32_t length)

@@ -40,7 +40,7 @@ int ZULRA_LoadJournal(ZULRA_target_t *target, char *why, size_t size)
         snprintf(why, size, "%s: %s", JOURNAL_SOCKET, ZULPL_ErrorText(error));
         return -1;
     }
-    target->send = (int (*)(const struct iovec *, int))routine;
+    target->send = reinterpret_cast<int (*)(const struct iovec *, int)>(routine);
     char program[64];
     if (BSS1_Info(4, program, sizeof program) == 0)
         snprintf(program, sizeof program, "zul");
@@ -96,13 +96,13 @@ static void add_number(Fields *f, const char *name, long long value)
 {
     char digits[24];
     int n = snprintf(digits, sizeof digits, "%lld", value);
-    add(f, name, digits, (size_t)n);
+    add(f, name, digits, static_cast<size_t>(n));
 }
 
 int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                        uint32_t flags)
 {
-    ZULRA_target_t *target = (ZULRA_target_t *)data;
+    ZULRA_target_t *target = static_cast<ZULRA_target_t *>(data);
     if (target == nullptr || target->send == nullptr || length == 0)
         return 0;
     ZULRA_message_t m;
@@ -114,16 +114,16 @@ int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entr
     // that, cut.
     static const char name[] = "MESSAGE=";
     const size_t nameLength = sizeof name - 1;
-    size_t need = nameLength + (size_t)m.length;
+    size_t need = nameLength + m.length;
     char small[2048];
     char *field = small;
     size_t room = sizeof small;
     if (need > room) {
         if (need > target->bufferSize) {
-            char *grown = (char *)realloc(target->buffer, need);
+            char *grown = static_cast<char *>(realloc(target->buffer, need));
             if (grown != nullptr) {
                 target->buffer = grown;
-                target->bufferSize = (uint32_t)need;
+                target->bufferSize = static_cast<uint32_t>(need);
             }
         }
         if (need <= target->bufferSize) {
@@ -156,7 +156,7 @@ int ZULRA_WriteJournal(void *data, const char *text, uint32_t length, ZULRA_entr
     }
     char stamp[24];
     int n = snprintf(stamp, sizeof stamp, "%08X.%08X", m.time.seconds, m.time.nanoseconds);
-    add(&f, "ZUL_TIME", stamp, (size_t)n);
+    add(&f, "ZUL_TIME", stamp, static_cast<size_t>(n));
     (void)target->send(f.vector, f.count);
     return 0;
 }

@@ -32,7 +32,7 @@ struct Out {
 
 void flush(Out *o)
 {
-    (void)ZULRA_Put(o->target, o->base, (uint32_t)(o->at - o->base), o->flags);
+    (void)ZULRA_Put(o->target, o->base, static_cast<uint32_t>(o->at - o->base), o->flags);
     o->at = o->base;
 }
 
@@ -41,7 +41,7 @@ void put(Out *o, const char *text, size_t length)
     while (length > 0) {
         if (o->at == o->end)
             flush(o);
-        size_t n = (size_t)(o->end - o->at);
+        size_t n = static_cast<size_t>(o->end - o->at);
         if (n > length)
             n = length;
         memcpy(o->at, text, n);
@@ -61,10 +61,10 @@ void put_unsigned(Out *o, uint64_t value, int width)
     char digits[24];
     int n = 0;
     do {
-        digits[sizeof digits - 1 - n++] = (char)('0' + value % 10);
+        digits[sizeof digits - 1 - n++] = static_cast<char>('0' + value % 10);
         value /= 10;
     } while (value != 0 || n < width);
-    put(o, digits + sizeof digits - n, (size_t)n);
+    put(o, digits + sizeof digits - n, static_cast<size_t>(n));
 }
 
 // The length of the well-formed UTF-8 sequence at `p` (up to `end`), or 0
@@ -93,7 +93,7 @@ size_t utf8_length(const unsigned char *p, const unsigned char *end)
     } else {
         return 0;
     }
-    if ((size_t)(end - p) < need || p[1] < low || p[1] > high)
+    if (static_cast<size_t>(end - p) < need || p[1] < low || p[1] > high)
         return 0;
     for (size_t i = 2; i < need; i++)
         if ((p[i] & 0xC0) != 0x80)
@@ -105,7 +105,7 @@ size_t utf8_length(const unsigned char *p, const unsigned char *end)
 void put_string(Out *o, const char *text, size_t length)
 {
     static const char hex[] = "0123456789abcdef";
-    const unsigned char *p = (const unsigned char *)text;
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
     const unsigned char *end = p + length;
     put(o, "\"", 1);
     while (p < end) {
@@ -113,7 +113,7 @@ void put_string(Out *o, const char *text, size_t length)
         const unsigned char *run = p;
         while (p < end && *p >= 0x20 && *p < 0x7F && *p != '"' && *p != '\\')
             p++;
-        put(o, (const char *)run, (size_t)(p - run));
+        put(o, reinterpret_cast<const char *>(run), static_cast<size_t>(p - run));
         if (p == end)
             break;
         unsigned char c = *p;
@@ -137,7 +137,7 @@ void put_string(Out *o, const char *text, size_t length)
             put(o, "\\ufffd", 6);
             p++;
         } else {
-            put(o, (const char *)p, n);
+            put(o, reinterpret_cast<const char *>(p), n);
             p += n;
         }
     }
@@ -149,13 +149,13 @@ void civil(int64_t days, int64_t *year, unsigned *month, unsigned *day)
 {
     days += 719468;
     int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-    unsigned doe = (unsigned)(days - era * 146097);
+    unsigned doe = static_cast<unsigned>(days - era * 146097);
     unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
     unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
     unsigned mp = (5 * doy + 2) / 153;
     *day = doy - (153 * mp + 2) / 5 + 1;
     *month = mp < 10 ? mp + 3 : mp - 9;
-    *year = (int64_t)yoe + era * 400 + (*month <= 2);
+    *year = int64_t{yoe} + era * 400 + (*month <= 2);
 }
 
 void put_time(Out *o, const ZULSS_time_t &time)
@@ -166,7 +166,7 @@ void put_time(Out *o, const ZULSS_time_t &time)
     civil(seconds / 86400, &year, &month, &day);
     uint32_t inDay = seconds % 86400;
     put(o, "\"", 1);
-    put_unsigned(o, (uint64_t)year, 4);
+    put_unsigned(o, static_cast<uint64_t>(year), 4);
     put(o, "-", 1);
     put_unsigned(o, month, 2);
     put(o, "-", 1);
@@ -203,11 +203,11 @@ bool reserve(ZULRA_target_t *target, size_t need)
         size *= 2;
     if (size > UINT32_MAX)
         size = need;
-    char *grown = (char *)realloc(target->buffer, size);
+    char *grown = static_cast<char *>(realloc(target->buffer, size));
     if (grown == nullptr)
         return false;
     target->buffer = grown;
-    target->bufferSize = (uint32_t)size;
+    target->bufferSize = static_cast<uint32_t>(size);
     return true;
 }
 
@@ -226,14 +226,14 @@ void put_field(Out *o, const char *name, const char *text, size_t length)
 int ZULRA_WriteJson(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,
                     uint32_t flags)
 {
-    ZULRA_target_t *target = (ZULRA_target_t *)data;
+    ZULRA_target_t *target = static_cast<ZULRA_target_t *>(data);
     if (target == nullptr || length == 0)
         return 0;
     ZULRA_message_t m;
     ZULRA_TakeApart(text, length, entry, flags, &m);
 
     // Every byte of a name or the message takes at most six.
-    size_t need = 256 + 6 * ((size_t)m.length + m.unitLength + m.functionLength + m.componentLength);
+    size_t need = 256 + 6 * (size_t{m.length} + m.unitLength + m.functionLength + m.componentLength);
     char small[1024];
     Out o;
     if (reserve(target, need))
@@ -251,7 +251,7 @@ int ZULRA_WriteJson(void *data, const char *text, uint32_t length, ZULRA_entry_t
         int64_t line = m.line;
         if (line < 0)
             put(&o, "-", 1);
-        put_unsigned(&o, (uint64_t)(line < 0 ? -line : line), 1);
+        put_unsigned(&o, static_cast<uint64_t>(line < 0 ? -line : line), 1);
     } else {
         put_text(&o, "null");
     }

@@ -22,8 +22,16 @@ typedef struct ZULRA_class {
     const char *text;
 } ZULRA_class_t;
 
-// A store: a block from malloc, zeroed, never freed.  `next` and `prev`
-// come first, so that the list head serves as the list's sentinel.
+// The first row of the class table that takes `name`, `length` bytes in
+// any case, as a class name: `length` lies within the row's bounds and the
+// text begins the row's name.  Rows are tried in their order, so "ST" is
+// STATE and "STO" STORAGE.  NONE, the one named row of value 0 and the
+// last, is known only where `none` is set (expressions and `ras1 set`,
+// not RAS1_QueryClassValue).  Null where no row takes it.
+const ZULRA_class_t *ZULRA_FindClass(const char *name, uint32_t length, int none);
+
+// A store: a block from malloc, zeroed, never freed, linked into the
+// store list through `next` and `prev`.
 typedef struct ZULRA_store {
     struct ZULRA_store *next, *prev;
     ZULRA_write_t write;
@@ -154,10 +162,12 @@ static inline uint32_t ZULRA_Complete(uint32_t v)
     return c;
 }
 
-// The first store of the list, or the list's end.
-static inline ZULRA_store_t *ZULRA_StoreEnd(ZULRA_pcb_t *block)
+// The links of the store list.  Its sentinel, which stands for the head
+// in the links and is never read as a store, is the block's address.
+static inline ZUL_links<ZULRA_store_t> ZULRA_StoreLinks(ZULRA_pcb_t *block)
 {
-    return (ZULRA_store_t *)block->stores.end;
+    return {&ZULRA_store_t::next, &ZULRA_store_t::prev, reinterpret_cast<ZULRA_store_t *>(block),
+            &block->firstStore, &block->lastStore};
 }
 
 // Copies a store name of 1 to 8 bytes to an 8-byte field of blanks, in
@@ -173,6 +183,9 @@ ZULRA_store_t *ZULRA_FindStore(ZULRA_pcb_t *block, const char field[8]);
 // class-less store last.  Moves the sync word.  The caller holds the block
 // lock.
 void ZULRA_InsertStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
+
+// Unlinks `store` from the list.  The caller holds the block lock.
+void ZULRA_UnlinkStore(ZULRA_pcb_t *block, ZULRA_store_t *store);
 
 // The output routine of every log format object.
 int ZULRA_FormatHandler(void *context, char *records, uint32_t count);
@@ -263,24 +276,24 @@ typedef struct ZULRA_target {
 
 // What the text behind the last ">" of ZUL_RAS1 asks for.  `name` points
 // into the value.
-typedef struct ZULRA_targetspec {
+typedef struct ZULRA_targetname {
     uint32_t form;
     uint32_t append;
     uint32_t stream;    // 1 or 2: standard output or error; 0: a file
     const char *name;   // the file's name, without white space around it
     uint32_t nameLength;
-} ZULRA_targetspec_t;
+} ZULRA_targetname_t;
 
 // Splits a ZUL_RAS1 value into its expression and its target: returns the
-// expression's length and fills `spec`.  A value without ">" is all
+// expression's length and fills `choice`.  A value without ">" is all
 // expression, with standard output as target.
-uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetspec_t *spec);
+uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetname_t *choice);
 
-// Opens the target `spec` into `target`.  A target that cannot be opened
+// Opens the target `choice` into `target`.  A target that cannot be opened
 // says so in one line on standard error, naming what it could not open
 // and why, and leaves `target` on standard error in the same form
 // (the journal's lines as text).
-void ZULRA_OpenTarget(ZULRA_target_t *target, const ZULRA_targetspec_t *spec);
+void ZULRA_OpenTarget(ZULRA_target_t *target, const ZULRA_targetname_t *choice);
 
 // Gives the process its default store on the target that the ZUL_RAS1
 // value `value` (null when unset) names, and takes SIGHUP where

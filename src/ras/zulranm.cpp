@@ -14,10 +14,7 @@
 
 #include <string.h>
 
-static int is_space(unsigned char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
+#include "internal/zulascii.h"
 
 void ZULRA_NormalizeName(char **text, uint32_t *length)
 {
@@ -29,25 +26,25 @@ void ZULRA_NormalizeName(char **text, uint32_t *length)
     // Cut up to each "/", then each "\", but keep a separator that ends
     // the name: "a/b/" stays "b/".
     for (;;) {
-        char *cut = (char *)memchr(t, '/', n);
+        char *cut = static_cast<char *>(memchr(t, '/', n));
         if (cut == nullptr)
-            cut = (char *)memchr(t, '\\', n);
+            cut = static_cast<char *>(memchr(t, '\\', n));
         if (cut == nullptr || cut == t + n - 1)
             break;
-        n -= (uint32_t)(cut + 1 - t);
+        n -= static_cast<uint32_t>(cut + 1 - t);
         t = cut + 1;
     }
-    while (n > 0 && is_space((unsigned char)t[n - 1]))
+    while (n > 0 && ZUL_AsciiSpace(static_cast<unsigned char>(t[n - 1])))
         n--;
     for (uint32_t i = 0; i < n; i++)
-        if (t[i] >= 'A' && t[i] <= 'Z')
-            t[i] = (char)(t[i] - 'A' + 'a');
+        t[i] = static_cast<char>(ZUL_AsciiLower(static_cast<unsigned char>(t[i])));
     *text = t;
     *length = n;
 }
 
 void ZULRA_NormalizeUnit(ZULRA_unit_t *unit)
 {
+    ZUL_ASSERT_HELD(&ZULRA_anchor.lock);
     if (unit->file == nullptr)
         return;
     char *end = unit->file + unit->fileLen;

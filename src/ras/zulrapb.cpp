@@ -1,7 +1,9 @@
 // zulrapb - the anchor, the two descriptors of the process block, and
 // ZULRA_ConstructPCB.
 #include "ras/zulra.h"
+#include "ras/zulralg.h"
 #include "internal/zulcommands.h"
+#include "internal/zulforward.h"
 
 #include <stdlib.h>
 
@@ -10,43 +12,29 @@ static_assert(ZULRA_CHUNK_BYTES == (sizeof(void *) == 8 ? 8192u : 4096u),
 
 constinit ZULRA_anchor_t ZULRA_anchor = {};
 
-static void forward_pcb(void *word);
-
-// The real descriptor builds the block; the public one is a word block
-// whose constructor resolves the real one, so that the family reads the
-// block through one inline test of the public `result`.
+// The real descriptor builds the block; the public one forwards to it
+// (internal/zulforward.h), so that the family reads the block through one
+// inline test of the public `result`.
 static constinit ZULSS_descriptor_t real_descriptor = {
     sizeof(ZULRA_pcb_t), ZULRA_ConstructPCB, nullptr, 0, 0};
 
-constinit ZULSS_descriptor_t ZULRA_pcbDescriptor = {0, forward_pcb, nullptr, 0, 0};
-
-static void forward_pcb(void *word)
-{
-    *(void **)word = BSS1_ResolveProcess(&real_descriptor, __FILE__, __LINE__);
-}
+ZULSS_FORWARDING_DESCRIPTOR(ZULRA_pcbDescriptor, real_descriptor);
 
 static void init_anchor_lock(void *lock)
 {
-    BSS1_InitializeLock((ZULSS_lock_t *)lock);
-}
-
-static void make_empty(ZULRA_list_t *list)
-{
-    list->next = list;
-    list->prev = list;
-    list->end = list;
+    BSS1_InitializeLock(static_cast<ZULSS_lock_t *>(lock));
 }
 
 void ZULRA_ConstructPCB(void *argument)
 {
-    ZULRA_pcb_t *block = (ZULRA_pcb_t *)argument;
+    ZULRA_pcb_t *block = static_cast<ZULRA_pcb_t *>(argument);
 
     BSS1_InitializeOnce(&ZULRA_anchor.once, init_anchor_lock, &ZULRA_anchor.lock, __FILE__,
                         __LINE__);
     block->anchor = &ZULRA_anchor;
 
-    make_empty(&block->stores);
-    make_empty(&block->filters);
+    ZUL_RingInit(ZULRA_StoreLinks(block), ZULRA_StoreLinks(block).head);
+    ZUL_RingInit(ZULRA_FilterLinks(block), ZULRA_FilterLinks(block).head);
 
     ZULRA_CreatePool(block);
 

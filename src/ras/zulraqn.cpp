@@ -13,22 +13,12 @@
 
 #include <string.h>
 
-// The first row that takes the first `length` characters of `text` as a
-// name, searched as RAS1_QueryClassValue searches; null if none does.
-static const ZULRA_class_t *row_taking(const char *text, uint32_t length)
-{
-    for (const ZULRA_class_t *row = ZULRA_ClassTable(); row->value != 0; row++)
-        if (length >= row->minLength && length <= row->maxLength &&
-            memcmp(row->text, text, length) == 0)
-            return row;
-    return nullptr;
-}
-
-// The length in which `row` prints: the shortest that reads back to it.
+// The length in which `row` prints: the shortest start of its name that
+// RAS1_QueryClassValue reads back as this row.
 static uint32_t printed_length(const ZULRA_class_t *row)
 {
     for (uint32_t n = row->minLength; n < row->maxLength; n++)
-        if (row_taking(row->text, n) == row)
+        if (ZULRA_FindClass(row->text, n, 0) == row)
             return n;
     return row->maxLength;
 }

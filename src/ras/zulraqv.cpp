@@ -8,13 +8,15 @@
 
 #include <string.h>
 
+#include "internal/zulascii.h"
+
 #define LONGEST_NAME 16u
 
 // White space and punctuation of the C locale, whatever the program's.
-static int separator(unsigned char c)
+static bool separator(char c)
 {
-    return c == ' ' || (c >= '\t' && c <= '\r') || (c >= 0x21 && c <= 0x2F) ||
-           (c >= 0x3A && c <= 0x40) || (c >= 0x5B && c <= 0x60) || (c >= 0x7B && c <= 0x7E);
+    unsigned char u = static_cast<unsigned char>(c);
+    return ZUL_AsciiSpace(u) || ZUL_AsciiPunct(u);
 }
 
 int RAS1_QueryClassValue(uint32_t *classes, const char *text, uint32_t length)
@@ -25,35 +27,21 @@ int RAS1_QueryClassValue(uint32_t *classes, const char *text, uint32_t length)
     if (text == nullptr)
         return STC1_BadArgument;
     if (length == 0)
-        length = (uint32_t)strlen(text);
+        length = static_cast<uint32_t>(strlen(text));
 
-    const ZULRA_class_t *table = ZULRA_ClassTable();
     uint32_t value = 0;
     uint32_t at = 0;
     for (;;) {
-        while (at < length && separator((unsigned char)text[at]))
+        while (at < length && separator(text[at]))
             at++;
         if (at >= length)
             break;
         uint32_t start = at;
-        while (at < length && !separator((unsigned char)text[at]))
+        while (at < length && !separator(text[at]))
             at++;
         uint32_t n = at - start;
-        if (n > LONGEST_NAME) {
-            *classes = value;
-            return STC1_BadArgument;
-        }
-
-        char token[LONGEST_NAME];
-        for (uint32_t i = 0; i < n; i++) {
-            char c = text[start + i];
-            token[i] = (c >= 'a' && c <= 'z') ? (char)(c - 'a' + 'A') : c;
-        }
-        const ZULRA_class_t *row = table;
-        while (row->value != 0 &&
-               !(n >= row->minLength && n <= row->maxLength && memcmp(token, row->text, n) == 0))
-            row++;
-        if (row->value == 0) {
+        const ZULRA_class_t *row = n > LONGEST_NAME ? nullptr : ZULRA_FindClass(text + start, n, 0);
+        if (row == nullptr) {
             *classes = value;
             return STC1_BadArgument;
         }

@@ -16,16 +16,12 @@ int RAS1_RegisterStore(const char *name, uint32_t length, void *data, ZULRA_writ
     ZULRA_pcb_t *block = ZULRA_Pcb();
     int status = STC1_Success;
 
-    BSS1_GetLock(&block->lock);
-    if (ZULRA_FindStore(block, field) != nullptr) {
-        BSS1_ReleaseLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
+    if (ZULRA_FindStore(block, field) != nullptr)
         return STC1_Duplicate;
-    }
-    ZULRA_store_t *store = (ZULRA_store_t *)calloc(1, sizeof *store);
-    if (store == nullptr) {
-        BSS1_ReleaseLock(&block->lock);
+    ZULRA_store_t *store = static_cast<ZULRA_store_t *>(calloc(1, sizeof *store));
+    if (store == nullptr)
         return STC1_Shortage;
-    }
     for (int i = 0; i < 8; i++)
         store->storeName[i] = field[i];
     store->data = data;
@@ -50,7 +46,6 @@ int RAS1_RegisterStore(const char *name, uint32_t length, void *data, ZULRA_writ
 
     ZULRA_InsertStore(block, store);
     ZULRA_NoteStoreBeforeStart(block);
-    BSS1_ReleaseLock(&block->lock);
     return status;
 }
 
@@ -62,20 +57,16 @@ int RAS1_SetStoreClass(const char *name, uint32_t length, uint32_t classes)
     char field[8];
     int status = STC1_Success;
 
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
 
     // A length of 0 names the default store, if there is one.
-    if (length == 0 && block->defaultStore != nullptr) {
+    if (length == 0 && block->defaultStore != nullptr)
         memcpy(field, block->defaultStore->storeName, 8);
-    } else if (ZULRA_StoreName(field, name, length) != 0) {
-        BSS1_ReleaseLock(&block->lock);
+    else if (ZULRA_StoreName(field, name, length) != 0)
         return STC1_BadArgument;
-    }
     ZULRA_store_t *store = ZULRA_FindStore(block, field);
-    if (store == nullptr) {
-        BSS1_ReleaseLock(&block->lock);
+    if (store == nullptr)
         return STC1_NotThere;
-    }
 
     uint32_t word;
     if (classes == RAS1_ANY) {
@@ -92,12 +83,8 @@ int RAS1_SetStoreClass(const char *name, uint32_t length, uint32_t classes)
             status = STC1_Warning;
     }
     store->classes = word;
-
-    store->prev->next = store->next;
-    store->next->prev = store->prev;
+    ZULRA_UnlinkStore(block, store);
     ZULRA_InsertStore(block, store);
-
-    BSS1_ReleaseLock(&block->lock);
     return status;
 }
 
@@ -108,15 +95,12 @@ int RAS1_QueryStoreClass(const char *name, uint32_t length, uint32_t *classes)
     if (ZULRA_StoreName(field, name, length) != 0 || classes == nullptr)
         return STC1_BadArgument;
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    int status = STC1_NotThere;
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_store_t *store = ZULRA_FindStore(block, field);
-    if (store != nullptr) {
-        *classes = store->classes;
-        status = STC1_Success;
-    }
-    BSS1_ReleaseLock(&block->lock);
-    return status;
+    if (store == nullptr)
+        return STC1_NotThere;
+    *classes = store->classes;
+    return STC1_Success;
 }
 
 // RAS1_SetClass: change the default class.
@@ -124,17 +108,17 @@ int RAS1_SetClass(uint32_t *old, uint32_t classes)
 {
     uint32_t word = ZULRA_Complete(classes);
     ZULRA_pcb_t *block = ZULRA_Pcb();
-
-    BSS1_GetLock(&block->lock);
-    uint32_t current = __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED);
-    if (old != nullptr)
-        *old = current;
-    // Only a real change makes every record stale.
-    if (word != current) {
-        __atomic_store_n(&block->defaultClass, word, __ATOMIC_RELAXED);
-        ZULRA_MoveSyncWord(block);
+    {
+        ZULSS_HOLD(&block->lock);
+        uint32_t current = __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED);
+        if (old != nullptr)
+            *old = current;
+        // Only a real change makes every record stale.
+        if (word != current) {
+            __atomic_store_n(&block->defaultClass, word, __ATOMIC_RELAXED);
+            ZULRA_MoveSyncWord(block);
+        }
     }
-    BSS1_ReleaseLock(&block->lock);
 
     // The completed word is applied; the status says it is not the word
     // given.

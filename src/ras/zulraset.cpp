@@ -33,21 +33,10 @@ typedef struct pending {
     uint32_t elementCount;
 } pending_t;
 
-// The row of the class table that takes `word`: its length lies within
-// the row's bounds and it begins the name, letter case aside.  NONE, the
-// one row whose value is 0, is found like any other.
-static const ZULRA_class_t *find_class(const char *word, uint32_t length)
-{
-    for (const ZULRA_class_t *row = ZULRA_ClassTable(); row->text != nullptr; row++)
-        if (length >= row->minLength && length <= row->maxLength &&
-            BSS1_Match(word, row->text, length) == 0)
-            return row;
-    return nullptr;
-}
-
 static void take_class(ZULSS_format_t *format, pending_t *p, int top, const ZULLX_arg_t *word)
 {
-    const ZULRA_class_t *row = find_class(word->text, word->length);
+    // NONE, the one row whose value is 0, is a name here like any other.
+    const ZULRA_class_t *row = ZULRA_FindClass(word->text, word->length, 1);
     if (row == nullptr) {
         ZULSS_Print(format, "RAS1 class not recognized: %.*s\n", word->length, word->text);
         return;

@@ -30,8 +30,8 @@ static THB1_Tree *pool_tree(ZULRA_pcb_t *block)
 
 int ZULRA_CompareSpe(const void *a, const void *b)
 {
-    const ZULRA_spe_t *x = (const ZULRA_spe_t *)a;
-    const ZULRA_spe_t *y = (const ZULRA_spe_t *)b;
+    const ZULRA_spe_t *x = static_cast<const ZULRA_spe_t *>(a);
+    const ZULRA_spe_t *y = static_cast<const ZULRA_spe_t *>(b);
     if (x->length != y->length)
         return x->length < y->length ? -1 : 1;
     return memcmp(x->text, y->text, x->length);
@@ -53,32 +53,29 @@ void ZULRA_CreatePool(ZULRA_pcb_t *block)
 ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t length)
 {
     ZULRA_spe_t probe = {text, length};
-    ZULRA_spe_t *found = nullptr;
+    void *found = nullptr;
 
-    BSS1_GetLock(&block->poolLock);
-    if (THB1_Find(pool_tree(block), nullptr, &probe, (void **)&found) == STC1_Success) {
-        BSS1_ReleaseLock(&block->poolLock);
-        return found;
-    }
+    ZULSS_HOLD(&block->poolLock);
+    if (THB1_Find(pool_tree(block), nullptr, &probe, &found) == STC1_Success)
+        return static_cast<ZULRA_spe_t *>(found);
 
     // A record and its text; a chunk too small for them is abandoned, so
     // a chunk wastes at most the room of one record and text.
-    if (length > UINT32_MAX - POOL_CHUNK - (uint32_t)sizeof(ZULRA_spe_t)) {
-        BSS1_ReleaseLock(&block->poolLock);
+    constexpr uint32_t kRecord = sizeof(ZULRA_spe_t);
+    if (length > UINT32_MAX - POOL_CHUNK - kRecord)
         return &ZULRA_noSpe; // no chunk could hold it
-    }
-    uint32_t need = length + (uint32_t)sizeof(ZULRA_spe_t);
+    uint32_t need = length + kRecord;
     if (need > block->poolLeft) {
         uint32_t size = (need + POOL_CHUNK - 1) / POOL_CHUNK * POOL_CHUNK;
-        char *chunk = (char *)malloc(size);
-        if (chunk == nullptr) {
-            BSS1_ReleaseLock(&block->poolLock);
+        char *chunk = static_cast<char *>(malloc(size));
+        if (chunk == nullptr)
             return &ZULRA_noSpe;
-        }
         block->poolNext = chunk;
         block->poolLeft = size;
     }
-    ZULRA_spe_t *record = (ZULRA_spe_t *)block->poolNext;
+    // Records are laid at the front of the chunk, each aligned for one,
+    // as malloc's memory and the records' size keep them.
+    ZULRA_spe_t *record = reinterpret_cast<ZULRA_spe_t *>(block->poolNext);
     block->poolNext += sizeof(ZULRA_spe_t);
     block->poolLeft -= need;
     char *copy = block->poolNext + block->poolLeft;
@@ -87,6 +84,5 @@ ZULRA_spe_t *ZULRA_InternString(ZULRA_pcb_t *block, const char *text, uint32_t l
     record->text = copy;
     record->length = length;
     (void)THB1_Insert(pool_tree(block), nullptr, record, 0);
-    BSS1_ReleaseLock(&block->poolLock);
     return record;
 }

@@ -24,12 +24,13 @@ static int same_build(const ZULRA_build_t *a, const ZULRA_build_t *b)
     return 1;
 }
 
-// Under the anchor's lock: is `build` already in list 2?
+// Is `build` already in list 2?  The caller holds the anchor's lock.
 static int build_known(ZULRA_pcb_t *block, const ZULRA_build_t *build)
 {
+    ZUL_ASSERT_HELD(&block->anchor->lock);
     for (ZULRA_chunk_t *chunk = block->lists[ZULRA_LIST_BUILDS]; chunk; chunk = chunk->next)
         for (uint32_t i = 0; i < chunk->count; i++)
-            if (same_build((const ZULRA_build_t *)chunk->top[i], build))
+            if (same_build(static_cast<const ZULRA_build_t *>(chunk->top[i]), build))
                 return 1;
     return 0;
 }
@@ -38,42 +39,39 @@ static int build_known(ZULRA_pcb_t *block, const ZULRA_build_t *build)
 // the exit routines and stores in *build a build record that is new.
 static uint32_t register_entry(ZULRA_pcb_t *block, ZULRA_entry_t *entry, ZULRA_build_t **build)
 {
-    uint32_t events = 0;
     ZULRA_anchor_t *anchor = block->anchor;
+    ZULSS_HOLD(&anchor->lock);
+    if (__atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED) == &anchor->syncWord)
+        return 0;
+    uint32_t events = RAS1_EXIT_ENTRY;
+    ZULRA_Remember(block, ZULRA_LIST_ENTRIES, entry);
+    const uint32_t *syncWord = &anchor->syncWord;
+    __atomic_store_n(&entry->syncWord, syncWord, __ATOMIC_RELEASE);
 
-    BSS1_GetLock(&anchor->lock);
-    if (__atomic_load_n(&entry->syncWord, __ATOMIC_RELAXED) != &anchor->syncWord) {
-        ZULRA_Remember(block, ZULRA_LIST_ENTRIES, entry);
-        events |= RAS1_EXIT_ENTRY;
-        __atomic_store_n(&entry->syncWord, (const uint32_t *)&anchor->syncWord, __ATOMIC_RELEASE);
-
-        ZULRA_unit_t *unit = entry->unit;
-        if (unit != nullptr && __atomic_load_n(&unit->registered, __ATOMIC_RELAXED) == 0) {
-            if (unit->format >= 180 && unit->buildInfo != nullptr) {
-                unit->buildInfo(build);
-                if (*build != nullptr) {
-                    if (build_known(block, *build))
-                        *build = nullptr;
-                    else
-                        ZULRA_Remember(block, ZULRA_LIST_BUILDS, *build);
-                }
+    ZULRA_unit_t *unit = entry->unit;
+    if (unit != nullptr && __atomic_load_n(&unit->registered, __ATOMIC_RELAXED) == 0) {
+        if (unit->format >= 180 && unit->buildInfo != nullptr) {
+            unit->buildInfo(build);
+            if (*build != nullptr) {
+                if (build_known(block, *build))
+                    *build = nullptr;
+                else
+                    ZULRA_Remember(block, ZULRA_LIST_BUILDS, *build);
             }
-            // The name takes its one form before anyone can meet the unit
-            // as registered: in the list of units, through a record that
-            // is synced after this one, or in a line head, which reads the
-            // name of an unregistered unit under this lock.
-            ZULRA_NormalizeUnit(unit);
-            ZULRA_Remember(block, ZULRA_LIST_UNITS, unit);
-            events |= RAS1_EXIT_UNIT;
-            __atomic_store_n(&unit->registered, 1u, __ATOMIC_RELEASE);
         }
+        // The name takes its one form before anyone can meet the unit
+        // as registered: in the list of units, through a record that
+        // is synced after this one, or in a line head, which reads the
+        // name of an unregistered unit under this lock.
+        ZULRA_NormalizeUnit(unit);
+        ZULRA_Remember(block, ZULRA_LIST_UNITS, unit);
+        events |= RAS1_EXIT_UNIT;
+        __atomic_store_n(&unit->registered, 1u, __ATOMIC_RELEASE);
     }
-    BSS1_ReleaseLock(&anchor->lock);
     return events;
 }
 
-// Calls every exit routine, newest first, with no lock held.  Nodes are
-// only pushed at the head and never removed, so the walk needs none.
+// Tells the exit routines of a new record, with no lock held.
 static void call_exits(ZULRA_pcb_t *block, uint32_t events, ZULRA_entry_t *entry)
 {
     ZULRA_notice_t notice;
@@ -81,15 +79,14 @@ static void call_exits(ZULRA_pcb_t *block, uint32_t events, ZULRA_entry_t *entry
     notice.size = sizeof notice;
     notice.unit = entry->unit;
     notice.entry = entry;
-    for (ZULRA_exit_t *node = __atomic_load_n(&block->exits, __ATOMIC_ACQUIRE); node;
-         node = node->next)
-        node->routine(events, &node->user, &notice);
+    ZULRA_CallExits(block, events, &notice);
 }
 
-// Under the block lock: the class word that follows from the filters,
-// the default class and the stores.
+// The class word that follows from the filters, the default class and
+// the stores.  The caller holds the block lock.
 static uint32_t select_classes(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t want)
 {
+    ZUL_ASSERT_HELD(&block->lock);
     uint32_t c;
     if (!ZULRA_MatchFilters(block, entry, &c))
         c = __atomic_load_n(&block->defaultClass, __ATOMIC_RELAXED);
@@ -127,8 +124,8 @@ static_assert(offsetof(ZULRA_entry_t, active) % 8 == 0 &&
 // current with the word worked out for that value, or stale.
 static void publish(ZULRA_entry_t *entry, uint32_t c, uint32_t syncValue)
 {
-    __atomic_store_n((ZULRA_pair_t *)&entry->active, ((uint64_t)syncValue << 32) | c,
-                     __ATOMIC_RELEASE);
+    __atomic_store_n(reinterpret_cast<ZULRA_pair_t *>(&entry->active),
+                     (uint64_t{syncValue} << 32) | c, __ATOMIC_RELEASE);
 }
 
 // The word 0 with a sync value that is stale now and stays so: the sync
@@ -169,22 +166,25 @@ uint32_t RAS1_Sync(ZULRA_entry_t *entry)
     // here is the one that the computed word answers to: a change made
     // after it leaves the record stale rather than current and wrong.  A
     // suspension that came in meanwhile leaves it stale too.
-    BSS1_GetLock(&block->lock);
-    int suspended = __atomic_load_n(&block->suspended, __ATOMIC_RELAXED) != 0;
-    c = suspended ? 0 : select_classes(block, entry, want);
-    uint32_t seen = __atomic_load_n(&block->anchor->syncWord, __ATOMIC_RELAXED);
-    BSS1_ReleaseLock(&block->lock);
+    int suspended;
+    uint32_t seen;
+    {
+        ZULSS_HOLD(&block->lock);
+        suspended = __atomic_load_n(&block->suspended, __ATOMIC_RELAXED) != 0;
+        c = suspended ? 0 : select_classes(block, entry, want);
+        seen = __atomic_load_n(&block->anchor->syncWord, __ATOMIC_RELAXED);
+    }
 
     if (c != 0 && build != nullptr)
         ZULRA_ShowBuild(build);
 
     if (c & RAS1_DETAIL) {
         if ((events & RAS1_EXIT_UNIT) && unit != nullptr)
-            RAS1_Event(entry, (int)entry->line, RAS1_EVENT_COMPILED, unit->date, unit->time,
-                       (int)unit->levelLen, unit->level, unit->comp);
+            RAS1_Event(entry, static_cast<int>(entry->line), RAS1_EVENT_COMPILED, unit->date,
+                       unit->time, static_cast<int>(unit->levelLen), unit->level, unit->comp);
         char names[256];
-        uint32_t length = ZULRA_ClassNames(c & ~RAS1_ANY, names, sizeof names);
-        RAS1_Event(entry, (int)entry->line, RAS1_EVENT_CLASSES, (int)length, (int)length, names);
+        int length = static_cast<int>(ZULRA_ClassNames(c & ~RAS1_ANY, names, sizeof names));
+        RAS1_Event(entry, static_cast<int>(entry->line), RAS1_EVENT_CLASSES, length, length, names);
     }
 
     // A suspension that came in meanwhile leaves the record stale.

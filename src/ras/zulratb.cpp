@@ -14,7 +14,7 @@ static constinit thread_local ZULRA_tcb_t *resolved = nullptr;
 
 static void drop_tcb(void *argument)
 {
-    ZULRA_tcb_t *tcb = (ZULRA_tcb_t *)argument;
+    ZULRA_tcb_t *tcb = static_cast<ZULRA_tcb_t *>(argument);
     if (resolved == tcb)
         resolved = nullptr;
     ZULRA_FeedLeave(tcb);
@@ -32,7 +32,7 @@ ZULRA_tcb_t *ZULRA_Tcb(void)
 {
     ZULRA_tcb_t *tcb = resolved;
     if (__builtin_expect(tcb == nullptr, 0)) {
-        tcb = (ZULRA_tcb_t *)BSS1_ResolveThread(&tcb_descriptor, __FILE__, __LINE__);
+        tcb = static_cast<ZULRA_tcb_t *>(BSS1_ResolveThread(&tcb_descriptor, __FILE__, __LINE__));
         resolved = tcb;
     }
     return tcb;
@@ -45,11 +45,10 @@ ZULRA_fctx_t *ZULRA_TakeContext(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb)
         tcb->spare = nullptr;
         return context;
     }
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_fctx_t *context = block->freeContexts;
     if (context != nullptr)
         block->freeContexts = context->next;
-    BSS1_ReleaseLock(&block->lock);
     return context;
 }
 
@@ -60,8 +59,7 @@ void ZULRA_GiveContext(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb, ZULRA_fctx_t *conte
         tcb->spare = context;
         return;
     }
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     context->next = block->freeContexts;
     block->freeContexts = context;
-    BSS1_ReleaseLock(&block->lock);
 }

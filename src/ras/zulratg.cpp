@@ -17,19 +17,19 @@
 // target is a terminal (see zulrabu); `ras1 flush` writes them out.
 #include "ras/zulralg.h"
 
+#include "internal/zulascii.h"
 #include "internal/zulprint.h"
 #include "platform/zulplat.h"
 
-#include <ctype.h>
 #include <stdio.h>
 #include <string.h>
 
 static constinit ZULRA_target_t target_record = {};
 static constinit ZULRA_target_t *published = nullptr;
 
-static int is_blank(char c)
+static bool is_blank(char c)
 {
-    return isspace((unsigned char)c) != 0;
+    return ZUL_AsciiSpace(static_cast<unsigned char>(c));
 }
 
 static int is_word(const char *text, uint32_t length, const char *word)
@@ -37,11 +37,11 @@ static int is_word(const char *text, uint32_t length, const char *word)
     return length == strlen(word) && memcmp(text, word, length) == 0;
 }
 
-uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetspec_t *spec)
+uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetname_t *choice)
 {
-    *spec = {};
-    spec->form = ZULRA_TO_TEXT;
-    spec->stream = 1;
+    *choice = {};
+    choice->form = ZULRA_TO_TEXT;
+    choice->stream = 1;
     const char *arrow = nullptr;
     for (uint32_t i = 0; i < length; i++)
         if (value[i] == '>')
@@ -49,9 +49,9 @@ uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetspec_
     if (arrow == nullptr)
         return length;
 
-    uint32_t expression = (uint32_t)(arrow - value);
+    uint32_t expression = static_cast<uint32_t>(arrow - value);
     if (expression > 0 && value[expression - 1] == '>') {
-        spec->append = 1;
+        choice->append = 1;
         expression--;
     }
     const char *name = arrow + 1;
@@ -60,27 +60,27 @@ uint32_t ZULRA_ParseTarget(const char *value, uint32_t length, ZULRA_targetspec_
         name++;
     while (end > name && is_blank(end[-1]))
         end--;
-    uint32_t nameLength = (uint32_t)(end - name);
+    uint32_t nameLength = static_cast<uint32_t>(end - name);
 
-    spec->stream = 0;
+    choice->stream = 0;
     if (is_word(name, nameLength, "stdout")) {
-        spec->stream = 1;
+        choice->stream = 1;
     } else if (is_word(name, nameLength, "stderr")) {
-        spec->stream = 2;
+        choice->stream = 2;
     } else if (is_word(name, nameLength, "journal")) {
-        spec->form = ZULRA_TO_JOURNAL;
+        choice->form = ZULRA_TO_JOURNAL;
     } else if (nameLength >= 5 && memcmp(name, "json:", 5) == 0) {
-        spec->form = ZULRA_TO_JSON;
+        choice->form = ZULRA_TO_JSON;
         name += 5;
         nameLength -= 5;
         // "json:stderr" and "json:stdout" are the streams in JSON form.
         if (is_word(name, nameLength, "stdout"))
-            spec->stream = 1;
+            choice->stream = 1;
         else if (is_word(name, nameLength, "stderr"))
-            spec->stream = 2;
+            choice->stream = 2;
     }
-    spec->name = name;
-    spec->nameLength = nameLength;
+    choice->name = name;
+    choice->nameLength = nameLength;
     return expression;
 }
 
@@ -92,10 +92,10 @@ static void say(const char *what, const char *name, uint32_t nameLength, const c
     char line[1024];
     const char *instead = target->form == ZULRA_TO_JSON ? " as JSON lines" : "";
     int n = snprintf(line, sizeof line, "ZUL_RAS1: cannot %s %.*s: %s; the log goes to standard error%s\n",
-                     what, (int)(nameLength > 600 ? 600 : nameLength), name, why, instead);
+                     what, static_cast<int>(nameLength > 600 ? 600 : nameLength), name, why, instead);
     if (n > 0) {
         fflush(stderr);
-        ZULPL_WriteAll(2, line, (size_t)n < sizeof line ? (size_t)n : sizeof line - 1);
+        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n) : sizeof line - 1);
     }
 }
 
@@ -106,11 +106,11 @@ static void use_stream(ZULRA_target_t *target, uint32_t stream)
     target->path[0] = '\0';
 }
 
-void ZULRA_OpenTarget(ZULRA_target_t *target, const ZULRA_targetspec_t *spec)
+void ZULRA_OpenTarget(ZULRA_target_t *target, const ZULRA_targetname_t *choice)
 {
-    target->form = spec->form;
-    target->append = spec->append;
-    if (spec->form == ZULRA_TO_JOURNAL) {
+    target->form = choice->form;
+    target->append = choice->append;
+    if (choice->form == ZULRA_TO_JOURNAL) {
         char why[400];
         if (ZULRA_LoadJournal(target, why, sizeof why) == 0)
             return;
@@ -119,30 +119,30 @@ void ZULRA_OpenTarget(ZULRA_target_t *target, const ZULRA_targetspec_t *spec)
         say("write to", "the systemd journal", 19, why, target);
         return;
     }
-    if (spec->stream != 0) {
-        use_stream(target, spec->stream);
+    if (choice->stream != 0) {
+        use_stream(target, choice->stream);
         return;
     }
 
     use_stream(target, 2); // until the file is open
-    if (spec->nameLength == 0) {
+    if (choice->nameLength == 0) {
         say("open", "a log file", 10, "no name behind \">\"", target);
         return;
     }
     char why[64];
-    if (spec->nameLength > ZULRA_LONGEST_PATH) {
-        snprintf(why, sizeof why, "a name of %u bytes, longer than %u", spec->nameLength,
+    if (choice->nameLength > ZULRA_LONGEST_PATH) {
+        snprintf(why, sizeof why, "a name of %u bytes, longer than %u", choice->nameLength,
                  ZULRA_LONGEST_PATH);
-        say("open the log file", spec->name, spec->nameLength, why, target);
+        say("open the log file", choice->name, choice->nameLength, why, target);
         return;
     }
-    memcpy(target->path, spec->name, spec->nameLength);
-    target->path[spec->nameLength] = '\0';
+    memcpy(target->path, choice->name, choice->nameLength);
+    target->path[choice->nameLength] = '\0';
     int error = 0;
-    int fd = ZULPL_OpenLog(target->path, !spec->append, &error);
+    int fd = ZULPL_OpenLog(target->path, !choice->append, &error);
     if (fd < 0) {
         target->path[0] = '\0';
-        say("open the log file", spec->name, spec->nameLength, ZULPL_ErrorText(error), target);
+        say("open the log file", choice->name, choice->nameLength, ZULPL_ErrorText(error), target);
         return;
     }
     target->fd = fd;
@@ -209,17 +209,17 @@ int ZULRA_PrepareTargetStore(ZULRA_store_t *store)
     return 1;
 }
 
-// The default store, found under the block lock; the two locks are
-// never held together.
-static ZULRA_store_t *default_store(void)
+// The default store's lock, the store found under the block lock (the
+// two locks are never held together); null if there is no such store,
+// which a hold takes as no lock.
+static ZULSS_lock_t *default_store_lock(void)
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
     char field[8];
     (void)ZULRA_StoreName(field, "ZUL_RAS1", 8);
-    BSS1_GetLock(&block->lock);
+    ZULSS_HOLD(&block->lock);
     ZULRA_store_t *store = ZULRA_FindStore(block, field);
-    BSS1_ReleaseLock(&block->lock);
-    return store;
+    return store != nullptr ? &store->lock : nullptr;
 }
 
 // Gives the default store on its target: reads the target of ZUL_RAS1,
@@ -228,19 +228,19 @@ static ZULRA_store_t *default_store(void)
 uint32_t ZULRA_SetUpTarget(const char *value)
 {
     ZULRA_target_t *target = &target_record;
-    ZULRA_targetspec_t spec;
+    ZULRA_targetname_t choice;
     uint32_t expression = 0;
     if (value != nullptr)
-        expression = ZULRA_ParseTarget(value, (uint32_t)strlen(value), &spec);
+        expression = ZULRA_ParseTarget(value, static_cast<uint32_t>(strlen(value)), &choice);
     else
-        (void)ZULRA_ParseTarget("", 0, &spec);
-    ZULRA_OpenTarget(target, &spec);
+        (void)ZULRA_ParseTarget("", 0, &choice);
+    ZULRA_OpenTarget(target, &choice);
     __atomic_store_n(&published, target, __ATOMIC_RELEASE);
 
     (void)RAS1_RegisterStore("ZUL_RAS1", 8, target, ZULRA_TargetWriter(target), RAS1_ANY);
 
     const char *hangup = BSS1_LocateEnv("ZUL_RAS1_SIGHUP");
-    if (hangup != nullptr && strcasecmp(hangup, "reopen") == 0 && target->path[0] != '\0') {
+    if (hangup != nullptr && BSS1_Match(hangup, "reopen", 0) == 0 && target->path[0] != '\0') {
         int error = ZULPL_OnHangup(reopen_on_hangup);
         if (error != 0)
             say("take", "SIGHUP", 6, ZULPL_ErrorText(error), target);
@@ -273,13 +273,12 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
 
     // Under the store's lock no line is being written, so none is split
     // between the two files, and the lines held go to the old one.
-    ZULRA_store_t *store = default_store();
-    if (store != nullptr)
-        BSS1_GetLock(&store->lock);
-    (void)ZULRA_WriteHeld(target);
-    int error = ZULPL_ReopenLog(target->fd, target->path);
-    if (store != nullptr)
-        BSS1_ReleaseLock(&store->lock);
+    int error;
+    {
+        ZULSS_HOLD(default_store_lock());
+        (void)ZULRA_WriteHeld(target);
+        error = ZULPL_ReopenLog(target->fd, target->path);
+    }
 
     if (error != 0) {
         ZULSS_Print(format, "Cannot reopen %s: %s; the log stays on the file it had\n", target->path,
@@ -302,12 +301,11 @@ int ZULRA_FlushTarget(ZULSS_format_t *format)
         ZULSS_Print(format, "The log writes each line to %s as it comes: nothing to flush\n", where);
         return STC1_Success;
     }
-    ZULRA_store_t *store = default_store();
-    if (store != nullptr)
-        BSS1_GetLock(&store->lock);
-    uint32_t written = ZULRA_WriteHeld(target);
-    if (store != nullptr)
-        BSS1_ReleaseLock(&store->lock);
+    uint32_t written;
+    {
+        ZULSS_HOLD(default_store_lock());
+        written = ZULRA_WriteHeld(target);
+    }
     ZULSS_Print(format, "Flushed %u bytes to %s\n", written, where);
     return STC1_Success;
 }
@@ -321,9 +319,9 @@ static uint32_t head_end(const ZULRA_fctx_t *context, const char *text, uint32_t
     if (context->headLength != 0 && context->headLength <= length)
         return context->headLength;
     size_t nameLength = strlen(name);
-    const char *lineEnd = (const char *)memchr(text, '\n', length);
-    uint32_t first = lineEnd ? (uint32_t)(lineEnd - text) : length;
-    for (uint32_t at = (uint32_t)nameLength + 1; at + 3 <= first; at++)
+    const char *lineEnd = static_cast<const char *>(memchr(text, '\n', length));
+    uint32_t first = lineEnd ? static_cast<uint32_t>(lineEnd - text) : length;
+    for (uint32_t at = static_cast<uint32_t>(nameLength) + 1; at + 3 <= first; at++)
         if (memcmp(text + at, "\") ", 3) == 0 && text[at - nameLength - 1] == '"' &&
             memcmp(text + at - nameLength, name, nameLength) == 0)
             return at + 3;
@@ -348,11 +346,11 @@ void ZULRA_TakeApart(const char *text, uint32_t length, ZULRA_entry_t *entry, ui
         message->unit = context->unitName ? context->unitName : "";
         message->unitLength = context->unitName ? context->unitLength : 0;
         message->function = name;
-        message->functionLength = (uint32_t)strlen(name);
+        message->functionLength = static_cast<uint32_t>(strlen(name));
         const ZULRA_unit_t *unit = entry ? entry->unit : nullptr;
         if (unit != nullptr && unit->comp != nullptr) {
             message->component = unit->comp;
-            message->componentLength = (uint32_t)strnlen(unit->comp, unit->compLen);
+            message->componentLength = static_cast<uint32_t>(strnlen(unit->comp, unit->compLen));
         }
         message->kind = RAS1_WRITE_KIND(flags);
     }

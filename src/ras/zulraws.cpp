@@ -12,7 +12,7 @@ int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry
                       uint32_t flags)
 {
     (void)entry;
-    ZULRA_target_t *target = (ZULRA_target_t *)data;
+    ZULRA_target_t *target = static_cast<ZULRA_target_t *>(data);
     if (target == nullptr || length == 0)
         return 0;
     // A failed write is not noticed: the log has nowhere to report it.

@@ -210,7 +210,9 @@ void ZULRE_ResetDebug(ZULRE_rvt_t *rvt, const char *value, uint32_t length);
 // Writes the debug line HEAD + `event` (a text without directives) for
 // `rcb` under `entry`, with the handle and state word of `life`: the RCB
 // as it was at the event, which another thread may have moved on since.
-void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, const ZULRE_rcb_t *rcb, uint64_t life,
-                     const char *event);
+// `kind` is the line's trace kind: RAS1_DETAIL for the events of a
+// resource's life, RAS1_ERROR for a caller's mistake that it reports.
+void ZULRE_DebugLine(ZULRA_entry_t *entry, int line, uint32_t kind, const ZULRE_rcb_t *rcb,
+                     uint64_t life, const char *event);
 
 #endif

@@ -43,7 +43,7 @@ int ZULRE_EnableRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
         // The line shows the handle that the caller overdrew, not the
         // one it was moved on to.
         if ((state & ZULRE_DEBUG) != 0 || RAS1_WANTS(classes, RAS1_ANY))
-            ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", use count error\n");
+            ZULRE_DebugLine(&entry, __LINE__, RAS1_ERROR, rcb, life, ", use count error\n");
         return 0;
     }
     if (!ending)
@@ -57,6 +57,6 @@ int ZULRE_EnableRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
         BSS1_ReleaseLock(&rvt->lock);
     }
     if ((state & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, next, ", destruction underway\n");
+        ZULRE_DebugLine(&entry, __LINE__, RAS1_DETAIL, rcb, next, ", destruction underway\n");
     return 1;
 }

@@ -37,6 +37,6 @@ int ZULRE_KillRCB(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb)
     BSS1_ReleaseLock(&rvt->lock);
 
     if (scheduled && (ZULRE_State(life) & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", destruction scheduled\n");
+        ZULRE_DebugLine(&entry, __LINE__, RAS1_DETAIL, rcb, life, ", destruction scheduled\n");
     return scheduled ? 1 : 0;
 }

@@ -27,7 +27,7 @@ void ZULRE_Drop(ZULRE_rvt_t *rvt, ZULRE_rcb_t *rcb, uint32_t count)
 
         uint64_t life = ZULRE_LoadLife(rcb);
         if ((ZULRE_State(life) & ZULRE_DEBUG) != 0)
-            ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", destroyed\n");
+            ZULRE_DebugLine(&entry, __LINE__, RAS1_DETAIL, rcb, life, ", destroyed\n");
 
         BSS1_GetLock(&rvt->lock);
         rcb->next = rvt->free;

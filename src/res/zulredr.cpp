@@ -18,7 +18,7 @@ int RES1_Drop(uint32_t handle)
 
     uint64_t life = ZULRE_LoadLife(rcb);
     if ((ZULRE_State(life) & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", drop\n");
+        ZULRE_DebugLine(&entry, __LINE__, RAS1_DETAIL, rcb, life, ", drop\n");
     ZULRE_Drop(rvt, rcb, 2);
     return STC1_Success;
 }

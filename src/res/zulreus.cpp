@@ -22,7 +22,7 @@ int RES1_Use(uint32_t handle, uint32_t classHandle, void **dataOut)
     }
     uint64_t life = ZULRE_LoadLife(rcb);
     if ((ZULRE_State(life) & ZULRE_DEBUG) != 0)
-        ZULRE_DebugLine(&entry, __LINE__, rcb, life, ", use\n");
+        ZULRE_DebugLine(&entry, __LINE__, RAS1_DETAIL, rcb, life, ", use\n");
     if (dataOut != nullptr)
         *dataOut = __atomic_load_n(&rcb->data, __ATOMIC_ACQUIRE);
     return STC1_Success;

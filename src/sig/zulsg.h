@@ -69,12 +69,31 @@ int SIG1C_HostHandler(int hostSignal);
 // null when memory has run out.
 static inline SIG1_ThreadBlock *ZULSG_Thread(void)
 {
-    return (SIG1_ThreadBlock *)ZULSS_THREAD_BLOCK(&ZULSG_threadDescriptor);
+    return static_cast<SIG1_ThreadBlock *>(ZULSS_THREAD_BLOCK(&ZULSG_threadDescriptor));
 }
 
 static inline bool ZULSG_InRange(int signal)
 {
     return signal >= SIG1_FIRST && signal <= SIG1_LAST;
+}
+
+// The opening of every SIG1_ call: its entry record, read the quick way,
+// which never synchronises, so that the calls stay usable in signal
+// handlers and while the trace starts.
+#define ZULSG_ENTRY(name)                         \
+    RAS1_DECLARE_ENTRY(entry, name, RAS1_PUBLIC); \
+    RAS1_QUICK(entry, classes, flow)
+
+// The rest of the opening of the calls that work on the calling thread's
+// block: the block in *thread, and STC1_Success; STC1_Shortage where the
+// block cannot be had, else STC1_BadArgument where `valid`, the call's
+// check of its arguments, failed.
+static inline int ZULSG_Open(bool valid, SIG1_ThreadBlock **thread)
+{
+    *thread = ZULSG_Thread();
+    if (*thread == nullptr)
+        return STC1_Shortage;
+    return valid ? STC1_Success : STC1_BadArgument;
 }
 
 // The handler of `signal` (1 to 47), read on any thread.

@@ -10,14 +10,11 @@ ZULRA_SIG1_UNIT("zulsgac");
 
 int SIG1_Action(int signal, const SIG1_ActionRecord *action, SIG1_ActionRecord *oldAction)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Action", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
-    SIG1_ThreadBlock *thread = ZULSG_Thread();
-    if (thread == nullptr)
-        return STC1_Shortage;
-    if (!ZULSG_InRange(signal))
-        return STC1_BadArgument;
+    ZULSG_ENTRY("SIG1_Action");
+    SIG1_ThreadBlock *thread;
+    const int status = ZULSG_Open(ZULSG_InRange(signal), &thread);
+    if (status != STC1_Success)
+        return status;
     SIG1_ActionRecord *record = &thread->process->actions[signal - 1];
     // Copy the new record first: `action` and `oldAction` may be one record.
     SIG1_ActionRecord next;

@@ -6,8 +6,7 @@ ZULRA_SIG1_UNIT("zulsgnl");
 
 SIG1_Handler SIG1_Signal(int signal, SIG1_Handler handler)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Signal", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULSG_ENTRY("SIG1_Signal");
 
     SIG1_ActionRecord action, old;
     action.handler = handler;

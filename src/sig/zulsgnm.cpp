@@ -9,7 +9,6 @@ ZULRA_SIG1_UNIT("zulsgnm");
 
 const char *SIG1_SignalName(int signal)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_SignalName", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULSG_ENTRY("SIG1_SignalName");
     return ZULSG_control.names[ZULSG_InRange(signal) ? signal : 0];
 }

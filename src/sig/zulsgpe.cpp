@@ -6,14 +6,11 @@ ZULRA_SIG1_UNIT("zulsgpe");
 
 int SIG1_Pending(SIG1_Set *set)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Pending", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
-    SIG1_ThreadBlock *thread = ZULSG_Thread();
-    if (thread == nullptr)
-        return STC1_Shortage;
-    if (set == nullptr)
-        return STC1_BadArgument;
+    ZULSG_ENTRY("SIG1_Pending");
+    SIG1_ThreadBlock *thread;
+    const int status = ZULSG_Open(set != nullptr, &thread);
+    if (status != STC1_Success)
+        return status;
     uint64_t host;
     if (ZULPL_SigPending(&host) != 0)
         return STC1_SystemError;

@@ -38,12 +38,11 @@ bool ZULSG_SetMask(SIG1_ThreadBlock *thread, const SIG1_Set *mask)
 
 int SIG1_ProcMask(int how, const SIG1_Set *set, SIG1_Set *oldSet)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_ProcMask", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
-    SIG1_ThreadBlock *thread = ZULSG_Thread();
-    if (thread == nullptr)
-        return STC1_Shortage;
+    ZULSG_ENTRY("SIG1_ProcMask");
+    SIG1_ThreadBlock *thread;
+    const int status = ZULSG_Open(true, &thread);
+    if (status != STC1_Success)
+        return status;
     // `set` and `oldSet` may be one record: read the change first.
     SIG1_Set change;
     if (set != nullptr)

@@ -25,8 +25,7 @@ void put(SIG1_QueryRecord *record, uint32_t size, size_t offset, const void *val
 
 int SIG1_Query(SIG1_QueryRecord *record, uint32_t size)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Query", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
+    ZULSG_ENTRY("SIG1_Query");
 
     if (record == nullptr || size == 0)
         return STC1_BadArgument;

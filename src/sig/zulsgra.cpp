@@ -15,14 +15,11 @@ ZULRA_SIG1_UNIT("zulsgra");
 
 int SIG1_Raise(int signal)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Raise", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
-    SIG1_ThreadBlock *thread = ZULSG_Thread();
-    if (thread == nullptr)
-        return STC1_Shortage;
-    if (!ZULSG_InRange(signal))
-        return STC1_BadArgument;
+    ZULSG_ENTRY("SIG1_Raise");
+    SIG1_ThreadBlock *thread;
+    const int status = ZULSG_Open(ZULSG_InRange(signal), &thread);
+    if (status != STC1_Success)
+        return status;
     SIG1_ProcessBlock *process = thread->process;
     SIG1_Handler handler = ZULSG_LoadHandler(process, signal);
     RAS1_LOG(entry, classes, RAS1_STATE, "Raising signal %s(%d): Handler(%p)\n", SIG1_SignalName(signal),

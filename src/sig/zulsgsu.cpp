@@ -11,14 +11,11 @@ ZULRA_SIG1_UNIT("zulsgsu");
 
 int SIG1_Suspend(const SIG1_Set *mask)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Suspend", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
-    SIG1_ThreadBlock *thread = ZULSG_Thread();
-    if (thread == nullptr)
-        return STC1_Shortage;
-    if (mask == nullptr)
-        return STC1_BadArgument;
+    ZULSG_ENTRY("SIG1_Suspend");
+    SIG1_ThreadBlock *thread;
+    const int status = ZULSG_Open(mask != nullptr, &thread);
+    if (status != STC1_Success)
+        return status;
     const SIG1_Control *c = thread->process->control;
     SIG1_Set before;
     if (!ZULSG_CurrentMask(thread, &before))

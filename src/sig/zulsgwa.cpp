@@ -7,14 +7,11 @@ ZULRA_SIG1_UNIT("zulsgwa");
 
 int SIG1_Wait(const SIG1_Set *set, int *signal)
 {
-    RAS1_DECLARE_ENTRY(entry, "SIG1_Wait", RAS1_PUBLIC);
-    RAS1_QUICK(entry, classes, flow);
-
-    SIG1_ThreadBlock *thread = ZULSG_Thread();
-    if (thread == nullptr)
-        return STC1_Shortage;
-    if (set == nullptr)
-        return STC1_BadArgument;
+    ZULSG_ENTRY("SIG1_Wait");
+    SIG1_ThreadBlock *thread;
+    const int status = ZULSG_Open(set != nullptr, &thread);
+    if (status != STC1_Success)
+        return status;
     const SIG1_Control *c = thread->process->control;
     const SIG1_Set clean = ZULSG_Clean(set);
     // Only signals the host has, and can deliver to a waiter, count.

@@ -74,7 +74,7 @@ typedef struct {
     int width;     // digits or "*"
     int precision; // ".digits" or ".*"; -1 without
     int size;      // 0 int, 1 long, 2 long long or size_t
-} spec_t;
+} field_t;
 
 // Reads a number, or takes it from the arguments for "*".
 static int read_count(const char **f, va_list *args)
@@ -91,58 +91,58 @@ static int read_count(const char **f, va_list *args)
 
 // Reads what stands between "%" and the conversion, leaving *f at the
 // conversion.
-static spec_t read_spec(const char **f, va_list *args)
+static field_t read_field(const char **f, va_list *args)
 {
-    spec_t spec = {false, ' ', 0, -1, 0};
+    field_t field = {false, ' ', 0, -1, 0};
     for (;; (*f)++) {
         if (**f == '-')
-            spec.left = true;
+            field.left = true;
         else if (**f == '0')
-            spec.pad = '0';
+            field.pad = '0';
         else
             break;
     }
-    spec.width = read_count(f, args);
+    field.width = read_count(f, args);
     if (**f == '.') {
         (*f)++;
-        spec.precision = read_count(f, args);
+        field.precision = read_count(f, args);
     }
     while (**f == 'l' || **f == 'z') {
-        spec.size += **f == 'z' ? 2 : 1;
+        field.size += **f == 'z' ? 2 : 1;
         (*f)++;
     }
-    if (spec.left)
-        spec.pad = ' ';
-    return spec;
+    if (field.left)
+        field.pad = ' ';
+    return field;
 }
 
 // Writes the number conversion `conversion` ("d", "u", "x" or "X").
-static void put_number(ZULWN_out_t *out, char conversion, spec_t spec, va_list *args)
+static void put_number(ZULWN_out_t *out, char conversion, field_t field, va_list *args)
 {
     char room[32];
     char *end = room + sizeof room;
     if (conversion == 'd') {
-        long long v = spec.size == 0   ? va_arg(*args, int)
-                      : spec.size == 1 ? va_arg(*args, long)
+        long long v = field.size == 0   ? va_arg(*args, int)
+                      : field.size == 1 ? va_arg(*args, long)
                                        : va_arg(*args, long long);
         unsigned long long magnitude = v < 0 ? 0ull - (unsigned long long)v : (unsigned long long)v;
         char *p = digits(end, magnitude, 10, false);
         if (v < 0) {
-            if (spec.pad == '0') {
+            if (field.pad == '0') {
                 ZULWN_Write(out, "-", 1);
-                spec.width--;
+                field.width--;
             } else {
                 *--p = '-';
             }
         }
-        put_field(out, p, (uint32_t)(end - p), spec.width, spec.left, spec.pad);
+        put_field(out, p, (uint32_t)(end - p), field.width, field.left, field.pad);
         return;
     }
-    unsigned long long v = spec.size == 0   ? va_arg(*args, unsigned)
-                           : spec.size == 1 ? va_arg(*args, unsigned long)
+    unsigned long long v = field.size == 0   ? va_arg(*args, unsigned)
+                           : field.size == 1 ? va_arg(*args, unsigned long)
                                             : va_arg(*args, unsigned long long);
     char *p = digits(end, v, conversion == 'u' ? 10 : 16, conversion == 'X');
-    put_field(out, p, (uint32_t)(end - p), spec.width, spec.left, spec.pad);
+    put_field(out, p, (uint32_t)(end - p), field.width, field.left, field.pad);
 }
 
 // The arguments go by pointer to a copy: a va_list parameter cannot be
@@ -158,27 +158,27 @@ static void put_all(ZULWN_out_t *out, const char *format, va_list *args)
             continue;
         }
         f++;
-        const spec_t spec = read_spec(&f, args);
+        const field_t field = read_field(&f, args);
         switch (*f) {
         case 's': {
             const char *text = va_arg(*args, const char *);
             if (text == nullptr)
                 text = "(null)";
-            uint32_t length = spec.precision >= 0 ? (uint32_t)strnlen(text, (size_t)spec.precision)
+            uint32_t length = field.precision >= 0 ? (uint32_t)strnlen(text, (size_t)field.precision)
                                                   : (uint32_t)strlen(text);
-            put_field(out, text, length, spec.width, spec.left, ' ');
+            put_field(out, text, length, field.width, field.left, ' ');
             break;
         }
         case 'c': {
             char c = (char)va_arg(*args, int);
-            put_field(out, &c, 1, spec.width, spec.left, ' ');
+            put_field(out, &c, 1, field.width, field.left, ' ');
             break;
         }
         case 'd':
         case 'u':
         case 'x':
         case 'X':
-            put_number(out, *f, spec, args);
+            put_number(out, *f, field, args);
             break;
         case '%':
             ZULWN_Write(out, "%", 1);

@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <fstream>
 #include <sstream>
 #include <cstring>
@@ -79,34 +78,27 @@ int Pong(ZULLX_list_t *, ZULSS_format_t *format, ZULCR_request_t *)
 // 32 clients at once: well-formed lines (pipelined two at a time), garbage
 // of any bytes, lines cut off by a close and lines over the limit, while
 // four threads trace every call.  Every well-formed line is answered, and
-// the bad ones cost only their own connections.
+// the bad ones cost only their own connections.  (What the clients cost
+// the tracing threads is measured in bench/crfsock_bench.cpp.)
 TEST(ConsoleSocket, ManyClientsAndBadInputWhileWorkersTrace)
 {
     setenv("ZUL_RAS1", "ALL >/dev/null", 1);
     ASSERT_EQ(CRF1_Register(nullptr, Pong, nullptr, "ping", 0, "Answers pong", 0), CRF1_OK);
     std::string path = Listen();
 
-    std::atomic<int> phase{0};
-    std::atomic<long> traced[3] = {};
+    std::atomic<bool> stop{false};
+    std::atomic<long> traced{0};
     std::vector<std::thread> workers;
     for (int w = 0; w < 4; ++w)
         workers.emplace_back([&] {
             RAS1_DECLARE_ENTRY(entry, "worker", RAS1_PUBLIC);
-            for (int p; (p = phase.load()) < 3; traced[p]++)
+            for (; !stop.load(); traced++)
                 if (RAS1_ReadClass(&entry) & RAS1_DETAIL)
-                    RAS1_Printf(&entry, __LINE__, "work item %d\n", p);
+                    RAS1_Printf(&entry, __LINE__, "work item %ld\n", traced.load());
         });
-    auto measure = [&](int p) {
-        phase = p;
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        return traced[p].load() * 2;
-    };
-    long alone = measure(1);
 
     std::atomic<int> answered{0}, wrong{0};
     std::vector<std::thread> clients;
-    phase = 2;
-    auto start = std::chrono::steady_clock::now();
     for (int c = 0; c < 32; ++c)
         clients.emplace_back([&, c] {
             for (int i = 0; i < 40; ++i) {
@@ -127,15 +119,13 @@ TEST(ConsoleSocket, ManyClientsAndBadInputWhileWorkersTrace)
         });
     for (auto &t : clients)
         t.join();
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    long loaded = long(traced[2].load() / seconds);
-    phase = 3;
+    stop = true;
     for (auto &t : workers)
         t.join();
 
     EXPECT_EQ(answered.load(), 16 * 40 * 2);
     EXPECT_EQ(wrong.load(), 0);
-    printf("workers' trace lines/s: %ld alone, %ld with 32 clients (%.2f s)\n", alone, loaded, seconds);
+    EXPECT_GT(traced.load(), 0) << "the tracing threads went on while the clients talked";
     EXPECT_EQ(CRF1_Unlisten(), CRF1_OK);
     EXPECT_NE(access(path.c_str(), F_OK), 0);
 }

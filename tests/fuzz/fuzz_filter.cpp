@@ -16,9 +16,8 @@ static uint32_t initialClass;
 static void reset()
 {
     ZULRA_pcb_t *block = ZULRA_Pcb();
-    while (block->filters.next != block->filters.end)
-        ZUL_FUZZ_CHECK(RAS1_DestroyFilter(static_cast<ZULRA_filter_t *>(block->filters.next)->id) ==
-                       STC1_Success);
+    while (block->firstFilter != ZULRA_FilterLinks(block).head)
+        ZUL_FUZZ_CHECK(RAS1_DestroyFilter(block->firstFilter->id) == STC1_Success);
     RAS1_SetClass(nullptr, initialClass);
 }
 

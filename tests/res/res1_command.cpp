@@ -11,7 +11,8 @@
 #include <cstdio>
 #include <regex>
 
-static std::string logText; // one thread writes here
+static std::string logText;   // one thread writes here
+static std::string errorText; // the ERROR lines of logText
 static std::string Line(uint32_t console, const std::string &line)
 {
     char out[2048];
@@ -31,7 +32,11 @@ TEST_P(Res1Debug, NamedClassesWriteLinesForNewResourcesOnly)
 {
     if (GetParam())
         setenv("RES1_DEBUG", "loud other", 1); // before the first use of RES1
-    auto keep = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t) { return logText.append(text, length), 0; };
+    auto keep = [](void *, const char *text, uint32_t length, ZULRA_entry_t *, uint32_t flags) {
+        if (RAS1_WRITE_KIND(flags) == RAS1_ERROR)
+            errorText.append(text, length);
+        return logText.append(text, length), 0;
+    };
     uint32_t loud = 0, quiet = 0, console = 0, h[6] = {}; // before, after, other, kept, off, overdrawn
     ASSERT_EQ(RAS1_RegisterStore("test", 4, nullptr, keep, RAS1_ANY) + RES1_Register(&loud, nullptr, "Loud", 0) +
                   RES1_Register(&quiet, nullptr, "Quiet", 0) + RES1_Create(&h[0], loud, 0, nullptr) + CRF1_New(&console), 0);
@@ -55,6 +60,10 @@ TEST_P(Res1Debug, NamedClassesWriteLinesForNewResourcesOnly)
     for (const auto &row : rows)
         EXPECT_EQ(std::regex_search(logText, std::regex(Hex(row.handle) + "[0-9A-F]{8}::.*" + row.event)), row.written)
             << Hex(row.handle) << row.event << "\n" << logText;
+    // The drop too many is the caller's error, and its line says so by its
+    // kind; the events of a resource's life are details.
+    EXPECT_TRUE(std::regex_search(errorText, std::regex(Hex(h[5]) + "[0-9A-F]{8}::.*, use count error\n"))) << errorText;
+    EXPECT_EQ(errorText.find(", created"), std::string::npos) << errorText;
 }
 
 INSTANTIATE_TEST_SUITE_P(From, Res1Debug, testing::Bool());
