@@ -74,6 +74,10 @@ constexpr uint32_t kPatience = 1000;
 // Pieces gathered into one write(2).
 constexpr int kGather = 64;
 
+// How often a drain gives the processor away while a chunk's owner copies
+// a line in, before it writes the chunk as it stands.
+constexpr uint32_t kBusyTries = 100;
+
 // Claims the writing for thread `self`: 1 when it now holds it; 0 when it
 // held it already (a drain in a signal handler that interrupted this
 // thread's own write) or, in a drain, gave up waiting after `patience`
@@ -337,6 +341,14 @@ uint32_t wanted_size(const char *setting)
 // write(2) only: a drain's.  Every chunk of the half's generation is
 // looked at, claimed or not, since a drain may come between a hand-off's
 // steps.
+//
+// Each chunk is sealed before it is written, so that its owner puts its
+// next lines into a chunk that the drain reaches later, or that the next
+// writing of the buffer takes: a thread that logs while a drain runs (a
+// fork's, or another thread's end) keeps its lines in order.  A copy
+// under way on another thread ends in a moment and is waited for, a
+// little; one that the drain interrupted on its own thread never ends
+// while it runs, and that chunk is written as far as its whole lines go.
 void drain_half(ZULRA_target_t *target, uint32_t half)
 {
     ZULRA_hold_t *hold = &target->hold;
@@ -344,6 +356,15 @@ void drain_half(ZULRA_target_t *target, uint32_t half)
     for (uint32_t i = 0; i < hold->size / hold->chunk; i++) {
         ZULRA_chunkhead_t *head = chunk_at(hold, half, i);
         uint64_t state = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
+        if (ZULRA_ChunkTag(state) != (g & ZULRA_CHUNK_TAGS))
+            continue;
+        for (uint32_t tries = 0; !ZULRA_ChunkSeal(head, g, 0, &state); tries++) {
+            if (tries == kBusyTries) {
+                state = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
+                break;
+            }
+            ZULPL_Yield();
+        }
         if (ZULRA_ChunkTag(state) != (g & ZULRA_CHUNK_TAGS))
             continue;
         uint32_t used = ZULRA_ChunkUsed(state);
@@ -367,9 +388,10 @@ void drain_ending()
 
 // The child of a fork: what the buffer holds are the parent's lines,
 // which the parent writes; the child starts empty, with both halves in a
-// generation of their own, so that the chunk the forking thread held is
-// no longer its.  A thread that was writing in the parent does not exist
-// here.
+// generation of their own.  Every chunk in use is sealed, so that the
+// chunk the forking thread held is no longer its: its next line claims a
+// chunk of the child's.  A thread that was writing in the parent does not
+// exist here.
 void empty_in_child()
 {
     ZULRA_target_t *target = ZULRA_Target();
@@ -378,6 +400,15 @@ void empty_in_child()
     ZULRA_hold_t *hold = &target->hold;
     uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
     for (uint32_t k = 0; k < 2; k++) {
+        for (uint32_t i = 0; i < hold->size / hold->chunk; i++) {
+            // A chunk that a thread of the parent was copying into at the
+            // fork stays busy for ever here, unless the mark goes.
+            ZULRA_chunkhead_t *head = chunk_at(hold, k, i);
+            uint64_t state = __atomic_load_n(&head->state, __ATOMIC_RELAXED);
+            if (state != 0)
+                __atomic_store_n(&head->state, (state & ~ZULRA_CHUNK_BUSY) | ZULRA_CHUNK_SEALED,
+                                 __ATOMIC_RELAXED);
+        }
         uint32_t g = generation(__atomic_load_n(&hold->claim[k], __ATOMIC_RELAXED)) + 1;
         __atomic_store_n(&hold->count[k], 0u, __ATOMIC_RELAXED);
         __atomic_store_n(&hold->oldest[k], 0u, __ATOMIC_RELAXED);

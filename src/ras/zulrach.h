@@ -65,18 +65,32 @@ static inline uint64_t ZULRA_ChunkState(uint32_t tag)
     return static_cast<uint64_t>(tag & ZULRA_CHUNK_TAGS) << ZULRA_CHUNK_TAG_SHIFT;
 }
 
+// Whether tag `tag` is later than the tag of `state`: tags go up from
+// claim to claim of the same memory, and wrap within their 22 bits.  A
+// state of zero bytes is memory never used (or given back to the system
+// and mapped afresh), older than any tag.
+static inline int ZULRA_ChunkOlder(uint64_t state, uint32_t tag)
+{
+    if (state == 0)
+        return 1;
+    uint32_t ahead = (tag - ZULRA_ChunkTag(state)) & ZULRA_CHUNK_TAGS;
+    return ahead != 0 && ahead < (ZULRA_CHUNK_TAGS + 1) / 2;
+}
+
 // The owner starts a chunk it has just claimed under `tag`, with `dropped`
 // in its header: 1 when it may append to it; 0 when it was sealed before
-// it started (its reader has passed it by), and the owner must claim
-// another.  A thread that held the same memory under an older tag and is
-// still copying into it (it had not yet seen that it lost it) is waited
-// for: its copy ends in a moment, and its append then fails.
+// it started (its reader has passed it by), or when it already bears a
+// later tag (the owner was held up so long after its claim that the
+// memory has been emptied and claimed again since), and the owner must
+// claim another.  A thread that held the same memory under an older tag
+// and is still copying into it (it had not yet seen that it lost it) is
+// waited for: its copy ends in a moment, and its append then fails.
 static inline int ZULRA_ChunkStart(ZULRA_chunkhead_t *head, uint32_t tag, uint32_t dropped)
 {
     tag &= ZULRA_CHUNK_TAGS;
     uint64_t was = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
     for (;;) {
-        if (ZULRA_ChunkTag(was) == tag)
+        if (!ZULRA_ChunkOlder(was, tag))
             return 0;
         if ((was & ZULRA_CHUNK_BUSY) != 0) {
             ZULPL_Yield();
