@@ -131,7 +131,7 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
 {
     if (length == 0)
         return 1;
-    uint64_t need = (uint64_t)context->pendingLength + length;
+    uint64_t need = static_cast<uint64_t>(context->pendingLength) + length;
     if (need > UINT32_MAX)
         return 0;
     if (need > context->pendingSize) {
@@ -140,14 +140,14 @@ static int keep(ZULRA_fctx_t *context, const char *text, uint32_t length)
             size *= 2;
         if (size > UINT32_MAX)
             size = need;
-        char *grown = (char *)realloc(context->pending, (size_t)size);
+        char *grown = static_cast<char *>(realloc(context->pending, static_cast<size_t>(size)));
         if (grown == nullptr)
             return 0;
         context->pending = grown;
-        context->pendingSize = (uint32_t)size;
+        context->pendingSize = static_cast<uint32_t>(size);
     }
     memcpy(context->pending + context->pendingLength, text, length);
-    context->pendingLength = (uint32_t)need;
+    context->pendingLength = static_cast<uint32_t>(need);
     return 1;
 }
 
