@@ -165,23 +165,20 @@ static int lockless(const ZULRA_store_t *store)
            ZULRA_HoldsInChunks(static_cast<const ZULRA_target_t *>(store->data));
 }
 
-// Takes the store's lock unless the store needs none; returns whether it
-// did.
-static int take_store(ZULRA_store_t *store)
+// The lock to hold while a line goes to the store: the store's, or none
+// (null) where the store needs none.
+static ZULSS_lock_t *store_lock(ZULRA_store_t *store)
 {
-    if (lockless(store))
-        return 0;
-    BSS1_GetLock(&store->lock);
-    return 1;
+    return lockless(store) ? nullptr : &store->lock;
 }
 
-// Gives back what take_store took, and then writes what the store's
-// routine handed off to be written without the lock (a full half of the
-// default store's buffer).
-static void give_store(ZULRA_store_t *store, int locked)
+// The caller holds the store's lock, or the store needs none.
+#define ASSERT_STORE_HELD(store) ZUL_ASSERT(lockless(store) || ZULSS_LockHeld(&(store)->lock))
+
+// Writes what the store's routine handed off to be written once the
+// store's lock is given back (a full half of the default store's buffer).
+static inline void write_handed_off()
 {
-    if (locked)
-        BSS1_ReleaseLock(&store->lock);
     if (ZULRA_handedOff != nullptr)
         ZULRA_WriteHandedOff();
 }
@@ -192,6 +189,7 @@ static void give_store(ZULRA_store_t *store, int locked)
 static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, uint32_t lines)
 {
     ZULRA_store_t *store = context->store;
+    ASSERT_STORE_HELD(store);
     if (length == 0)
         return 0;
     ZULRA_Feed(text, length, lines);
@@ -220,13 +218,15 @@ static int end_message(ZULRA_pcb_t *block, ZULRA_fctx_t *context)
 {
     int result = 0;
     if (context->pendingLength != 0) {
-        int locked = take_store(context->store);
-        // A message held whole may already end its last line.
-        int ended = context->pending[context->pendingLength - 1] == '\n';
-        if (!ended && !keep(context, "\n", 1))
-            (void)write_pending(context); // the line end is lost, not the text
-        result = write_pending(context);
-        give_store(context->store, locked);
+        {
+            ZULSS_HOLD(store_lock(context->store));
+            // A message held whole may already end its last line.
+            int ended = context->pending[context->pendingLength - 1] == '\n';
+            if (!ended && !keep(context, "\n", 1))
+                (void)write_pending(context); // the line end is lost, not the text
+            result = write_pending(context);
+        }
+        write_handed_off();
     }
     if (context->pendingSize > KEPT_PENDING) {
         free(context->pending);
@@ -246,19 +246,22 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
     // just where a record is full gets an empty record for it.
     uint32_t limit = context->format->limit;
     text[length] = '\n';
-    int locked = take_store(store);
-    ZULRA_capture_t *slots = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
-    if (slots != nullptr) {
-        uint32_t records = length == 0 ? 1 : (length + limit - 1) / limit;
-        uint32_t empty = ended && length % limit == 0;
-        uint64_t n = claim_records(ZULRA_Tcb(), records + empty);
-        for (uint32_t at = 0, i = 0; i < records; i++, at += limit)
-            put_record(slots, n + i, text + at, length - at < limit ? length - at : limit);
-        if (empty)
-            put_record(slots, n + records, text, 0);
+    int result;
+    {
+        ZULSS_HOLD(store_lock(store));
+        ZULRA_capture_t *slots = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
+        if (slots != nullptr) {
+            uint32_t records = length == 0 ? 1 : (length + limit - 1) / limit;
+            uint32_t empty = ended && length % limit == 0;
+            uint64_t n = claim_records(ZULRA_Tcb(), records + empty);
+            for (uint32_t at = 0, i = 0; i < records; i++, at += limit)
+                put_record(slots, n + i, text + at, length - at < limit ? length - at : limit);
+            if (empty)
+                put_record(slots, n + records, text, 0);
+        }
+        result = write_out(context, text, length + 1, 1);
     }
-    int result = write_out(context, text, length + 1, 1);
-    give_store(store, locked);
+    write_handed_off();
     ZULRA_GiveContext(block, ZULRA_Tcb(), context);
     return result;
 }
@@ -287,18 +290,14 @@ static uint32_t compact(char *records, uint32_t count)
     return static_cast<uint32_t>(out - records);
 }
 
-int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
+// A batch of records of the context's message goes to the ring and, as
+// whole lines, to the store.  The caller holds the store's lock, or the
+// store needs none.
+static int put_batch(ZULRA_pcb_t *block, ZULRA_fctx_t *context, char *records, uint32_t count)
 {
-    ZULRA_fctx_t *context = static_cast<ZULRA_fctx_t *>(argument);
-    ZULRA_pcb_t *block = ZULRA_Pcb();
-
-    if (count == 0 || records == nullptr)
-        return end_message(block, context);
-
     ZULRA_store_t *store = context->store;
-    int result = 0;
+    ASSERT_STORE_HELD(store);
     int whole_messages = store->messages && context->headed;
-    int locked = take_store(store);
     capture(block, records, count);
 
     // The common batch: one record that ends its line.  The zero byte
@@ -308,9 +307,7 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
         !whole_messages) {
         uint32_t length = first & ZULSS_RECORD_LENGTH;
         records[1 + length] = '\n';
-        result = write_out(context, records + 1, length + 1, 1);
-        give_store(store, locked);
-        return result;
+        return write_out(context, records + 1, length + 1, 1);
     }
 
     uint32_t total = compact(records, count);
@@ -319,12 +316,10 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     // to hold it, what is held and this batch go out as they are: the
     // message then makes more than one record, but nothing is lost.
     if (whole_messages) {
-        if (!keep(context, records, total)) {
-            (void)write_pending(context);
-            result = write_out(context, records, total, 0);
-        }
-        give_store(store, locked);
-        return result;
+        if (keep(context, records, total))
+            return 0;
+        (void)write_pending(context);
+        return write_out(context, records, total, 0);
     }
 
     // The finished lines end at the last line feed; what stands behind it
@@ -333,6 +328,7 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     while (whole > 0 && records[whole - 1] != '\n')
         whole--;
 
+    int result = 0;
     if (context->pendingLength == 0) {
         result = write_out(context, records, whole, 0);
     } else if (whole != 0) {
@@ -349,7 +345,22 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
         (void)write_pending(context);
         result = write_out(context, records + whole, total - whole, 0);
     }
+    return result;
+}
 
-    give_store(store, locked);
+int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
+{
+    ZULRA_fctx_t *context = static_cast<ZULRA_fctx_t *>(argument);
+    ZULRA_pcb_t *block = ZULRA_Pcb();
+
+    if (count == 0 || records == nullptr)
+        return end_message(block, context);
+
+    int result;
+    {
+        ZULSS_HOLD(store_lock(context->store));
+        result = put_batch(block, context, records, count);
+    }
+    write_handed_off();
     return result;
 }
