@@ -179,8 +179,12 @@ uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_
 uint32_t write_half(ZULRA_target_t *target, uint32_t half)
 {
     ZULRA_hold_t *hold = &target->hold;
-    // Only a drain on another thread, or the thread that handed the half
-    // off, can hold the writing meanwhile; both are bounded.
+    // Writers in ordinary code wait for each other asleep on `writing`: a
+    // thread that has filled a half while the other is still being
+    // written gives its processor to the writer rather than spin for the
+    // tens of microseconds of a write(2).  Then only a drain on another
+    // thread can hold the `writer` word meanwhile, for a bounded time.
+    ZULSS_HOLD(&hold->writing);
     int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t written = 0;
     if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half) {

@@ -251,6 +251,7 @@ typedef struct ZULRA_hold {
     // and a claim there gives nothing.
     alignas(64) uint64_t claim[2];
     alignas(64) uint32_t writer; // the thread writing them out, 0 for none
+    ZULSS_lock_t writing;        // the turns of writers in ordinary code
 } ZULRA_hold_t;
 
 #define ZULRA_HOLD_SHUT 0x80000000u
