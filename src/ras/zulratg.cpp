@@ -271,8 +271,9 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
         return STC1_Success;
     }
 
-    // Under the store's lock no line is being written, so none is split
-    // between the two files, and the lines held go to the old one.
+    // The lines held go to the old file.  Each line is written whole by
+    // one write(2), so none is split between the two files; under the
+    // store's lock no half of the buffer is handed off meanwhile.
     int error;
     {
         ZULSS_HOLD(default_store_lock());
