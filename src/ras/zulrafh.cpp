@@ -183,23 +183,29 @@ static inline void write_handed_off()
         ZULRA_WriteHandedOff();
 }
 
-// Gives whole lines to the store's routine and to the tails' feed;
-// `lines` of them, 0 for not counted.  The caller holds the store's lock,
-// or the store needs none.
-static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, uint32_t lines)
+// Gives whole lines to the store's routine.  The caller holds the
+// store's lock, or the store needs none.
+static int write_store(ZULRA_fctx_t *context, const char *text, uint32_t length)
 {
     ZULRA_store_t *store = context->store;
     ASSERT_STORE_HELD(store);
-    if (length == 0)
-        return 0;
-    ZULRA_Feed(text, length, lines);
-    if (store->write == nullptr)
+    if (length == 0 || store->write == nullptr)
         return 0;
     const ZULRA_fctx_t *outer = ZULRA_writing;
     ZULRA_writing = context;
     int result = store->write(store->data, text, length, context->entry, context->flags);
     ZULRA_writing = outer;
     return result;
+}
+
+// Gives whole lines to the tails' feed and to the store's routine;
+// `lines` of them, 0 for not counted.  The caller holds the store's lock,
+// or the store needs none.
+static int write_out(ZULRA_fctx_t *context, const char *text, uint32_t length, uint32_t lines)
+{
+    if (length != 0)
+        ZULRA_Feed(text, length, lines);
+    return write_store(context, text, length);
 }
 
 // Gives the open line to the store and empties it.  The caller holds the
@@ -246,9 +252,10 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
     // just where a record is full gets an empty record for it.
     uint32_t limit = context->format->limit;
     text[length] = '\n';
+    ZULSS_lock_t *lock = store_lock(store);
     int result;
     {
-        ZULSS_HOLD(store_lock(store));
+        ZULSS_HOLD(lock);
         ZULRA_capture_t *slots = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
         if (slots != nullptr) {
             uint32_t records = length == 0 ? 1 : (length + limit - 1) / limit;
@@ -259,8 +266,14 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
             if (empty)
                 put_record(slots, n + records, text, 0);
         }
-        result = write_out(context, text, length + 1, 1);
+        // A store with a lock gives its line to the tails once the lock is
+        // given back: the copy then does not lengthen the time in which
+        // the threads that share the store exclude each other.
+        result = lock != nullptr ? write_store(context, text, length + 1)
+                                 : write_out(context, text, length + 1, 1);
     }
+    if (lock != nullptr)
+        ZULRA_Feed(text, length + 1, 1);
     write_handed_off();
     ZULRA_GiveContext(block, ZULRA_Tcb(), context);
     return result;
