@@ -91,11 +91,16 @@ int claim(ZULRA_tcb_t *tcb)
     if (__atomic_load_n(&feed.orphans, __ATOMIC_RELAXED) != 0)
         dropped += __atomic_exchange_n(&feed.orphans, 0u, __ATOMIC_RELAXED);
     ZULRA_chunkhead_t *head = chunk_at(number);
-    // The server seals no chunk before it is started, so this start holds.
-    (void)ZULRA_ChunkStart(head, static_cast<uint32_t>(number), dropped);
+    tcb->fedDropped = 0;
+    if (!ZULRA_ChunkStart(head, static_cast<uint32_t>(number), dropped)) {
+        // The server sealed the chunk empty before the thread came to
+        // start it: the count goes with the next one the thread claims.
+        tcb->fedDropped = dropped;
+        tcb->fed = nullptr;
+        return 1;
+    }
     tcb->fed = head;
     tcb->fedTag = static_cast<uint32_t>(number);
-    tcb->fedDropped = 0;
     wake_server();
     return 1;
 }
@@ -186,9 +191,14 @@ uint64_t ZULRA_FeedSeal(uint64_t *first)
 {
     *first = __atomic_load_n(&feed.released, __ATOMIC_RELAXED);
     uint64_t claimed = __atomic_load_n(&feed.claimed, __ATOMIC_ACQUIRE);
+    // A chunk claimed and not yet started is sealed empty: its thread,
+    // when it comes to start it, claims another, so the server never
+    // waits for a thread that is held up.  Nor for a chunk whose header a
+    // thread still copying from before the feed was last closed has set
+    // back to an older tag: it is passed by in the same way.
     while (feed.end < claimed) {
         uint64_t state;
-        if (!ZULRA_ChunkSeal(chunk_at(feed.end), static_cast<uint32_t>(feed.end), 0, &state))
+        if (!ZULRA_ChunkSeal(chunk_at(feed.end), static_cast<uint32_t>(feed.end), 1, &state))
             break;
         feed.end++;
     }
