@@ -137,10 +137,12 @@ uint32_t room(const ZULRA_hold_t *hold)
 
 // Seals each chunk claimed in half `half`, whose generation is `g`, and
 // writes what each holds beyond its `done`.  Returns the bytes written.
-// The caller holds the writing, and the half is shut to claims.
+// The caller holds `writing` and the `writer` word, and the half is shut to claims.
 uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_t count)
 {
     ZULRA_hold_t *hold = &target->hold;
+    ZUL_ASSERT_HELD(&hold->writing);
+    ZUL_ASSERT(__atomic_load_n(&hold->writer, __ATOMIC_RELAXED) == ZULPL_ThreadId());
     struct iovec pieces[kGather];
     ZULRA_chunkhead_t *heads[kGather];
     uint32_t ends[kGather];
