@@ -29,6 +29,7 @@
 #include "ras/zulralg.h"
 
 #include "internal/zulfeed.h"
+#include "platform/zulplat.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -44,13 +45,32 @@ ZULSS_lock_t *ZULRA_DefaultStoreLock(void)
     return &ring_lock;
 }
 
+// The ring that ZULRA_MakeRing made, for the child of a fork.
+static constinit ZULRA_capture_t *made = nullptr;
+
+// The child of a fork: a slot that a thread of the parent was filling at
+// the fork would stay marked as being filled for ever, and every record
+// that comes to it would be left out; it is emptied instead.
+static void clear_in_child(void)
+{
+    ZULRA_capture_t *slots = __atomic_load_n(&made, __ATOMIC_ACQUIRE);
+    if (slots == nullptr)
+        return;
+    for (uint32_t i = 0; i < ZULRA_CAPTURE_SLOTS; i++)
+        if ((__atomic_load_n(&slots[i].stamp, __ATOMIC_RELAXED) & 1) != 0)
+            __atomic_store_n(&slots[i].stamp, 0u, __ATOMIC_RELAXED);
+}
+
 ZULRA_capture_t *ZULRA_MakeRing(void)
 {
     size_t size = ZULRA_CAPTURE_SLOTS * sizeof(ZULRA_capture_t);
     static_assert(ZULRA_CAPTURE_SLOTS * sizeof(ZULRA_capture_t) % 64 == 0, "whole cache lines");
     void *slots = aligned_alloc(64, size);
-    if (slots != nullptr)
-        memset(slots, 0, size);
+    if (slots == nullptr)
+        return nullptr;
+    memset(slots, 0, size);
+    __atomic_store_n(&made, static_cast<ZULRA_capture_t *>(slots), __ATOMIC_RELEASE);
+    (void)ZULPL_OnFork(nullptr, clear_in_child);
     return static_cast<ZULRA_capture_t *>(slots);
 }
 
