@@ -29,8 +29,8 @@
                                       // can be taken on
 #define ZULCR_TAILS 32u               // tail connections at once, so that as many
                                       // slots stay for commands
-#define ZULCR_TAIL_QUEUE 262144u      // bytes of log lines held for one tail; a
-                                      // power of two
+#define ZULCR_TAIL_BUDGET 65536u      // bytes of log lines a tail is given a
+                                      // millisecond at most
 
 // Statuses of a reply header that the server gives itself, outside the
 // range of any console status.
@@ -71,10 +71,10 @@ typedef struct ZULCR_out {
 // again.  So output of any amount and any source goes through the queue
 // and the event set, and a client that does not read holds up only
 // itself.  Times are ticks.
-// A tail's queue: the log lines that wait for its connection, in a ring
-// of ZULCR_TAIL_QUEUE bytes.  The threads that log put lines in under the
-// feed's lock, or count them as dropped when they do not fit; the server
-// thread takes them out.  Defined in zulcrtl.cpp.
+// A tail: where its connection stands in the log's feed (internal/
+// zulfeed.h), the lines it has lost, and what it is owed before the next
+// line.  The server thread alone reads and writes it.  Defined in
+// zulcrtl.cpp.
 typedef struct ZULCR_tail ZULCR_tail_t;
 
 typedef struct ZULCR_conn {
@@ -95,8 +95,7 @@ typedef struct ZULCR_conn {
     uint8_t closeAfter;    // close once the queue is empty
     uint8_t partial;       // `in` ends in a line without its LF
     uint8_t blocked;       // a tail's socket took less than was offered
-    uint8_t polling;       // a busy tail, looked at each millisecond
-    uint32_t tailArmed;    // the tail was last left to wake the server
+    uint8_t polling;       // a tail with lines waiting, looked at each millisecond
 } ZULCR_conn_t;
 
 typedef struct ZULCR_server {
@@ -134,28 +133,44 @@ int ZULCR_Listen(const char *directory, uint32_t length, char *path, uint32_t si
 // under STATE.
 void ZULCR_LogListen(ZULRA_entry_t *entry, uint32_t classes, const char *directory, uint32_t length, int status);
 
-// Tails (zulcrtl.cpp).  A tail is attached by the server thread, which
-// alone drains and detaches it; the log feeds every attached tail.
+// Tails (zulcrtl.cpp), all on the server thread.  While one is attached,
+// the log puts every line into its feed; each turn of the server seals
+// what has come, writes each tail's socket from the feed as far as the
+// socket and the tail's share of the turn allow, and lets the threads
+// that log reuse what every tail has passed.
 
-// A new tail, fed from now on.  `wake` is the descriptor to write a byte
-// to when lines come for a tail that the server has emptied.  0, or
-// ZULCR_REPLY_TOO_MANY_TAILS, or ZULCR_REPLY_NO_MEMORY.
+// A new tail, given the lines written from now on.  `wake` is the
+// descriptor to write a byte to when a line comes while the server waits.
+// 0, or ZULCR_REPLY_TOO_MANY_TAILS, or ZULCR_REPLY_NO_MEMORY.
 uint32_t ZULCR_TailAttach(ZULCR_tail_t **tail, int wake);
 
-// Stops feeding the tail and frees it.
+// Stops giving the tail lines and frees it.
 void ZULCR_TailDetach(ZULCR_tail_t *tail);
 
-// The bytes that wait, as one or two pieces (the ring wraps); 0 pieces
-// when none wait.  Lines dropped since the last were taken are reported
-// first by a line of their own.  When nothing waits and `arm` is set the
-// tail is marked so that the next line fed wakes the server.
-uint32_t ZULCR_TailPeek(ZULCR_tail_t *tail, ZULPL_piece_t pieces[2], bool arm);
+// Whether a tail is attached.
+bool ZULCR_TailsAttached(void);
+
+// Begins a turn at tick `now`: seals the lines that have come, and moves a
+// tail that holds half the feed forward, counting the lines it loses.
+void ZULCR_TailTurn(uint32_t now);
+
+// The bytes to write to the tail now, as up to ZULPL_PIECES_MAX pieces:
+// first the rest of a line that a short write cut, and a report of lines
+// lost ("*** N lines dropped"), then whole lines from the feed, at most
+// ZULCR_TAIL_BUDGET bytes a millisecond.  0 pieces when there is nothing
+// to write now; `*more` then says whether lines wait for a later turn.
+uint32_t ZULCR_TailPeek(ZULCR_tail_t *tail, ZULPL_piece_t *pieces, uint32_t now, bool *more);
 
 // `length` bytes of what ZULCR_TailPeek gave have been written.
 void ZULCR_TailTaken(ZULCR_tail_t *tail, uint32_t length);
 
-// In a forked child: forget every tail without touching its lock, which
-// a thread of the parent may have held.
+// Ends a turn: lets the threads that log reuse what every tail has passed.
+// `more`: some tail has lines waiting for a later turn.  True when the
+// server is to look again within a millisecond; false when a line that
+// comes will wake it.
+bool ZULCR_TailRest(bool more);
+
+// In a forked child: forget every tail; the feed is the parent's.
 void ZULCR_TailForget(void);
 
 // The server thread's routine; given &ZULCR_server, with the listener and

@@ -18,9 +18,9 @@
 // gets one line when that begins and one when it ends.
 //
 // A connection that asks for it with ".tail" becomes a tail: from then on
-// it carries every line of the log as the log writes it, from a queue of
-// its own (zulcrtl.cpp), and takes no more lines.  A tail is bounded by
-// its queue, which drops lines instead of growing, so it is exempt from
+// it carries every line of the log as the log writes it, from the log's
+// feed (zulcrtl.cpp), and takes no more lines.  A tail is bounded by the
+// feed, which drops lines for it instead of growing, so it is exempt from
 // the limits of time that keep command connections moving: an operator
 // who reads slowly, or not at all for a while, loses lines and is told
 // how many, and is never closed for it.
@@ -213,12 +213,11 @@ bool start_tail(ZULCR_server_t *s, ZULCR_conn_t *c, bool ring, uint32_t now)
         c->tail = nullptr;
         return queue_own(c, ZULCR_REPLY_NO_MEMORY, "No memory for the reply\n", now);
     }
-    // The lines fed from the moment of attaching wait in the tail's queue
-    // behind this reply; a line written while the ring is read is in the
-    // queue only, since the ring is held for the reading.
+    // The lines written from the moment of attaching follow this reply; a
+    // line written while the ring is read may come twice, none is missed.
     RingCopy copy = {body};
     if (ring)
-        ZULRA_ReadRingHeld(kRingLines, copy_ring_line, &copy);
+        ZULRA_ReadRing(kRingLines, copy_ring_line, &copy);
     queue_reply(c, o, body, ZULCR_REPLY_TAIL, uint32_t(copy.at - body), now);
     return true;
 }
@@ -377,14 +376,10 @@ bool pump(ZULCR_server_t *s, ZULCR_conn_t *c, bool writable, uint32_t now)
 }
 
 // Writes a tail's replies, then its log lines, as far as the socket takes
-// them.  False when the connection is broken.
-//
-// A tail that the drain empties is left to wake the server with its next
-// line, unless it was so left in this same millisecond already: then the
-// log is busy, and the server looks again in the next millisecond instead
-// (`polling`).  So a quiet log's line leaves at once, and a busy log
-// costs at most about two turns and one wake a millisecond, each moving
-// many lines, rather than a turn for every few lines.
+// them and the tail's share of the millisecond allows.  False when the
+// connection is broken.  A tail whose socket is full is left to the event
+// set, which says when it has room; one with lines left over for a later
+// millisecond is `polling`.
 bool drain(ZULCR_conn_t *c, uint32_t now)
 {
     c->blocked = 0;
@@ -396,13 +391,11 @@ bool drain(ZULCR_conn_t *c, uint32_t now)
         return true;
     }
     for (;;) {
-        ZULPL_piece_t pieces[2];
-        bool arm = now != c->tailArmed;
-        uint32_t n = ZULCR_TailPeek(c->tail, pieces, arm);
+        ZULPL_piece_t pieces[ZULPL_PIECES_MAX];
+        bool more = false;
+        uint32_t n = ZULCR_TailPeek(c->tail, pieces, now, &more);
         if (n == 0) {
-            if (arm)
-                c->tailArmed = now;
-            c->polling = uint8_t(!arm);
+            c->polling = uint8_t(more);
             return true;
         }
         long wrote = ZULPL_WritePieces(c->fd, pieces, n);
@@ -415,7 +408,10 @@ bool drain(ZULCR_conn_t *c, uint32_t now)
         ZULCR_TailTaken(c->tail, uint32_t(wrote));
         c->lastActive = now;
         // A short write: the socket is full, and says so when it has room.
-        if (size_t(wrote) < pieces[0].length + (n > 1 ? pieces[1].length : 0)) {
+        size_t offered = 0;
+        for (uint32_t i = 0; i < n; ++i)
+            offered += pieces[i].length;
+        if (size_t(wrote) < offered) {
             c->blocked = 1;
             return true;
         }
@@ -509,25 +505,29 @@ void serve(ZULCR_server_t *s, ZULCR_conn_t *c, uint32_t got, uint32_t now)
         due(s, deadline(c));
 }
 
-// Lines have come for tails that were empty (`woken`), or a millisecond
-// has passed for tails that are looked at each millisecond: each such tail
-// whose socket is not known to be full takes what waits.  True when a tail
-// is to be looked at again in the next millisecond.
-bool feed_tails(ZULCR_server_t *s, bool woken, uint32_t now)
+// A turn of the tails: what the threads that log have written since the
+// last goes to each tail whose socket is not known to be full.  True when
+// the server is to look again within a millisecond (a tail has lines left
+// over, or a thread is still copying one in); false when the next line
+// will wake it.  So a line of a quiet log leaves at once, and a busy log
+// costs a turn a millisecond, each moving many lines.
+bool feed_tails(ZULCR_server_t *s, uint32_t now)
 {
-    bool polling = false;
+    if (!ZULCR_TailsAttached())
+        return false;
+    ZULCR_TailTurn(now);
+    bool more = false;
     for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c) {
-        if (!c->used || c->tail == nullptr || c->blocked || !(woken || (c->polling && now != c->tailArmed)))
+        if (!c->used || c->tail == nullptr || c->blocked)
             continue;
         if (!drain(c, now)) {
             close_conn(s, c);
             continue;
         }
         watch(s, c);
+        more = more || c->polling;
     }
-    for (ZULCR_conn_t *c = s->conns; c < s->conns + ZULCR_SOCKET_CONNECTIONS; ++c)
-        polling = polling || (c->used && c->polling);
-    return polling;
+    return ZULCR_TailRest(more);
 }
 
 // Closes the connections past their limits.  A line not whole in time
@@ -701,21 +701,20 @@ void *ZULCR_Serve(void *server)
         now = ZULPL_Ticks();
         if (ready < 0)
             ZULPL_Sleep(10);
-        bool waiting = false, fed = false;
+        bool waiting = false;
         for (int i = 0; i < ready; ++i) {
             uint32_t key = events[i].key;
             if (key == ZULCR_KEY_WAKE) {
                 char scrap[16];
                 while (ZULPL_ReadSome(s->wake[0], scrap, sizeof scrap) > 0) {
                 }
-                fed = true;
             } else if (key == ZULCR_KEY_LISTENER) {
                 waiting = true;
             } else if (key < ZULCR_SOCKET_CONNECTIONS && s->conns[key].used) {
                 serve(s, &s->conns[key], events[i].got, now);
             }
         }
-        polling = feed_tails(s, fed, now);
+        polling = feed_tails(s, now);
         // New connections after the others were served, so that the slots
         // and descriptors they freed count.
         if (waiting && s->listening)

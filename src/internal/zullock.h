@@ -27,16 +27,19 @@ int ZULSS_LockHeld(const ZULSS_lock_t *lock);
 
 #define ZUL_ASSERT_HELD(lock) ZUL_ASSERT(ZULSS_LockHeld(lock))
 
-// The two halves of ZULSS_HOLD.
+// The two halves of ZULSS_HOLD.  A null lock is no lock, at no cost: a
+// routine may hold a lock only where it needs one.
 static inline ZULSS_lock_t *ZULSS_HoldBegin(ZULSS_lock_t *lock)
 {
-    BSS1_GetLock(lock);
+    if (lock != nullptr)
+        BSS1_GetLock(lock);
     return lock;
 }
 
 static inline void ZULSS_HoldEnd(ZULSS_lock_t **held)
 {
-    BSS1_ReleaseLock(*held);
+    if (*held != nullptr)
+        BSS1_ReleaseLock(*held);
 }
 
 #define ZULSS_HOLD_JOIN(a, b) a##b

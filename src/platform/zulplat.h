@@ -95,6 +95,12 @@ void ZULPL_SetTickSource(uint32_t (*source)(void));
 // would never release.  Async-signal-safe.
 void ZULPL_WriteAll(int fd, const char *text, size_t length);
 
+// As ZULPL_WriteAll, for `count` pieces gathered in one system call where
+// the descriptor takes them all (a file does), in order.  The pieces are
+// used up as they are written.  Async-signal-safe.
+struct iovec;
+void ZULPL_WriteGathered(int fd, struct iovec *pieces, int count);
+
 // As ZULPL_WriteAll, for code that must not wait on a reader who takes
 // nothing (a process that is ending): to a pipe or a socket it writes a
 // page at a time once poll has seen room, and gives up when `patience`

@@ -261,6 +261,12 @@ void ZULPL_UnmapPages(void *pages, size_t size)
         munmap(pages, size);
 }
 
+void ZULPL_DropPages(void *pages, size_t size)
+{
+    if (pages != nullptr)
+        (void)madvise(pages, size, MADV_DONTNEED);
+}
+
 void ZULPL_Wake(int fd)
 {
     char one = 1;

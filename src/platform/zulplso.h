@@ -106,6 +106,11 @@ void ZULPL_CloseFd(int fd);
 void *ZULPL_MapPages(size_t size);
 void ZULPL_UnmapPages(void *pages, size_t size);
 
+// Gives the memory of mapped pages back to the system while they stay
+// mapped: they read as zeros from then on, and a page written again comes
+// back on its own.
+void ZULPL_DropPages(void *pages, size_t size);
+
 // Writes one byte to a wake pipe's write end.
 void ZULPL_Wake(int fd);
 

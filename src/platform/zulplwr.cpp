@@ -1,6 +1,7 @@
 // ZULPL_WriteAll: whole writes to a file descriptor, without the
-// cancellation bookkeeping of the C library's write; and ZULPL_WriteWithin,
-// which gives up on a reader that takes nothing.
+// cancellation bookkeeping of the C library's write; ZULPL_WriteGathered,
+// the same for pieces gathered in one call; and ZULPL_WriteWithin, which
+// gives up on a reader that takes nothing.
 //
 // The C library's write(2) wrapper turns asynchronous cancellation on and
 // off around the system call on every call; the log writes once a line
@@ -12,6 +13,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -38,6 +40,28 @@ size_t write_on(int fd, const char *text, size_t length)
 void ZULPL_WriteAll(int fd, const char *text, size_t length)
 {
     (void)write_on(fd, text, length);
+}
+
+void ZULPL_WriteGathered(int fd, struct iovec *pieces, int count)
+{
+    while (count > 0) {
+        long n = syscall(SYS_writev, fd, pieces, count);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return;
+        // A short write: what was taken comes off the front.
+        size_t taken = static_cast<size_t>(n);
+        while (count > 0 && taken >= pieces->iov_len) {
+            taken -= pieces->iov_len;
+            ++pieces;
+            --count;
+        }
+        if (count > 0) {
+            pieces->iov_base = static_cast<char *>(pieces->iov_base) + taken;
+            pieces->iov_len -= taken;
+        }
+    }
 }
 
 size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patience)

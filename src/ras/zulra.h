@@ -43,14 +43,59 @@ typedef struct ZULRA_exit {
     void *user;
 } ZULRA_exit_t;
 
-// One slot of the capture ring: the newest lines of the log.
+// One slot of the capture ring: the newest lines of the log, a record of
+// up to 128 bytes to a slot.  Records are numbered in the order in which
+// they are claimed, and record n lives in slot n % ZULRA_CAPTURE_SLOTS.
+// `stamp` says which record the slot holds and whether it is being
+// written: (n + 1) * 2 once record n is in place, that plus 1 while it is
+// written, 0 in a slot never written.  A writer claims the slot by a
+// compare-and-swap of the stamp and publishes the record with a release
+// store of it; a reader takes a record whose stamp is the one it expects
+// before and after it copies the text, so no lock is needed on either side
+// and no record is read torn.  The text is moved in words with atomic
+// loads and stores (plain moves on the processors the library runs on),
+// since readers copy it while a writer may be filling the slot.
+#define ZULRA_CAPTURE_TEXT 128u
+
 typedef struct ZULRA_capture {
-    struct ZULRA_capture *next;
+    uint64_t stamp;
     uint32_t length;
-    char text[128];
+    uint32_t unused;
+    char text[ZULRA_CAPTURE_TEXT];
 } ZULRA_capture_t;
 
-#define ZULRA_CAPTURE_SLOTS 256
+#define ZULRA_CAPTURE_SLOTS 256u
+
+// A thread claims this many records of the ring at once, with one atomic
+// add on the ring's count, and fills them with no other word shared with
+// the threads that log beside it: the cost of the ring does not grow when
+// two threads that run at once log.  A block is 8 slots, 1152 bytes, 18
+// cache lines of its own.  Records of two threads therefore stand in the
+// ring in blocks of up to eight.
+#define ZULRA_CAPTURE_BLOCK 8u
+
+// The count of records claimed so far, on a cache line of its own: it
+// moves once for each block a thread claims, and must not share a line
+// with words that every line reads.
+typedef struct ZULRA_ringcount {
+    alignas(64) uint64_t claimed;
+    char rest[56];
+} ZULRA_ringcount_t;
+
+extern ZULRA_ringcount_t ZULRA_ringCount;
+
+// The slots of the ring, all zero bytes: one allocation, aligned to a
+// cache line so that a block of slots starts one.  Null without memory,
+// and then nothing is captured.
+ZULRA_capture_t *ZULRA_MakeRing(void);
+
+// Calls `each` for the newest `most` records of the ring that are whole
+// when looked at, oldest first, with a copy of the text and `user`; a
+// record that a writer fills meanwhile is passed over.  Takes no lock,
+// allocates nothing: safe in a signal handler.  Returns the count given.
+typedef void (*ZULRA_record_t)(void *user, const char *text, uint32_t length);
+uint32_t ZULRA_WalkRing(const ZULRA_capture_t *slots, uint32_t most, ZULRA_record_t each,
+                        void *user);
 
 // One chunk of an enumeration list: `chunkBytes` of malloc'd memory whose
 // record pointers fill it downwards from its end.  `top[0]` is the newest
@@ -105,8 +150,7 @@ typedef struct ZULRA_pcb {
     uint32_t suspended;               // tracing is off while not 0
     uint32_t poolLeft;
     int32_t once;                     // guards the start of the service
-    ZULRA_capture_t *capture;
-    uint32_t captureHold;             // readers of the ring; nothing is captured while not 0
+    ZULRA_capture_t *capture;         // the slots of the capture ring, or null
     ZULRA_chunk_t *lists[3];
     uint32_t chunkBytes;
     uint32_t chunkSlots;
@@ -259,16 +303,9 @@ int ZULRA_MatchFilters(ZULRA_pcb_t *block, ZULRA_entry_t *entry, uint32_t *class
 // The caller holds the block lock.
 struct ZULRA_store *ZULRA_MatchStore(ZULRA_pcb_t *block, uint32_t want);
 
-// Raises (`hold` 1) or lowers (`hold` 0) the count of readers of the
-// capture ring.  Raising it waits for a capture in progress, so that once
-// it returns no writer touches the ring until it is lowered again.
-void ZULRA_HoldCapture(ZULRA_pcb_t *block, int hold);
-
-// The capture ring's lock, whose mutex ZULRA_ConstructPCB makes.  The
-// library's own default store takes it as its store lock (see
-// ZULRA_PrepareTargetStore), so that its lines are captured with no
-// second lock; other stores take it inside their own.
-ZULSS_lock_t *ZULRA_RingLock(void);
+// The lock that the library's own default store takes as its store lock
+// (see ZULRA_PrepareTargetStore); ZULRA_ConstructPCB makes its mutex.
+ZULSS_lock_t *ZULRA_DefaultStoreLock(void);
 
 // The ras1 console command (zulracm, zulraset, zulracp).  A list of an
 // argument tree, as the console hands it to a command.

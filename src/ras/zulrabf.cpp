@@ -51,10 +51,9 @@ static void unit_name(ZULRA_pcb_t *block, const ZULRA_unit_t *unit, const char *
         *length = unit->fileLen;
         return;
     }
-    BSS1_GetLock(&block->anchor->lock);
+    ZULSS_HOLD(&block->anchor->lock);
     *name = unit->file;
     *length = unit->fileLen;
-    BSS1_ReleaseLock(&block->anchor->lock);
 }
 
 // The eight upper-case hexadecimal digits of `value`, most significant
@@ -90,7 +89,7 @@ static char *put_hex(char *to, uint32_t value, int width)
 // Signed decimal digits of `value`.  Returns the end.
 static char *put_decimal(char *to, int value)
 {
-    uint32_t magnitude = (uint32_t)value;
+    uint32_t magnitude = static_cast<uint32_t>(value);
     if (value < 0) {
         *to++ = '-';
         magnitude = 0u - magnitude;
@@ -100,7 +99,7 @@ static char *put_decimal(char *to, int value)
         count++;
     char *end = to + count;
     for (char *at = end; at != to; magnitude /= 10u)
-        *--at = (char)('0' + magnitude % 10u);
+        *--at = static_cast<char>('0' + magnitude % 10u);
     return end;
 }
 
@@ -121,10 +120,10 @@ static char *put_name(ZULSS_format_t *object, char *head, char *end, const char 
     if (text == nullptr)
         text = "NULL";
     // 16 bytes stay free for the fields that follow a name.
-    if (length > (size_t)(head + kHeadRoom - 16 - end)) {
-        ZULSS_WriteText(object, head, (size_t)(end - head));
+    if (length > static_cast<size_t>(head + kHeadRoom - 16 - end)) {
+        ZULSS_WriteText(object, head, static_cast<size_t>(end - head));
         ZULSS_WriteText(object, text, length);
-        *written += (size_t)(end - head) + length;
+        *written += static_cast<size_t>(end - head) + length;
         return head;
     }
     memcpy(end, text, length);
@@ -144,13 +143,16 @@ static ZULRA_store_t *pick_store(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb, uint32_t 
         *unconfigured = tcb->unconfigured;
         return tcb->store;
     }
-    BSS1_GetLock(&block->lock);
-    ZULRA_store_t *store = ZULRA_MatchStore(block, active);
-    if (store == nullptr)
-        store = block->defaultStore;
-    *unconfigured = ZULRA_NothingConfigured(block) ? RAS1_WRITE_UNCONFIGURED : 0u;
-    uint32_t syncValue = __atomic_load_n(syncWord, __ATOMIC_RELAXED);
-    BSS1_ReleaseLock(&block->lock);
+    ZULRA_store_t *store;
+    uint32_t syncValue;
+    {
+        ZULSS_HOLD(&block->lock);
+        store = ZULRA_MatchStore(block, active);
+        if (store == nullptr)
+            store = block->defaultStore;
+        *unconfigured = ZULRA_NothingConfigured(block) ? RAS1_WRITE_UNCONFIGURED : 0u;
+        syncValue = __atomic_load_n(syncWord, __ATOMIC_RELAXED);
+    }
     if (tcb != nullptr) {
         tcb->store = store;
         tcb->active = active;
@@ -158,6 +160,22 @@ static ZULRA_store_t *pick_store(ZULRA_pcb_t *block, ZULRA_tcb_t *tcb, uint32_t 
         tcb->unconfigured = *unconfigured;
     }
     return store;
+}
+
+// Writes the store's opening block if no other thread has begun it, under
+// the store's lock, and then lets the store's lines go without that lock
+// where the store needs none (`ready`, see zulrafh): a line that comes
+// while the block is being written waits on the lock, and so follows it.
+static void open_once(ZULRA_store_t *store, ZULRA_fctx_t *context)
+{
+    ZULSS_HOLD(&store->lock);
+    if (__atomic_fetch_add(&store->opened, 1u, __ATOMIC_ACQ_REL) != 0)
+        return;
+    uint32_t flags = context->flags;
+    context->flags &= ~RAS1_WRITE_KIND_MASK;
+    open_store(context->format);
+    context->flags = flags;
+    __atomic_store_n(&store->ready, 1u, __ATOMIC_RELEASE);
 }
 
 int ZULRA_OpenLine(ZULRA_entry_t *entry, int line, uint32_t flags, ZULRA_fctx_t **opened)
@@ -178,7 +196,7 @@ int ZULRA_OpenLine(ZULRA_entry_t *entry, int line, uint32_t flags, ZULRA_fctx_t 
 
     ZULRA_fctx_t *context = ZULRA_TakeContext(block, tcb);
     if (context == nullptr) {
-        context = (ZULRA_fctx_t *)calloc(1, sizeof *context);
+        context = static_cast<ZULRA_fctx_t *>(calloc(1, sizeof *context));
         if (context == nullptr)
             return STC1_Shortage;
     }
@@ -198,7 +216,6 @@ int ZULRA_OpenLine(ZULRA_entry_t *entry, int line, uint32_t flags, ZULRA_fctx_t 
     context->entry = entry;
     context->flags = flags | unconfigured;
     context->environments = environments;
-    ZULSS_format_t *object = context->format;
 
     ZULSS_time_t now;
     BSS1_GetTime(&now);
@@ -215,16 +232,8 @@ int ZULRA_OpenLine(ZULRA_entry_t *entry, int line, uint32_t flags, ZULRA_fctx_t 
     // the block in the store and in the capture ring rather than come
     // before it.  Nothing in the block writes to the log.  The block is of
     // no trace kind, whatever the line's is.
-    if (__atomic_load_n(&store->opened, __ATOMIC_ACQUIRE) == 0) {
-        BSS1_GetLock(&store->lock);
-        uint32_t old = __atomic_fetch_add(&store->opened, 1u, __ATOMIC_ACQ_REL);
-        if (old == 0) {
-            context->flags &= ~RAS1_WRITE_KIND_MASK;
-            open_store(object);
-            context->flags = flags | unconfigured;
-        }
-        BSS1_ReleaseLock(&store->lock);
-    }
+    if (__atomic_load_n(&store->opened, __ATOMIC_ACQUIRE) == 0)
+        open_once(store, context);
     context->headed = 1;
     *opened = context;
     return STC1_Success;
@@ -278,13 +287,13 @@ uint32_t ZULRA_FlatHead(ZULRA_fctx_t *context, char *to, size_t room)
     *end++ = '"';
     *end++ = ')';
     *end++ = ' ';
-    uint32_t length = (uint32_t)(end - site);
+    uint32_t length = static_cast<uint32_t>(end - site);
     // A name with a line feed would end the line inside its head: the
     // format object writes such a head, as records.
     if (memchr(site, '\n', length) != nullptr)
         return 0;
     context->unitName = name;
-    context->unitLength = name ? (uint32_t)unitLength : 0u;
+    context->unitLength = name ? static_cast<uint32_t>(unitLength) : 0u;
     context->headLength = kTimeLength + length;
 
     // Kept for the thread's next line from here once the unit's name is
@@ -333,8 +342,8 @@ void ZULRA_WriteHead(ZULRA_fctx_t *context)
     end = put_hex(end, context->thread, 1);
     *end++ = ':';
     if (environments != nullptr) {
-        ZULSS_WriteText(object, head, (size_t)(end - head));
-        written += (size_t)(end - head);
+        ZULSS_WriteText(object, head, static_cast<size_t>(end - head));
+        written += static_cast<size_t>(end - head);
         end = head;
         for (ZULRA_envr_t *node = environments; node != nullptr; node = node->next)
             node->routine(node->user, object);
@@ -343,7 +352,7 @@ void ZULRA_WriteHead(ZULRA_fctx_t *context)
     uint32_t nameLength;
     unit_name(ZULRA_Pcb(), entry->unit, &name, &nameLength);
     context->unitName = name;
-    context->unitLength = name ? (uint32_t)strnlen(name, nameLength) : 0u;
+    context->unitLength = name ? static_cast<uint32_t>(strnlen(name, nameLength)) : 0u;
     end = put_name(object, head, end, name, name ? strnlen(name, nameLength) : 4, &written);
     *end++ = ',';
     end = put_decimal(end, context->line);
@@ -354,11 +363,11 @@ void ZULRA_WriteHead(ZULRA_fctx_t *context)
     *end++ = '"';
     *end++ = ')';
     *end++ = ' ';
-    ZULSS_WriteText(object, head, (size_t)(end - head));
-    written += (size_t)(end - head);
+    ZULSS_WriteText(object, head, static_cast<size_t>(end - head));
+    written += static_cast<size_t>(end - head);
     // What the environment routines wrote is not counted: a target that
     // takes the head apart then looks for its end.
-    context->headLength = environments == nullptr ? (uint32_t)written : 0u;
+    context->headLength = environments == nullptr ? static_cast<uint32_t>(written) : 0u;
 }
 
 int RAS1_BeginFormat(ZULRA_entry_t *entry, int line, uint32_t flags, ZULSS_format_t **format)

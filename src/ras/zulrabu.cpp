@@ -10,22 +10,36 @@
 // store's lock, which the thread that dies may hold, and with write(2)
 // only.
 //
-// The buffer has two halves.  A thread that fills one hands it off and
-// goes on in the other: it writes the full half only after it has given
-// back the store's lock, so that other threads add their lines meanwhile
-// rather than wait for the disk.  The other half must be written before
-// lines are added to it again, and halves are written in the order they
-// were filled, so the file keeps the order of the lines.
+// The buffer has two halves, each cut into chunks.  A thread that logs
+// claims a chunk of the half being filled and copies its lines into it,
+// without the store's lock and without touching a word that the threads
+// logging beside it write (zulrach.h): a line costs no lock and passes no
+// cache line between processors.  The lines of one thread therefore stand
+// in the file in the order it wrote them, while those of two threads that
+// log at the same moment stand in runs of a chunk each rather than line
+// by line.
 //
-// So that a drain can run at any moment, on any thread, each half is
-// described by words read and written with atomic operations: `used`, the
-// bytes of whole lines, moved on by the appender (under the store's lock)
-// after the bytes are in place; `done`, the prefix already in the file;
-// and, for both, `writer`, the thread that is writing, so that two writes
-// never run at once.  Only a writer in ordinary code empties a half,
-// `used` first, so that a drain that interrupts it finds nothing left to
-// write rather than everything again.
+// The store's lock is taken only for the rare turns: when a half is full
+// (the thread that finds it so hands it off and goes on in the other, and
+// writes the full one once it has given the lock back, so that other
+// threads add their lines meanwhile rather than wait for the disk), when
+// an ERROR line or the age sends the lines out, and for a line too long
+// for a chunk, which goes out on its own after all the lines held.  The
+// other half must be written before chunks are claimed in it again, and
+// halves are written in the order they were filled; the writer of a half
+// first seals each of its chunks, waiting for a copy under way, so that
+// no line is cut and none comes in after the half has gone out.
+//
+// So that a drain can run at any moment, on any thread, the words are
+// read and written with atomic operations: each chunk's header says how
+// many bytes of whole lines it holds and how many of those are in the file
+// (`done`), and `writer` names the thread that is writing, so that two
+// writes never run at once.  Only a writer in ordinary code empties a
+// half, so that a drain that interrupts it finds nothing left to write
+// rather than everything again.
 #include "ras/zulralg.h"
+#include "ras/zulrach.h"
+#include "internal/zullock.h"
 #include "internal/zullogout.h"
 
 #include "platform/zulplat.h"
@@ -35,6 +49,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <sys/uio.h>
 
 constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t *ZULRA_handedOff =
     nullptr;
@@ -47,9 +62,21 @@ constexpr uint32_t kDefaultSize = 256u * 1024u;
 constexpr uint32_t kLeastSize = 4u * 1024u;
 constexpr uint32_t kMostSize = 64u * 1024u * 1024u;
 
+// A chunk: 4 KiB, or a quarter of a half where halves are smaller, so that
+// a half of the least size still has a chunk for each of four threads.
+// A thread claims one for some 25 lines of a usual length.
+constexpr uint32_t kChunk = 4096;
+
 // How long a drain waits for a write under way on another thread, and
 // for a pipe's reader to take a page, before it writes on or gives up.
 constexpr uint32_t kPatience = 1000;
+
+// Pieces gathered into one write(2).
+constexpr int kGather = 64;
+
+// How often a drain gives the processor away while a chunk's owner copies
+// a line in, before it writes the chunk as it stands.
+constexpr uint32_t kBusyTries = 100;
 
 // Claims the writing for thread `self`: 1 when it now holds it; 0 when it
 // held it already (a drain in a signal handler that interrupted this
@@ -76,40 +103,100 @@ int take_writer(ZULRA_hold_t *hold, uint32_t self, uint32_t patience)
     }
 }
 
-// Writes what half `k` holds beyond its `done`.  Returns the bytes
-// written.  The caller holds the writing.
-uint32_t write_rest(ZULRA_target_t *target, uint32_t k, int draining)
+uint32_t generation(uint64_t claim)
 {
-    ZULRA_hold_t *hold = &target->hold;
-    uint32_t used = __atomic_load_n(&hold->used[k], __ATOMIC_ACQUIRE);
-    uint32_t done = __atomic_load_n(&hold->done[k], __ATOMIC_ACQUIRE);
-    if (done >= used)
-        return 0;
-    const char *from = hold->bytes + (size_t)k * hold->size + done;
-    uint32_t length = used - done;
-    if (draining)
-        length = (uint32_t)ZULPL_WriteWithin(target->fd, from, length, kPatience);
-    else
-        ZULPL_WriteAll(target->fd, from, length);
-    __atomic_store_n(&hold->done[k], done + length, __ATOMIC_RELEASE);
-    return length;
+    return static_cast<uint32_t>(claim >> 32);
 }
 
-// Writes half `k`, which is not the one being filled, and empties it.
-// Nothing is done if it has become the half being filled: whoever made it
-// so wrote it first.  Returns the bytes written.
-uint32_t write_half(ZULRA_target_t *target, uint32_t k)
+uint32_t claimed(uint64_t claim)
+{
+    return static_cast<uint32_t>(claim);
+}
+
+uint64_t claim_word(uint32_t generation, uint32_t bytes)
+{
+    return static_cast<uint64_t>(generation) << 32 | bytes;
+}
+
+ZULRA_chunkhead_t *chunk_at(const ZULRA_hold_t *hold, uint32_t half, uint32_t index)
+{
+    char *at = hold->bytes + static_cast<size_t>(half) * hold->size +
+               static_cast<size_t>(index) * hold->chunk;
+    return reinterpret_cast<ZULRA_chunkhead_t *>(at);
+}
+
+char *text_of(ZULRA_chunkhead_t *head)
+{
+    return reinterpret_cast<char *>(head + 1);
+}
+
+uint32_t room(const ZULRA_hold_t *hold)
+{
+    return hold->chunk - static_cast<uint32_t>(sizeof(ZULRA_chunkhead_t));
+}
+
+// Seals each chunk claimed in half `half`, whose generation is `g`, and
+// writes what each holds beyond its `done`.  Returns the bytes written.
+// The caller holds `writing` and the `writer` word, and the half is shut to claims.
+uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_t count)
 {
     ZULRA_hold_t *hold = &target->hold;
-    // Only a drain on another thread, or the thread that handed the half
-    // off, can hold the writing meanwhile; both are bounded.
+    ZUL_ASSERT_HELD(&hold->writing);
+    ZUL_ASSERT(__atomic_load_n(&hold->writer, __ATOMIC_RELAXED) == ZULPL_ThreadId());
+    struct iovec pieces[kGather];
+    ZULRA_chunkhead_t *heads[kGather];
+    uint32_t ends[kGather];
+    uint32_t written = 0;
+    int n = 0;
+    for (uint32_t i = 0; i <= count; i++) {
+        if (n == kGather || (i == count && n > 0)) {
+            ZULPL_WriteGathered(target->fd, pieces, n);
+            for (int j = 0; j < n; j++)
+                __atomic_store_n(&heads[j]->done, ends[j], __ATOMIC_RELEASE);
+            n = 0;
+        }
+        if (i == count)
+            break;
+        ZULRA_chunkhead_t *head = chunk_at(hold, half, i);
+        uint64_t state;
+        while (!ZULRA_ChunkSeal(head, g, 1, &state))
+            ZULPL_Yield(); // its owner is copying a line in
+        uint32_t used = ZULRA_ChunkUsed(state);
+        uint32_t done = __atomic_load_n(&head->done, __ATOMIC_ACQUIRE);
+        if (used <= done)
+            continue;
+        pieces[n] = {text_of(head) + done, used - done};
+        heads[n] = head;
+        ends[n] = used;
+        written += used - done;
+        n++;
+    }
+    return written;
+}
+
+// Writes half `half`, which is not the one being filled, and empties it:
+// it is shut to claims under its next generation until it is opened for
+// filling.  Nothing is done if it has become the half being filled:
+// whoever made it so wrote it first.  Returns the bytes written.
+uint32_t write_half(ZULRA_target_t *target, uint32_t half)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    // Writers in ordinary code wait for each other asleep on `writing`: a
+    // thread that has filled a half while the other is still being
+    // written gives its processor to the writer rather than spin for the
+    // tens of microseconds of a write(2).  Then only a drain on another
+    // thread can hold the `writer` word meanwhile, for a bounded time.
+    ZULSS_HOLD(&hold->writing);
     int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t written = 0;
-    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != k) {
-        written = write_rest(target, k, 0);
+    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half) {
+        uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
+        uint32_t count = __atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE);
+        written = write_chunks(target, half, g, count);
         if (owned) {
-            __atomic_store_n(&hold->used[k], 0u, __ATOMIC_RELEASE);
-            __atomic_store_n(&hold->done[k], 0u, __ATOMIC_RELEASE);
+            __atomic_store_n(&hold->count[half], 0u, __ATOMIC_RELAXED);
+            __atomic_store_n(&hold->claim[half], claim_word(g + 1, ZULRA_HOLD_SHUT),
+                             __ATOMIC_RELEASE);
         }
     }
     if (owned)
@@ -117,18 +204,92 @@ uint32_t write_half(ZULRA_target_t *target, uint32_t k)
     return written;
 }
 
-// Makes the half being filled the one to write, and the other, written
-// out first, the one to fill; `*written` (if not null) gets the bytes that
-// took.  Returns the half handed off.  The caller holds the store's lock.
+// Shuts the half being filled to claims and opens the other, written out
+// first, for filling; `*written` (if not null) gets the bytes that took.
+// Returns the half shut, which its chunks' owners stop filling and the
+// caller writes.  The caller holds the store's lock.
 uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
 {
+    ZUL_ASSERT_HELD(ZULRA_DefaultStoreLock());
     ZULRA_hold_t *hold = &target->hold;
     uint32_t full = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
-    uint32_t older = write_half(target, 1 - full);
+    uint32_t other = 1 - full;
+    uint32_t older = write_half(target, other);
     if (written != nullptr)
         *written = older;
-    __atomic_store_n(&hold->fill, 1 - full, __ATOMIC_RELEASE);
+    uint32_t g = generation(__atomic_load_n(&hold->claim[other], __ATOMIC_RELAXED));
+    __atomic_store_n(&hold->oldest[other], 0u, __ATOMIC_RELAXED);
+    __atomic_store_n(&hold->claim[other], claim_word(g, 0), __ATOMIC_RELEASE);
+    uint32_t g_full = generation(__atomic_load_n(&hold->claim[full], __ATOMIC_RELAXED));
+    uint64_t was = __atomic_exchange_n(&hold->claim[full], claim_word(g_full, ZULRA_HOLD_SHUT),
+                                       __ATOMIC_ACQ_REL);
+    uint32_t bytes = claimed(was) < hold->size ? claimed(was) : hold->size;
+    __atomic_store_n(&hold->count[full], bytes / hold->chunk, __ATOMIC_RELEASE);
+    __atomic_store_n(&hold->fill, other, __ATOMIC_RELEASE);
     return full;
+}
+
+// Hands the half being filled off to be written by the calling thread
+// once it has given back the store's lock (ZULRA_WriteHandedOff), if it
+// is still half `half`; `full` asks for it only when no chunk is left in
+// it to claim.  Takes the store's lock.
+void send_off(ZULRA_target_t *target, uint32_t half, int full)
+{
+    ZULSS_HOLD(ZULRA_DefaultStoreLock());
+    ZULRA_hold_t *hold = &target->hold;
+    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half)
+        return; // another thread handed it off meanwhile
+    if (full && claimed(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE)) + hold->chunk <=
+                    hold->size)
+        return;
+    hand_off(target);
+    ZULRA_handedOff = target;
+}
+
+// Gives the calling thread a chunk of the half being filled, at the time
+// `now`; with the half full, the thread hands it off, or, where another
+// does, waits on the store's lock until it has.
+void claim_chunk(ZULRA_target_t *target, ZULRA_tcb_t *tcb, uint32_t now)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t half = __atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE);
+    uint64_t claim = __atomic_load_n(&hold->claim[half], __ATOMIC_RELAXED);
+    if (claimed(claim) + hold->chunk <= hold->size)
+        claim = __atomic_fetch_add(&hold->claim[half], hold->chunk, __ATOMIC_ACQ_REL);
+    uint32_t at = claimed(claim);
+    if (at + hold->chunk > hold->size) {
+        send_off(target, half, 1);
+        return;
+    }
+    if (at == 0)
+        __atomic_store_n(&hold->oldest[half], now | 1u, __ATOMIC_RELAXED);
+    ZULRA_chunkhead_t *head = chunk_at(hold, half, at / hold->chunk);
+    if (ZULRA_ChunkStart(head, generation(claim), 0)) {
+        tcb->held = head;
+        tcb->heldTag = generation(claim);
+        tcb->heldHalf = half;
+    }
+}
+
+// Copies whole lines into the calling thread's chunk, claiming chunks
+// until one takes them.  `length` fits an empty chunk.
+void append(ZULRA_target_t *target, ZULRA_tcb_t *tcb, const char *text, uint32_t length,
+            uint32_t now)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    for (;;) {
+        if (tcb->held != nullptr) {
+            uint64_t was;
+            int64_t at = ZULRA_ChunkBegin(tcb->held, tcb->heldTag, length, room(hold), &was);
+            if (at >= 0) {
+                memcpy(text_of(tcb->held) + at, text, length);
+                ZULRA_ChunkEnd(tcb->held, was, length, 0);
+                return;
+            }
+            tcb->held = nullptr;
+        }
+        claim_chunk(target, tcb, now);
+    }
 }
 
 // The head's time of the line being written, in milliseconds.
@@ -155,7 +316,7 @@ uint32_t read_size(const char *text)
         value *= 1024u * 1024u, end++;
     if (*end != '\0' || value < kLeastSize || value > kMostSize)
         return 0;
-    return (uint32_t)value;
+    return static_cast<uint32_t>(value);
 }
 
 // The buffer's size that ZUL_RAS1_BUFFER asks for, 0 for none.  A value
@@ -177,8 +338,48 @@ uint32_t wanted_size(const char *setting)
                      "holds up to %uK\n",
                      setting, kDefaultSize / 1024u);
     if (n > 0)
-        ZULPL_WriteAll(2, line, (size_t)n < sizeof line ? (size_t)n : sizeof line - 1);
+        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n)
+                                                                      : sizeof line - 1);
     return kDefaultSize;
+}
+
+// What half `half` holds beyond what is in the file, chunk by chunk, with
+// write(2) only: a drain's.  Every chunk of the half's generation is
+// looked at, claimed or not, since a drain may come between a hand-off's
+// steps.
+//
+// Each chunk is sealed before it is written, so that its owner puts its
+// next lines into a chunk that the drain reaches later, or that the next
+// writing of the buffer takes: a thread that logs while a drain runs (a
+// fork's, or another thread's end) keeps its lines in order.  A copy
+// under way on another thread ends in a moment and is waited for, a
+// little; one that the drain interrupted on its own thread never ends
+// while it runs, and that chunk is written as far as its whole lines go.
+void drain_half(ZULRA_target_t *target, uint32_t half)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
+    for (uint32_t i = 0; i < hold->size / hold->chunk; i++) {
+        ZULRA_chunkhead_t *head = chunk_at(hold, half, i);
+        uint64_t state = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
+        if (ZULRA_ChunkTag(state) != (g & ZULRA_CHUNK_TAGS))
+            continue;
+        for (uint32_t tries = 0; !ZULRA_ChunkSeal(head, g, 0, &state); tries++) {
+            if (tries == kBusyTries) {
+                state = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
+                break;
+            }
+            ZULPL_Yield();
+        }
+        if (ZULRA_ChunkTag(state) != (g & ZULRA_CHUNK_TAGS))
+            continue;
+        uint32_t used = ZULRA_ChunkUsed(state);
+        uint32_t done = __atomic_load_n(&head->done, __ATOMIC_ACQUIRE);
+        if (used <= done)
+            continue;
+        size_t n = ZULPL_WriteWithin(target->fd, text_of(head) + done, used - done, kPatience);
+        __atomic_store_n(&head->done, done + static_cast<uint32_t>(n), __ATOMIC_RELEASE);
+    }
 }
 
 void drain_now()
@@ -192,18 +393,35 @@ void drain_ending()
 }
 
 // The child of a fork: what the buffer holds are the parent's lines,
-// which the parent writes; the child starts empty.  A thread that was
-// writing in the parent does not exist here.
+// which the parent writes; the child starts empty, with both halves in a
+// generation of their own.  Every chunk in use is sealed, so that the
+// chunk the forking thread held is no longer its: its next line claims a
+// chunk of the child's.  A thread that was writing in the parent does not
+// exist here.
 void empty_in_child()
 {
     ZULRA_target_t *target = ZULRA_Target();
     if (target == nullptr || target->hold.bytes == nullptr)
         return;
-    for (int k = 0; k < 2; k++) {
-        __atomic_store_n(&target->hold.used[k], 0u, __ATOMIC_RELAXED);
-        __atomic_store_n(&target->hold.done[k], 0u, __ATOMIC_RELAXED);
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
+    for (uint32_t k = 0; k < 2; k++) {
+        for (uint32_t i = 0; i < hold->size / hold->chunk; i++) {
+            // A chunk that a thread of the parent was copying into at the
+            // fork stays busy for ever here, unless the mark goes.
+            ZULRA_chunkhead_t *head = chunk_at(hold, k, i);
+            uint64_t state = __atomic_load_n(&head->state, __ATOMIC_RELAXED);
+            if (state != 0)
+                __atomic_store_n(&head->state, (state & ~ZULRA_CHUNK_BUSY) | ZULRA_CHUNK_SEALED,
+                                 __ATOMIC_RELAXED);
+        }
+        uint32_t g = generation(__atomic_load_n(&hold->claim[k], __ATOMIC_RELAXED)) + 1;
+        __atomic_store_n(&hold->count[k], 0u, __ATOMIC_RELAXED);
+        __atomic_store_n(&hold->oldest[k], 0u, __ATOMIC_RELAXED);
+        __atomic_store_n(&hold->claim[k], claim_word(g, k == fill ? 0 : ZULRA_HOLD_SHUT),
+                         __ATOMIC_RELAXED);
     }
-    __atomic_store_n(&target->hold.writer, 0u, __ATOMIC_RELEASE);
+    __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
     ZULRA_handedOff = nullptr;
 }
 
@@ -223,12 +441,24 @@ void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
     uint32_t size = wanted_size(setting);
     if (size == 0)
         return;
-    char *bytes = (char *)malloc(2 * (size_t)size);
+    uint32_t chunk = size / 4 < kChunk ? (size / 4) & ~63u : kChunk;
+    size -= size % chunk;
+    // Zeroed, so that no chunk bears the tag of a generation in use.
+    char *bytes = static_cast<char *>(calloc(2, size));
     if (bytes == nullptr)
         return; // each line is written as it comes
-    target->hold.size = size;
-    __atomic_store_n(&target->hold.bytes, bytes, __ATOMIC_RELEASE);
+    ZULRA_hold_t *hold = &target->hold;
+    hold->size = size;
+    hold->chunk = chunk;
+    hold->claim[0] = claim_word(1, 0);
+    hold->claim[1] = claim_word(1, ZULRA_HOLD_SHUT);
+    __atomic_store_n(&hold->bytes, bytes, __ATOMIC_RELEASE);
     (void)ZULPL_OnFork(drain_now, empty_in_child);
+}
+
+int ZULRA_HoldsInChunks(const ZULRA_target_t *target)
+{
+    return __atomic_load_n(&target->hold.bytes, __ATOMIC_ACQUIRE) != nullptr;
 }
 
 void ZULRA_WriteHandedOff(void)
@@ -242,9 +472,9 @@ void ZULRA_WriteHandedOff(void)
 
 uint32_t ZULRA_WriteHeld(ZULRA_target_t *target)
 {
-    ZULRA_hold_t *hold = &target->hold;
-    if (hold->bytes == nullptr)
+    if (!ZULRA_HoldsInChunks(target))
         return 0;
+    ZULSS_HOLD(ZULRA_DefaultStoreLock());
     uint32_t written;
     uint32_t full = hand_off(target, &written);
     written += write_half(target, full);
@@ -258,7 +488,7 @@ uint32_t ZULRA_WriteHeld(ZULRA_target_t *target)
 int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags)
 {
     ZULRA_hold_t *hold = &target->hold;
-    if (hold->bytes == nullptr) {
+    if (__atomic_load_n(&hold->bytes, __ATOMIC_ACQUIRE) == nullptr) {
         if (target->stream != nullptr && __fpending(target->stream) != 0)
             fflush(target->stream);
         ZULPL_WriteAll(target->fd, text, length);
@@ -269,41 +499,31 @@ int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_
     if (target->stream != nullptr && __fpending(target->stream) != 0)
         ZULRA_WriteHeld(target);
 
-    uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
-    uint32_t used = __atomic_load_n(&hold->used[fill], __ATOMIC_RELAXED);
-    if (length > hold->size - used) {
-        if (length > hold->size) { // longer than a half: after all the rest
-            ZULRA_WriteHeld(target);
-            ZULPL_WriteAll(target->fd, text, length);
-            return 0;
-        }
-        // The full half is written once the lock is given back; the
-        // other, written out first if need be, takes the line.
-        hand_off(target);
-        ZULRA_handedOff = target;
-        fill = 1 - fill;
-        used = 0;
+    ZULRA_tcb_t *tcb = ZULRA_Tcb();
+    if (length > room(hold) || tcb == nullptr) {
+        // Longer than a chunk, or no thread block to hold a chunk for the
+        // thread: after all the lines held, on its own.
+        ZULSS_HOLD(ZULRA_DefaultStoreLock());
+        ZULRA_WriteHeld(target);
+        ZULPL_WriteAll(target->fd, text, length);
+        return 0;
     }
     uint32_t now = line_time();
-    if (used == 0) {
-        hold->oldest = now;
+    if (__builtin_expect(__atomic_load_n(&hold->armed, __ATOMIC_RELAXED) == 0, 0) &&
+        __atomic_exchange_n(&hold->armed, 1u, __ATOMIC_ACQ_REL) == 0) {
         // The signals that end a process are taken when there is first
         // something to lose: a process whose log writes nothing keeps
         // their dispositions as they were.
-        if (__builtin_expect(hold->armed == 0, 0)) {
-            hold->armed = 1;
-            ZULPL_OnEnding(drain_ending);
-        }
+        ZULPL_OnEnding(drain_ending);
     }
-    memcpy(hold->bytes + (size_t)fill * hold->size + used, text, length);
-    __atomic_store_n(&hold->used[fill], used + length, __ATOMIC_RELEASE);
+    append(target, tcb, text, length, now);
 
+    uint32_t half = tcb->heldHalf;
+    uint32_t oldest = __atomic_load_n(&hold->oldest[half], __ATOMIC_RELAXED);
     if (RAS1_WRITE_KIND(flags) == RAS1_ERROR ||
-        (int32_t)(now - hold->oldest) >= (int32_t)ZULRA_HOLD_AGE ||
-        __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0) {
-        hand_off(target);
-        ZULRA_handedOff = target;
-    }
+        (oldest != 0 && static_cast<int32_t>(now - oldest) >= static_cast<int32_t>(ZULRA_HOLD_AGE)) ||
+        __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0)
+        send_off(target, half, 0);
     return 0;
 }
 
@@ -316,12 +536,12 @@ void ZULRA_DrainHeld(ZULRA_target_t *target, int ending)
         __atomic_store_n(&hold->through, 1u, __ATOMIC_RELEASE);
     // A write under way on another thread is waited for, for a while:
     // beyond that the bytes it holds are written again rather than lost.
-    // While this drain writes, no half is handed off, so the older half,
-    // the one not being filled, goes first.
+    // While this drain writes, no half is emptied, so the older half, the
+    // one not being filled, goes first.
     int owned = take_writer(hold, ZULPL_ThreadId(), kPatience);
     uint32_t fill = __atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE);
-    (void)write_rest(target, 1 - fill, 1);
-    (void)write_rest(target, fill, 1);
+    drain_half(target, 1 - fill);
+    drain_half(target, fill);
     if (owned)
         __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
 }

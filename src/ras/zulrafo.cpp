@@ -33,7 +33,7 @@ int ZULRA_FormatLine(ZULRA_entry_t *entry, int line, uint32_t flags, const char 
             long length = ZULSS_FormatFlat(format->base + head, room - head, text, copy, &ended);
             va_end(copy);
             if (length >= 0) {
-                (void)ZULRA_PutLine(context, format->base, head + (uint32_t)length, ended);
+                (void)ZULRA_PutLine(context, format->base, head + static_cast<uint32_t>(length), ended);
                 return STC1_Success;
             }
         }

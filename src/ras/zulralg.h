@@ -42,6 +42,7 @@ typedef struct ZULRA_store {
     ZULSS_lock_t lock;  // serializes everything written to the store
     uint32_t opened;    // 0 until the first line; counts first writers
     uint32_t messages;  // 1: `write` gets each message whole, in one call
+    uint32_t ready;     // 1 once the opening block is in the store
 } ZULRA_store_t;
 
 // An environment routine as registered; pushed at the head, never
@@ -111,7 +112,28 @@ typedef struct ZULRA_tcb {
     const char *siteUnit;      // the unit's name as the head shows it, for the context
     uint32_t siteUnitLength;
     char site[ZULRA_SITE_ROOM];
+    // The thread's block of records of the capture ring: the next to
+    // write and the end of the block.
+    uint64_t captureNext;
+    uint64_t captureEnd;
+    // The thread's chunk of the default store's buffer (zulrabu): its
+    // header, the tag it was claimed under and the half it lies in; null
+    // for none.
+    struct ZULRA_chunkhead *held;
+    uint32_t heldTag;
+    uint32_t heldHalf;
+    // The thread's chunk of the tails' feed (zulrafd), its tag, the
+    // feed's opening it was claimed in, and the lines the thread could not
+    // give the feed since, for want of room.
+    struct ZULRA_chunkhead *fed;
+    uint32_t fedTag;
+    uint32_t fedEpoch;
+    uint32_t fedDropped;
 } ZULRA_tcb_t;
+
+// The thread ends: lines it dropped from the tails' feed and has not yet
+// reported go with the next chunk that any thread starts.
+void ZULRA_FeedLeave(ZULRA_tcb_t *tcb);
 
 // The calling thread's block, or null without memory.
 ZULRA_tcb_t *ZULRA_Tcb(void);
@@ -202,25 +224,37 @@ enum {
 };
 
 // The lines that a text or JSON target holds for large writes (see
-// zulrabu): two halves of `size` bytes each.  Lines are added to the half
-// `fill` under the store's lock; the other is empty or holds older lines
-// on their way to the file, which a thread writes without the store's
-// lock, so that others go on adding lines meanwhile.  What has gone to
-// the file is a prefix of each half, `done`.  The rest may be written out
-// from any thread without the lock, by a signal handler too, so the counts
-// are read and written with atomic operations, and the one thread writing
-// at a time names itself in `writer`.
+// zulrabu): two halves of `size` bytes each, each cut into chunks of
+// `chunk` bytes that the threads that log claim and fill, a chunk to a
+// thread (see zulrach.h).  Chunks are claimed in the half `fill`; the
+// other is empty or holds older lines on their way to the file, which a
+// thread writes without the store's lock, so that others go on adding
+// lines meanwhile.  The rest may be written out from any thread without
+// the lock, by a signal handler too, so the words are read and written
+// with atomic operations, and the one thread writing at a time names
+// itself in `writer`.
+//
+// The words that every line reads come first, apart from the word that
+// each claim of a chunk moves and from `writer`, so that neither takes
+// the others' cache line with it.
 typedef struct ZULRA_hold {
     char *bytes;       // the two halves; null: every line is written as it comes
-    uint32_t size;     // of one half
-    uint32_t fill;     // the half lines are added to, 0 or 1
-    uint32_t used[2];  // bytes of whole lines held in each half
-    uint32_t done[2];  // of them, bytes written to the file
-    uint32_t writer;   // the thread writing them out, 0 for none
+    uint32_t size;     // of one half: a whole number of chunks
+    uint32_t chunk;    // bytes of a chunk, its header included
+    uint32_t fill;     // the half chunks are claimed in, 0 or 1
     uint32_t through;  // 1: each line goes out at once, for the process is ending
-    uint32_t oldest;   // the head's time of the first line in `fill`, in milliseconds
+    uint32_t oldest[2]; // head time of the first line in each half, ms, | 1; 0: none
     uint32_t armed;    // 1 once the signals that end the process write it out
+    uint32_t count[2]; // chunks claimed in a half handed off, until it is written
+    // Generation << 32 | bytes claimed, for each half.  A half that is not
+    // being filled is shut: its bytes claimed are ZULRA_HOLD_SHUT or more,
+    // and a claim there gives nothing.
+    alignas(64) uint64_t claim[2];
+    alignas(64) uint32_t writer; // the thread writing them out, 0 for none
+    ZULSS_lock_t writing;        // the turns of writers in ordinary code
 } ZULRA_hold_t;
+
+#define ZULRA_HOLD_SHUT 0x80000000u
 
 // The one record of the default store's target: its `data`.  The write
 // routines run under the store's lock, which also guards `buffer`; a
@@ -300,12 +334,18 @@ int ZULRA_FlushTarget(ZULSS_format_t *format);
 // line held on, before a signal ends the process.
 void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting);
 
+// Whether the target holds its lines in chunks of the writers' own: its
+// store then takes lines without its lock.
+int ZULRA_HoldsInChunks(const ZULRA_target_t *target);
+
 // Gives whole lines to the target: held, or written at once where there
-// is no buffer.  Held lines go out when a half is full, with an ERROR
-// line (`flags` carry the kind), when the oldest is older than
+// is no buffer.  Held lines go out when a half is full, with an ERROR line
+// (`flags` carry the kind), when the oldest is older than
 // ZULRA_HOLD_AGE, and from then on with every line once the process is
-// ending.  The caller holds the store's lock; the full half is written by
-// ZULRA_WriteHandedOff once the lock is given back.  Always 0.
+// ending.  Where the target holds lines the caller need not hold the
+// store's lock (it takes it for those turns itself); otherwise it does.
+// A half handed off is written by ZULRA_WriteHandedOff once the caller no
+// longer holds the lock.  Always 0.
 #define ZULRA_HOLD_AGE 100u
 int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags);
 
@@ -317,8 +357,8 @@ extern thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t *Z
 // with the store's lock given back (or held recursively by an outer call).
 void ZULRA_WriteHandedOff(void);
 
-// Writes all the held lines out now, and empties the buffer.  The caller
-// holds the store's lock.  Returns the bytes written.
+// Writes all the held lines out now, and empties the buffer.  Takes the
+// store's lock.  Returns the bytes written.
 uint32_t ZULRA_WriteHeld(ZULRA_target_t *target);
 
 // Writes the held lines out without the store's lock and with write(2)

@@ -25,26 +25,6 @@ static void init_anchor_lock(void *lock)
     BSS1_InitializeLock(static_cast<ZULSS_lock_t *>(lock));
 }
 
-// Links up to 256 capture slots in a circle.  A slot that cannot be had
-// just makes the ring shorter; with none, nothing is captured.
-static ZULRA_capture_t *make_ring(void)
-{
-    ZULRA_capture_t *first = nullptr, *last = nullptr;
-    for (int i = 0; i < ZULRA_CAPTURE_SLOTS; i++) {
-        ZULRA_capture_t *slot = static_cast<ZULRA_capture_t *>(calloc(1, sizeof *slot));
-        if (!slot)
-            break;
-        if (last)
-            last->next = slot;
-        else
-            first = slot;
-        last = slot;
-    }
-    if (last)
-        last->next = first;
-    return first;
-}
-
 void ZULRA_ConstructPCB(void *argument)
 {
     ZULRA_pcb_t *block = static_cast<ZULRA_pcb_t *>(argument);
@@ -65,8 +45,8 @@ void ZULRA_ConstructPCB(void *argument)
     block->chunkSlots = ZULRA_CHUNK_SLOTS;
     block->nextFilter = 1;
 
-    block->capture = make_ring();
-    BSS1_InitializeLock(ZULRA_RingLock());
+    block->capture = ZULRA_MakeRing();
+    BSS1_InitializeLock(ZULRA_DefaultStoreLock());
 
     // The console command needs services that must not be built inside a
     // construction; it is registered when the outermost one has ended.

@@ -17,6 +17,7 @@ static void drop_tcb(void *argument)
     ZULRA_tcb_t *tcb = static_cast<ZULRA_tcb_t *>(argument);
     if (resolved == tcb)
         resolved = nullptr;
+    ZULRA_FeedLeave(tcb);
     if (tcb->spare != nullptr) {
         ZULRA_fctx_t *context = tcb->spare;
         tcb->spare = nullptr;

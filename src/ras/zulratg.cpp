@@ -201,7 +201,7 @@ int ZULRA_PrepareTargetStore(ZULRA_store_t *store)
     ZULRA_target_t *target = ZULRA_Target();
     if (target == nullptr || store->data != target)
         return 0;
-    ZULSS_lock_t *ring = ZULRA_RingLock();
+    ZULSS_lock_t *ring = ZULRA_DefaultStoreLock();
     __atomic_store_n(&store->lock.handle, __atomic_load_n(&ring->handle, __ATOMIC_ACQUIRE),
                      __ATOMIC_RELEASE);
     __atomic_store_n(&store->lock.created, 1u, __ATOMIC_RELEASE);
@@ -271,8 +271,9 @@ int ZULRA_ReopenTarget(ZULSS_format_t *format)
         return STC1_Success;
     }
 
-    // Under the store's lock no line is being written, so none is split
-    // between the two files, and the lines held go to the old one.
+    // The lines held go to the old file.  Each line is written whole by
+    // one write(2), so none is split between the two files; under the
+    // store's lock no half of the buffer is handed off meanwhile.
     int error;
     {
         ZULSS_HOLD(default_store_lock());

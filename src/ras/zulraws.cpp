@@ -2,10 +2,11 @@
 // standard output or error, or a file.
 //
 // The store gets whole lines only (the format handler holds back a line
-// until its end has come), under the store's lock, so lines of several
-// threads never mix, however long they are.  The target holds them for
-// one large write, or writes each batch with one write(2) of its own (see
-// ZULRA_Put).  `data` is the store's target (see zulratg).
+// until its end has come), so lines of several threads never mix,
+// however long they are.  The target holds them for one large write, in
+// chunks of each thread's own, and then takes them without the store's
+// lock; or it writes each batch with one write(2) of its own under the
+// lock (see ZULRA_Put).  `data` is the store's target (see zulratg).
 #include "ras/zulralg.h"
 
 int ZULRA_WriteStream(void *data, const char *text, uint32_t length, ZULRA_entry_t *entry,

@@ -444,6 +444,43 @@ TEST(ConsoleTail, AStalledTailIsToldWhatItLostAndGetsTheNewestLines)
     EXPECT_GT(stalled, reading / 10) << "lines/s while reading " << reading << ", while stalled " << stalled;
 }
 
+// A tail that reads nothing while the program writes many times what the
+// feed and the socket hold: when it reads again, the lines it gets are in
+// order, and with the lines it is told it lost they make every line
+// written, not one more nor less.
+TEST(ConsoleTail, ALappedTailIsToldExactlyHowManyLinesItLost)
+{
+    constexpr long kLines = 60000; // some 4 MB of lines
+    Probe probe;
+    ASSERT_FALSE(probe.path.empty());
+    int fd = Dial(probe.path);
+    ASSERT_EQ(send(fd, ".tail\n", 6, MSG_NOSIGNAL), 6);
+    ASSERT_EQ(Take(fd, 10, 5000), "ZUL 100 0\n");
+    ASSERT_EQ(probe.Say(("burst " + std::to_string(kLines)).c_str()), "burst " + std::to_string(kLines));
+    std::string text;
+    for (int i = 0; i < 100 && text.find(") burst end\n") == std::string::npos; ++i)
+        text += Take(fd, 1 << 22, 100);
+    close(fd);
+    long got = 0, last = -1;
+    unsigned long long dropped = 0;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        unsigned long long n = 0;
+        size_t at = line.find(") burst ");
+        if (sscanf(line.c_str(), "*** %llu line", &n) == 1) {
+            dropped += n;
+        } else if (at != std::string::npos && line.compare(at + 8, 3, "end") != 0) {
+            long item = atol(line.c_str() + at + 8);
+            EXPECT_GT(item, last) << line;
+            last = item;
+            ++got;
+        }
+    }
+    EXPECT_GT(dropped, 0u);
+    EXPECT_GT(got, 0);
+    EXPECT_EQ(got + static_cast<long>(dropped), kLines);
+}
+
 // Rounds of 33 tails: 32 are attached, the 33rd is told that there are
 // too many, and the others leave, some with lines unread.  The process
 // ends with the descriptors it had, and memory of the first round's size;

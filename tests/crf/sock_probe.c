@@ -12,6 +12,8 @@
  *           is the monotonic clock in nanoseconds just before the line is
  *           written: a watcher of the log learns how long each took to
  *           reach it; "stamped N"
+ *   burst N N lines "burst I" under ERROR as fast as they go, I from 0,
+ *           then, 100 ms later, "burst end"; "burst N"
  *
  * Its commands: `ping` answers pong; `fault scope` faults inside a
  * protected scope and prints the status the scope caught; `fault bare`
@@ -110,6 +112,16 @@ static void stamp(ZULRA_entry_t *entry, int count)
     printf("stamped %d\n", count);
 }
 
+static void burst(ZULRA_entry_t *entry, int count)
+{
+    const struct timespec pause = {0, 100000000};
+    for (int i = 0; i < count; i++)
+        RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR, "burst %d\n", i);
+    nanosleep(&pause, NULL);
+    RAS1_LOG(*entry, RAS1_ReadClass(entry), RAS1_ERROR, "burst end\n");
+    printf("burst %d\n", count);
+}
+
 int main(int argc, char **argv)
 {
     char path[108];
@@ -151,6 +163,8 @@ int main(int argc, char **argv)
             printf("freed\n");
         } else if (strncmp(line, "stamp ", 6) == 0) {
             stamp(&entry, atoi(line + 6));
+        } else if (strncmp(line, "burst ", 6) == 0) {
+            burst(&entry, atoi(line + 6));
         } else if (strncmp(line, "rate", 4) == 0) {
             long lines = __atomic_load_n(&traced, __ATOMIC_RELAXED);
             double t = now();

@@ -5,7 +5,8 @@
 //   ending_probe MODE COUNT
 //
 // Main's lines read "main <n>", a second thread's "side <n>", forked
-// children's "child <k> <n>", the parent's threads "thread <t> <n>".  The
+// children's "child <k> <n>", the parent's threads "thread <t> <n>"; in
+// the fork mode main writes one line before each fork.  The
 // log's target comes from ZUL_RAS1 as usual.
 #include <zul/ras1.h>
 #include <zul/sig1.h>
@@ -92,6 +93,9 @@ int forks(int count)
         std::this_thread::yield();
     int failed = 0;
     for (int k = 0; k < 3; k++) {
+        // The forking thread holds a part of the buffer of its own at the
+        // fork: its child's lines must not go there.
+        say("main", k);
         pid_t child = fork();
         if (child == 0) {
             char who[16];
