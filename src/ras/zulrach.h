@@ -97,11 +97,21 @@ static inline int ZULRA_ChunkStart(ZULRA_chunkhead_t *head, uint32_t tag, uint32
             was = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
             continue;
         }
-        __atomic_store_n(&head->done, 0u, __ATOMIC_RELAXED);
-        __atomic_store_n(&head->dropped, dropped, __ATOMIC_RELAXED);
-        if (__atomic_compare_exchange_n(&head->state, &was, ZULRA_ChunkState(tag), false,
-                                        __ATOMIC_RELEASE, __ATOMIC_ACQUIRE))
-            return 1;
+        // The chunk is taken first, marked busy, and its header words are
+        // set only then: a thread that fails here must not touch them,
+        // for the chunk may by now hold the lines of its next owner, and
+        // a `done` set back to 0 would have them written a second time.
+        // The busy mark keeps sealers of this tag away until the header
+        // is right; one that seals the chunk under another tag meanwhile
+        // has passed it by, and the owner goes elsewhere.
+        uint64_t taken = ZULRA_ChunkState(tag) | ZULRA_CHUNK_BUSY;
+        if (__atomic_compare_exchange_n(&head->state, &was, taken, false, __ATOMIC_ACQUIRE,
+                                        __ATOMIC_ACQUIRE)) {
+            __atomic_store_n(&head->done, 0u, __ATOMIC_RELAXED);
+            __atomic_store_n(&head->dropped, dropped, __ATOMIC_RELAXED);
+            return __atomic_compare_exchange_n(&head->state, &taken, ZULRA_ChunkState(tag), false,
+                                               __ATOMIC_RELEASE, __ATOMIC_RELAXED);
+        }
     }
 }
 
