@@ -56,6 +56,13 @@ constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t
 
 namespace {
 
+// The half that the calling thread handed off, and the generation it was
+// shut under: the thread writes it only if it still bears that
+// generation, for another thread may have written it meanwhile and
+// opened it again for filling.
+constinit thread_local uint32_t handedHalf = 0;
+constinit thread_local uint32_t handedGeneration = 0;
+
 // The buffer unless ZUL_RAS1_BUFFER says otherwise, and the bounds of
 // what it may say.
 constexpr uint32_t kDefaultSize = 256u * 1024u;
@@ -176,9 +183,11 @@ uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_
 
 // Writes half `half`, which is not the one being filled, and empties it:
 // it is shut to claims under its next generation until it is opened for
-// filling.  Nothing is done if it has become the half being filled:
-// whoever made it so wrote it first.  Returns the bytes written.
-uint32_t write_half(ZULRA_target_t *target, uint32_t half)
+// filling.  Nothing is done if it has become the half being filled, or,
+// with `checked`, if it no longer bears generation `shut`, the one it was
+// handed off under: whoever did either wrote it first.  Returns the bytes
+// written.
+uint32_t write_half(ZULRA_target_t *target, uint32_t half, int checked = 0, uint32_t shut = 0)
 {
     ZULRA_hold_t *hold = &target->hold;
     // Writers in ordinary code wait for each other asleep on `writing`: a
@@ -189,8 +198,8 @@ uint32_t write_half(ZULRA_target_t *target, uint32_t half)
     ZULSS_HOLD(&hold->writing);
     int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t written = 0;
-    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half) {
-        uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
+    uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
+    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half && (!checked || g == shut)) {
         uint32_t count = __atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE);
         written = write_chunks(target, half, g, count);
         if (owned) {
@@ -217,6 +226,12 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     uint32_t older = write_half(target, other);
     if (written != nullptr)
         *written = older;
+    // The halves change places holding the writer's word, so that a drain
+    // on another thread sees them either before or after, and writes the
+    // older lines first: one that read which half is being filled just
+    // before the change would take the other half's newer lines for the
+    // older ones.
+    int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t g = generation(__atomic_load_n(&hold->claim[other], __ATOMIC_RELAXED));
     __atomic_store_n(&hold->oldest[other], 0u, __ATOMIC_RELAXED);
     __atomic_store_n(&hold->claim[other], claim_word(g, 0), __ATOMIC_RELEASE);
@@ -226,6 +241,8 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     uint32_t bytes = claimed(was) < hold->size ? claimed(was) : hold->size;
     __atomic_store_n(&hold->count[full], bytes / hold->chunk, __ATOMIC_RELEASE);
     __atomic_store_n(&hold->fill, other, __ATOMIC_RELEASE);
+    if (owned)
+        __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
     return full;
 }
 
@@ -242,7 +259,8 @@ void send_off(ZULRA_target_t *target, uint32_t half, int full)
     if (full && claimed(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE)) + hold->chunk <=
                     hold->size)
         return;
-    hand_off(target);
+    handedHalf = hand_off(target);
+    handedGeneration = generation(__atomic_load_n(&hold->claim[handedHalf], __ATOMIC_ACQUIRE));
     ZULRA_handedOff = target;
 }
 
@@ -467,7 +485,7 @@ void ZULRA_WriteHandedOff(void)
     if (target == nullptr)
         return;
     ZULRA_handedOff = nullptr;
-    (void)write_half(target, 1 - __atomic_load_n(&target->hold.fill, __ATOMIC_ACQUIRE));
+    (void)write_half(target, handedHalf, 1, handedGeneration);
 }
 
 uint32_t ZULRA_WriteHeld(ZULRA_target_t *target)
