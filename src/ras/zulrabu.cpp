@@ -63,6 +63,12 @@ namespace {
 constinit thread_local uint32_t handedHalf = 0;
 constinit thread_local uint32_t handedGeneration = 0;
 
+// The chunk that the calling thread is starting or copying a line into,
+// for a drain that interrupts it in a signal handler: that copy cannot
+// end while the drain runs, and the drain must not wait for it.
+constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_chunkhead_t *copying =
+    nullptr;
+
 // The buffer unless ZUL_RAS1_BUFFER says otherwise, and the bounds of
 // what it may say.
 constexpr uint32_t kDefaultSize = 256u * 1024u;
@@ -282,7 +288,10 @@ void claim_chunk(ZULRA_target_t *target, ZULRA_tcb_t *tcb, uint32_t now)
     if (at == 0)
         __atomic_store_n(&hold->oldest[half], now | 1u, __ATOMIC_RELAXED);
     ZULRA_chunkhead_t *head = chunk_at(hold, half, at / hold->chunk);
-    if (ZULRA_ChunkStart(head, generation(claim), 0)) {
+    copying = head;
+    int started = ZULRA_ChunkStart(head, generation(claim), 0);
+    copying = nullptr;
+    if (started) {
         tcb->held = head;
         tcb->heldTag = generation(claim);
         tcb->heldHalf = half;
@@ -298,12 +307,15 @@ void append(ZULRA_target_t *target, ZULRA_tcb_t *tcb, const char *text, uint32_t
     for (;;) {
         if (tcb->held != nullptr) {
             uint64_t was;
+            copying = tcb->held;
             int64_t at = ZULRA_ChunkBegin(tcb->held, tcb->heldTag, length, room(hold), &was);
             if (at >= 0) {
                 memcpy(text_of(tcb->held) + at, text, length);
                 ZULRA_ChunkEnd(tcb->held, was, length, 0);
+                copying = nullptr;
                 return;
             }
+            copying = nullptr;
             tcb->held = nullptr;
         }
         claim_chunk(target, tcb, now);
@@ -366,28 +378,35 @@ uint32_t wanted_size(const char *setting)
 // looked at, claimed or not, since a drain may come between a hand-off's
 // steps.
 //
-// Each chunk is sealed before it is written, so that its owner puts its
-// next lines into a chunk that the drain reaches later, or that the next
-// writing of the buffer takes: a thread that logs while a drain runs (a
-// fork's, or another thread's end) keeps its lines in order.  A copy
-// under way on another thread ends in a moment and is waited for, a
-// little; one that the drain interrupted on its own thread never ends
-// while it runs, and that chunk is written as far as its whole lines go.
+// Only the chunks claimed when the drain begins are looked at, and each
+// is sealed before it is written, a chunk claimed and not yet started
+// too (sealed empty): so every thread that logs while a drain runs (a
+// fork's, or another thread's end) puts its next lines into a chunk
+// claimed after it began, which the next writing of the buffer takes
+// after these, and keeps its lines in order.  A copy under way on another
+// thread ends in a moment and is waited for, up to kPatience
+// milliseconds; one that the drain interrupted on its own thread never
+// ends while it runs, and that chunk is written as far as its whole
+// lines go.
 void drain_half(ZULRA_target_t *target, uint32_t half)
 {
     ZULRA_hold_t *hold = &target->hold;
-    uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
-    for (uint32_t i = 0; i < hold->size / hold->chunk; i++) {
+    uint64_t claim = __atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE);
+    uint32_t g = generation(claim);
+    uint32_t chunks = hold->size / hold->chunk;
+    uint32_t limit = claimed(claim) / hold->chunk < chunks ? claimed(claim) / hold->chunk : chunks;
+    for (uint32_t i = 0; i < limit; i++) {
         ZULRA_chunkhead_t *head = chunk_at(hold, half, i);
-        uint64_t state = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
-        if (ZULRA_ChunkTag(state) != (g & ZULRA_CHUNK_TAGS))
-            continue;
-        for (uint32_t tries = 0; !ZULRA_ChunkSeal(head, g, 0, &state); tries++) {
-            if (tries == kBusyTries) {
+        uint64_t state;
+        for (uint32_t tries = 0; !ZULRA_ChunkSeal(head, g, 1, &state); tries++) {
+            if (head == copying || tries == kBusyTries + kPatience) {
                 state = __atomic_load_n(&head->state, __ATOMIC_ACQUIRE);
                 break;
             }
-            ZULPL_Yield();
+            if (tries < kBusyTries)
+                ZULPL_Yield();
+            else
+                ZULPL_Sleep(1);
         }
         if (ZULRA_ChunkTag(state) != (g & ZULRA_CHUNK_TAGS))
             continue;
