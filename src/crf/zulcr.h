@@ -145,6 +145,27 @@ void *ZULCR_NewRecord(size_t fixed, const char *name, uint32_t nameLength,
                       const char *description, uint32_t descriptionLength,
                       const char **nameCopy, const char **descriptionCopy);
 
+// A command's or a subcommand's record (ZULCR_NewRecord), with its
+// handler, data and texts filled in and every other field zero.  Null
+// without memory.
+template <typename Record>
+Record *ZULCR_NewNamed(ZULCR_handler_t handler, void *data, const char *name,
+                       uint32_t nameLength, const char *description, uint32_t descriptionLength)
+{
+    const char *nameCopy, *descriptionCopy;
+    Record *r = static_cast<Record *>(ZULCR_NewRecord(sizeof(Record), name, nameLength, description,
+                                                      descriptionLength, &nameCopy, &descriptionCopy));
+    if (r == nullptr)
+        return nullptr;
+    r->handler = handler;
+    r->data = data;
+    r->nameLength = nameLength;
+    r->descriptionLength = descriptionLength;
+    r->name = nameCopy;
+    r->description = descriptionCopy;
+    return r;
+}
+
 // A text's length: `length`, or when it is 0 the measured length of a
 // zero-terminated text (0 for null).
 uint32_t ZULCR_Measure(const char *text, uint32_t length);

@@ -81,18 +81,11 @@ static int append(ZULCR_cvt_t *cvt, ZULCR_mcb_t **record, ZULCR_handler_t handle
         return CRF1_Unusable;
     if (name_taken(cvt, name, nameLength))
         return CRF1_Duplicate;
-    const char *nameCopy, *descriptionCopy;
-    ZULCR_mcb_t *mcb = static_cast<ZULCR_mcb_t *>(ZULCR_NewRecord(
-        sizeof(ZULCR_mcb_t), name, nameLength, description, descriptionLength, &nameCopy, &descriptionCopy));
+    ZULCR_mcb_t *mcb = ZULCR_NewNamed<ZULCR_mcb_t>(handler, data, name, nameLength, description,
+                                                   descriptionLength);
     if (mcb == nullptr)
         return CRF1_NoMemory;
-    mcb->handler = handler;
-    mcb->data = data;
-    mcb->nameLength = nameLength;
-    mcb->descriptionLength = descriptionLength;
-    mcb->name = nameCopy;
     mcb->state = record != nullptr ? ZULCR_HATCHING : ZULCR_LIVE;
-    mcb->description = descriptionCopy;
     const ZUL_links<ZULCR_mcb_t> commands = ZULCR_Commands(cvt);
     ZUL_RingInsertBefore(commands, commands.head, mcb);
     if (record != nullptr)

@@ -19,17 +19,10 @@ static int add(ZULCR_cvt_t *cvt, ZULCR_mcb_t *mcb, ZULCR_handler_t handler, void
     for (ZULCR_scb_t *s = mcb->subcommands; s != nullptr; s = s->next)
         if (s->nameLength == nameLength && BSS1_Match(s->name, name, nameLength) == 0)
             return CRF1_Duplicate;
-    const char *nameCopy, *descriptionCopy;
-    ZULCR_scb_t *scb = static_cast<ZULCR_scb_t *>(ZULCR_NewRecord(
-        sizeof(ZULCR_scb_t), name, nameLength, description, descriptionLength, &nameCopy, &descriptionCopy));
+    ZULCR_scb_t *scb = ZULCR_NewNamed<ZULCR_scb_t>(handler, data, name, nameLength, description,
+                                                   descriptionLength);
     if (scb == nullptr)
         return CRF1_NoMemory;
-    scb->handler = handler;
-    scb->data = data;
-    scb->nameLength = nameLength;
-    scb->descriptionLength = descriptionLength;
-    scb->name = nameCopy;
-    scb->description = descriptionCopy;
     scb->next = mcb->subcommands;
     mcb->subcommands = scb;
     return CRF1_OK;
