@@ -374,9 +374,10 @@ uint32_t wanted_size(const char *setting)
 }
 
 // What half `half` holds beyond what is in the file, chunk by chunk, with
-// write(2) only: a drain's.  Every chunk of the half's generation is
-// looked at, claimed or not, since a drain may come between a hand-off's
-// steps.
+// write(2) only: a drain's.  A half that is shut counts as claimed
+// whole, so that each of its chunks is looked at; the halves do not
+// change places while a drain runs (hand_off holds the writer's word
+// for it).
 //
 // Only the chunks claimed when the drain begins are looked at, and each
 // is sealed before it is written, a chunk claimed and not yet started
