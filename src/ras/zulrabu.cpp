@@ -20,15 +20,22 @@
 // by line.
 //
 // The store's lock is taken only for the rare turns: when a half is full
-// (the thread that finds it so hands it off and goes on in the other, and
-// writes the full one once it has given the lock back, so that other
-// threads add their lines meanwhile rather than wait for the disk), when
-// an ERROR line or the age sends the lines out, and for a line too long
-// for a chunk, which goes out on its own after all the lines held.  The
-// other half must be written before chunks are claimed in it again, and
-// halves are written in the order they were filled; the writer of a half
-// first seals each of its chunks, waiting for a copy under way, so that
-// no line is cut and none comes in after the half has gone out.
+// (the thread that finds it so hands it off and goes on in the other),
+// when an ERROR line or the age sends the lines out, and for a line too
+// long for a chunk, which goes out on its own after all the lines held.
+// A full half is written by the log's own thread, "zul-log", started at
+// the first full half, so that the thread that logs does not pay for the
+// copy into the page cache; with ZUL_RAS1_WRITER=caller, or where that
+// thread cannot be started, by the thread that filled it once it has
+// given the lock back, so that other threads add their lines meanwhile
+// rather than wait for the disk.  An ERROR line, the age, and the
+// console's flush are written by the thread that asks, before it goes on.
+// The other half must be written before chunks are claimed in it again
+// (when the writer thread has not got to it yet, the thread that hands
+// off writes it itself, or waits for the write under way), and halves are
+// written in the order they were filled; the writer of a half first seals
+// each of its chunks, waiting for a copy under way, so that no line is
+// cut and none comes in after the half has gone out.
 //
 // So that a drain can run at any moment, on any thread, the words are
 // read and written with atomic operations: each chunk's header says how
@@ -70,6 +77,10 @@ constexpr uint32_t kChunk = 4096;
 // How long a drain waits for a write under way on another thread, and
 // for a pipe's reader to take a page, before it writes on or gives up.
 constexpr uint32_t kPatience = 1000;
+
+// How long a thread that hands a half off waits for the writer thread to
+// write the other, in milliseconds, before it writes it itself.
+constexpr uint32_t kHandPatience = 50;
 
 // Pieces gathered into one write(2).
 constexpr int kGather = 64;
@@ -190,18 +201,50 @@ uint32_t write_half(ZULRA_target_t *target, uint32_t half)
     int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t written = 0;
     if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half) {
-        uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
+        uint64_t claim = __atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE);
+        uint32_t g = generation(claim);
         uint32_t count = __atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE);
         written = write_chunks(target, half, g, count);
         if (owned) {
+            // A hand-off that wrote this half just before may be opening
+            // it for filling at this moment (its count is then 0): the
+            // half is shut only if it was not opened meanwhile.
             __atomic_store_n(&hold->count[half], 0u, __ATOMIC_RELAXED);
-            __atomic_store_n(&hold->claim[half], claim_word(g + 1, ZULRA_HOLD_SHUT),
-                             __ATOMIC_RELEASE);
+            (void)__atomic_compare_exchange_n(&hold->claim[half], &claim,
+                                              claim_word(g + 1, ZULRA_HOLD_SHUT), false,
+                                              __ATOMIC_RELEASE, __ATOMIC_RELAXED);
         }
     }
-    if (owned)
+    if (owned) {
         __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
+        if (written != 0 &&
+            __atomic_load_n(&hold->behind, __ATOMIC_RELAXED) == ZULRA_BEHIND_RUNNING) {
+            __atomic_fetch_add(&hold->written, 1u, __ATOMIC_RELEASE);
+            ZULPL_WakeWord(&hold->written);
+        }
+    }
     return written;
+}
+
+// With the writer thread running, waits for it to write half `half`,
+// handed to it and not yet written, for up to kHandPatience: the calling
+// thread's processor goes to the writer rather than to a write(2) of its
+// own.  A writer thread held up longer (stopped in a debugger, or writing
+// to a pipe that nobody reads) leaves the half to the caller.
+void await_writer(ZULRA_hold_t *hold, uint32_t half)
+{
+    if (__atomic_load_n(&hold->behind, __ATOMIC_ACQUIRE) != ZULRA_BEHIND_RUNNING)
+        return;
+    uint32_t began = ZULPL_Ticks();
+    for (;;) {
+        uint32_t seen = __atomic_load_n(&hold->written, __ATOMIC_ACQUIRE);
+        if (__atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE) == 0)
+            return;
+        uint32_t waited = ZULPL_Ticks() - began;
+        if (waited >= kHandPatience)
+            return;
+        ZULPL_WaitWord(&hold->written, seen, kHandPatience - waited);
+    }
 }
 
 // Shuts the half being filled to claims and opens the other, written out
@@ -214,6 +257,7 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     ZULRA_hold_t *hold = &target->hold;
     uint32_t full = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
     uint32_t other = 1 - full;
+    await_writer(hold, other);
     uint32_t older = write_half(target, other);
     if (written != nullptr)
         *written = older;
@@ -229,10 +273,64 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     return full;
 }
 
-// Hands the half being filled off to be written by the calling thread
-// once it has given back the store's lock (ZULRA_WriteHandedOff), if it
-// is still half `half`; `full` asks for it only when no chunk is left in
-// it to claim.  Takes the store's lock.
+// The writer thread: writes the full halves handed to it, in the order
+// they were filled, and sleeps between them.  It takes no store lock,
+// only the turn of writers in ordinary code (`writing`), so a thread that
+// hands off while it writes waits for it at most one write(2).  It runs
+// to the end of the process: the buffer is never freed, and the drain at
+// exit takes the `writer` word from it as from any thread.
+void *write_behind(void *data)
+{
+    ZULPL_ThreadName("zul-log");
+    ZULRA_target_t *target = static_cast<ZULRA_target_t *>(data);
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t seen = 0;
+    for (;;) {
+        uint32_t posted = __atomic_load_n(&hold->posted, __ATOMIC_ACQUIRE);
+        if (posted == seen) {
+            ZULPL_WaitWord(&hold->posted, seen, 0);
+            continue;
+        }
+        seen = posted;
+        // The half not being filled: the one handed off last.  When the
+        // halves have turned again meanwhile, the thread that turned them
+        // wrote that one, and the next post brings this thread back for
+        // the other.
+        (void)write_half(target, 1 - __atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE));
+    }
+    return nullptr;
+}
+
+// Passes the full half just handed off to the writer thread, starting it
+// the first time: 1; 0 when the caller must write it itself.
+int pass_to_writer(ZULRA_target_t *target)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t state = __atomic_load_n(&hold->behind, __ATOMIC_ACQUIRE);
+    if (state == ZULRA_BEHIND_UNSTARTED &&
+        __atomic_compare_exchange_n(&hold->behind, &state, ZULRA_BEHIND_RUNNING, false,
+                                    __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE)) {
+        ZULPL_thread_t thread;
+        if (ZULPL_ThreadStart(&thread, write_behind, target) != 0) {
+            __atomic_store_n(&hold->behind, ZULRA_BEHIND_NONE, __ATOMIC_RELEASE);
+            return 0;
+        }
+        state = ZULRA_BEHIND_RUNNING;
+    }
+    if (state != ZULRA_BEHIND_RUNNING)
+        return 0;
+    __atomic_fetch_add(&hold->posted, 1u, __ATOMIC_RELEASE);
+    ZULPL_WakeWord(&hold->posted);
+    return 1;
+}
+
+// Hands the half being filled off, if it is still half `half`, to be
+// written once the calling thread has given back the store's lock
+// (ZULRA_WriteHandedOff); `full` asks for it only when no chunk is left in
+// it to claim, and passes it to the writer thread where one runs.  The
+// pass is made under the lock, so that the next hand-off, which may wait
+// for the writer thread to have written this half, never waits for a
+// thread that has not yet passed it on.  Takes the store's lock.
 void send_off(ZULRA_target_t *target, uint32_t half, int full)
 {
     ZULSS_HOLD(ZULRA_DefaultStoreLock());
@@ -243,6 +341,8 @@ void send_off(ZULRA_target_t *target, uint32_t half, int full)
                     hold->size)
         return;
     hand_off(target);
+    if (full && pass_to_writer(target))
+        return;
     ZULRA_handedOff = target;
 }
 
@@ -343,6 +443,25 @@ uint32_t wanted_size(const char *setting)
     return kDefaultSize;
 }
 
+// Who writes a full half, as ZUL_RAS1_WRITER asks: ZULRA_BEHIND_*.  A
+// value that is neither form keeps the writer thread, and says so.
+uint32_t wanted_writer(const char *setting)
+{
+    if (setting == nullptr || *setting == '\0' || strcasecmp(setting, "thread") == 0)
+        return ZULRA_BEHIND_UNSTARTED;
+    if (strcasecmp(setting, "caller") == 0)
+        return ZULRA_BEHIND_NONE;
+    char line[160];
+    int n = snprintf(line, sizeof line,
+                     "ZUL_RAS1_WRITER: \"%.64s\" is not thread or caller; the log's own thread "
+                     "writes it\n",
+                     setting);
+    if (n > 0)
+        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n)
+                                                                      : sizeof line - 1);
+    return ZULRA_BEHIND_UNSTARTED;
+}
+
 // What half `half` holds beyond what is in the file, chunk by chunk, with
 // write(2) only: a drain's.  Every chunk of the half's generation is
 // looked at, claimed or not, since a drain may come between a hand-off's
@@ -422,6 +541,12 @@ void empty_in_child()
                          __ATOMIC_RELAXED);
     }
     __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
+    // The writer thread is the parent's: the child starts its own at its
+    // first full half.
+    if (__atomic_load_n(&hold->behind, __ATOMIC_RELAXED) == ZULRA_BEHIND_RUNNING)
+        __atomic_store_n(&hold->behind, ZULRA_BEHIND_UNSTARTED, __ATOMIC_RELAXED);
+    __atomic_store_n(&hold->posted, 0u, __ATOMIC_RELAXED);
+    __atomic_store_n(&hold->written, 0u, __ATOMIC_RELAXED);
     ZULRA_handedOff = nullptr;
 }
 
@@ -434,7 +559,7 @@ __attribute__((destructor)) void drain_at_exit()
 
 } // namespace
 
-void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
+void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting, const char *writer)
 {
     if (target->form == ZULRA_TO_JOURNAL || ZULPL_FileKind(target->fd) == ZULPL_FILE_TERMINAL)
         return;
@@ -452,6 +577,7 @@ void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
     hold->chunk = chunk;
     hold->claim[0] = claim_word(1, 0);
     hold->claim[1] = claim_word(1, ZULRA_HOLD_SHUT);
+    hold->behind = wanted_writer(writer);
     __atomic_store_n(&hold->bytes, bytes, __ATOMIC_RELEASE);
     (void)ZULPL_OnFork(drain_now, empty_in_child);
 }

@@ -313,6 +313,33 @@ case_flush() {
   echo "flush: lines held until ras1 flush, and none held with ZUL_RAS1_BUFFER=off"
 }
 
+# A full half is written by the log's own thread, "zul-log", which a
+# forked child starts afresh; ZUL_RAS1_WRITER=caller starts none.  Every
+# line of parent and child reaches the file either way.
+case_writer() {
+  # ZUL_RAS1_WRITER | threads besides the main one, in the parent and in the child
+  while IFS='|' read -r setting parent child; do
+    rm -f app.log
+    ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_BUFFER=4K ZUL_RAS1_WRITER=$setting \
+      "$probe" forked 3000 >out 2>err || fail "$setting: the probe ended with $?: $(cat err)"
+    [ "$(grep '^parent' out)" = "parent threads:$parent" ] || fail "$setting: $(grep '^parent' out)"
+    [ "$(grep '^child' out)" = "child threads:$child" ] || fail "$setting: $(grep '^child' out)"
+    [ ! -s err ] || fail "$setting said: $(cat err)"
+    [ "$(count 'writer 0 line' app.log)" = 3000 ] || fail "$setting: $(count 'writer 0 line' app.log) parent lines"
+    [ "$(count 'child line' app.log)" = 3000 ] || fail "$setting: $(count 'child line' app.log) child lines"
+    grep -o 'child line [0-9]*' app.log | awk '{ if ($3 != n++) exit 1 }' ||
+      fail "$setting: the child's lines out of order"
+  done <<'TABLE'
+| zul-log| zul-log
+thread| zul-log| zul-log
+caller||
+TABLE
+  ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_WRITER=sometimes "$probe" forked 10 >out 2>err
+  [ "$(head -n1 err)" = 'ZUL_RAS1_WRITER: "sometimes" is not thread or caller; the log'"'"'s own thread writes it' ] ||
+    fail "ZUL_RAS1_WRITER=sometimes said: $(cat err)"
+  echo "writer: zul-log in parent and child, none with ZUL_RAS1_WRITER=caller"
+}
+
 # The library does not need libsystemd unless the journal is asked for.
 case_ldd() {
   if ldd "$libzul" | grep -q libsystemd; then fail "libzul links libsystemd: $(ldd "$libzul" | grep libsystemd)"; fi
