@@ -23,13 +23,14 @@
 // (the thread that finds it so hands it off and goes on in the other),
 // when an ERROR line or the age sends the lines out, and for a line too
 // long for a chunk, which goes out on its own after all the lines held.
-// A full half is written by the log's own thread, "zul-log", started at
-// the first full half, so that the thread that logs does not pay for the
-// copy into the page cache; with ZUL_RAS1_WRITER=caller, or where that
-// thread cannot be started, by the thread that filled it once it has
-// given the lock back, so that other threads add their lines meanwhile
-// rather than wait for the disk.  An ERROR line, the age, and the
-// console's flush are written by the thread that asks, before it goes on.
+// A full half, or one whose oldest line has aged, is written by the log's
+// own thread, "zul-log", started the first time, so that the thread that
+// logs does not pay for the copy into the page cache; with
+// ZUL_RAS1_WRITER=caller, or where that thread cannot be started, by the
+// thread that handed it off once it has given the lock back, so that
+// other threads add their lines meanwhile rather than wait for the disk.
+// An ERROR line and the console's flush are written by the thread that
+// asks, before it goes on.
 // The other half must be written before chunks are claimed in it again
 // (when the writer thread has not got to it yet, the thread that hands
 // off writes it itself, or waits for the write under way), and halves are
@@ -273,7 +274,7 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     return full;
 }
 
-// The writer thread: writes the full halves handed to it, in the order
+// The writer thread: writes the halves handed to it, full or aged,, in the order
 // they were filled, and sleeps between them.  It takes no store lock,
 // only the turn of writers in ordinary code (`writing`), so a thread that
 // hands off while it writes waits for it at most one write(2).  It runs
@@ -301,7 +302,7 @@ void *write_behind(void *data)
     return nullptr;
 }
 
-// Passes the full half just handed off to the writer thread, starting it
+// Passes the half just handed off to the writer thread, starting it
 // the first time: 1; 0 when the caller must write it itself.
 int pass_to_writer(ZULRA_target_t *target)
 {
@@ -327,11 +328,12 @@ int pass_to_writer(ZULRA_target_t *target)
 // Hands the half being filled off, if it is still half `half`, to be
 // written once the calling thread has given back the store's lock
 // (ZULRA_WriteHandedOff); `full` asks for it only when no chunk is left in
-// it to claim, and passes it to the writer thread where one runs.  The
+// it to claim, and `pass` passes it to the writer thread instead, where
+// one runs.  The
 // pass is made under the lock, so that the next hand-off, which may wait
 // for the writer thread to have written this half, never waits for a
 // thread that has not yet passed it on.  Takes the store's lock.
-void send_off(ZULRA_target_t *target, uint32_t half, int full)
+void send_off(ZULRA_target_t *target, uint32_t half, int full, int pass)
 {
     ZULSS_HOLD(ZULRA_DefaultStoreLock());
     ZULRA_hold_t *hold = &target->hold;
@@ -341,7 +343,7 @@ void send_off(ZULRA_target_t *target, uint32_t half, int full)
                     hold->size)
         return;
     hand_off(target);
-    if (full && pass_to_writer(target))
+    if (pass && pass_to_writer(target))
         return;
     ZULRA_handedOff = target;
 }
@@ -358,7 +360,7 @@ void claim_chunk(ZULRA_target_t *target, ZULRA_tcb_t *tcb, uint32_t now)
         claim = __atomic_fetch_add(&hold->claim[half], hold->chunk, __ATOMIC_ACQ_REL);
     uint32_t at = claimed(claim);
     if (at + hold->chunk > hold->size) {
-        send_off(target, half, 1);
+        send_off(target, half, 1, 1);
         return;
     }
     if (at == 0)
@@ -443,7 +445,7 @@ uint32_t wanted_size(const char *setting)
     return kDefaultSize;
 }
 
-// Who writes a full half, as ZUL_RAS1_WRITER asks: ZULRA_BEHIND_*.  A
+// Who writes a half handed off, as ZUL_RAS1_WRITER asks: ZULRA_BEHIND_*.  A
 // value that is neither form keeps the writer thread, and says so.
 uint32_t wanted_writer(const char *setting)
 {
@@ -542,7 +544,7 @@ void empty_in_child()
     }
     __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
     // The writer thread is the parent's: the child starts its own at its
-    // first full half.
+    // first half to write.
     if (__atomic_load_n(&hold->behind, __ATOMIC_RELAXED) == ZULRA_BEHIND_RUNNING)
         __atomic_store_n(&hold->behind, ZULRA_BEHIND_UNSTARTED, __ATOMIC_RELAXED);
     __atomic_store_n(&hold->posted, 0u, __ATOMIC_RELAXED);
@@ -646,10 +648,14 @@ int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_
 
     uint32_t half = tcb->heldHalf;
     uint32_t oldest = __atomic_load_n(&hold->oldest[half], __ATOMIC_RELAXED);
-    if (RAS1_WRITE_KIND(flags) == RAS1_ERROR ||
-        (oldest != 0 && static_cast<int32_t>(now - oldest) >= static_cast<int32_t>(ZULRA_HOLD_AGE)) ||
-        __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0)
-        send_off(target, half, 0);
+    // An ERROR line, and every line of a process that is ending, are in
+    // the file before the call returns; lines that have aged go with the
+    // writer thread, as a full half does.
+    int now_out = RAS1_WRITE_KIND(flags) == RAS1_ERROR ||
+                  __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0;
+    if (now_out || (oldest != 0 && static_cast<int32_t>(now - oldest) >=
+                                       static_cast<int32_t>(ZULRA_HOLD_AGE)))
+        send_off(target, half, 0, !now_out);
     return 0;
 }
 

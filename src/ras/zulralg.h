@@ -252,8 +252,8 @@ typedef struct ZULRA_hold {
     alignas(64) uint64_t claim[2];
     alignas(64) uint32_t writer; // the thread writing them out, 0 for none
     ZULSS_lock_t writing;        // the turns of writers in ordinary code
-    // The log's own writer thread, "zul-log", which writes the full
-    // halves handed off to it: ZULRA_BEHIND_*.  `posted` counts those
+    // The log's own writer thread, "zul-log", which writes the halves
+    // handed off to it, full or aged: ZULRA_BEHIND_*.  `posted` counts those
     // halves, and the thread sleeps on it; `written` counts the halves
     // written while it runs, and a hand-off that finds the other half
     // still full sleeps on it.
@@ -262,7 +262,7 @@ typedef struct ZULRA_hold {
     uint32_t written;
 } ZULRA_hold_t;
 
-#define ZULRA_BEHIND_UNSTARTED 0u // started at the first full half
+#define ZULRA_BEHIND_UNSTARTED 0u // started at the first half to write
 #define ZULRA_BEHIND_RUNNING 1u
 #define ZULRA_BEHIND_NONE 2u      // the thread that fills a half writes it
 
@@ -344,9 +344,9 @@ int ZULRA_FlushTarget(ZULSS_format_t *format);
 // buffering off or the target is a terminal or the journal; a target with
 // a buffer is then written out at exit, before fork, and, from its first
 // line held on, before a signal ends the process.  `writer`
-// (ZUL_RAS1_WRITER, null when unset) says who writes a full half: the
-// log's own thread ("thread", the default) or the thread that filled it
-// ("caller").
+// (ZUL_RAS1_WRITER, null when unset) says who writes a half that is full
+// or has aged: the log's own thread ("thread", the default) or the thread
+// that handed it off ("caller").
 void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting, const char *writer);
 
 // Whether the target holds its lines in chunks of the writers' own: its
@@ -360,7 +360,8 @@ int ZULRA_HoldsInChunks(const ZULRA_target_t *target);
 // ending.  Where the target holds lines the caller need not hold the
 // store's lock (it takes it for those turns itself); otherwise it does.
 // A half handed off is written by ZULRA_WriteHandedOff once the caller no
-// longer holds the lock, or, where full, by the log's writer thread.
+// longer holds the lock, or, where full or aged, by the log's writer
+// thread.
 // Always 0.
 #define ZULRA_HOLD_AGE 100u
 int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags);

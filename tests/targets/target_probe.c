@@ -13,7 +13,9 @@
  *                                 file STOP exists
  *   target_probe forked N         N numbered lines, then the names of its
  *                                 threads; then the same in a child it
- *                                 forks */
+ *                                 forks
+ *   target_probe aged STOP        3 lines, 150 ms later a fourth, then
+ *                                 nothing until the file STOP exists */
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -173,6 +175,19 @@ static int forked(int n)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 
+static int aged(const char *stop)
+{
+    char text[64];
+    for (int i = 0; i < 4; i++) {
+        if (i == 3)
+            usleep(150000);
+        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
+    }
+    while (access(stop, F_OK) != 0)
+        usleep(10000);
+    return 0;
+}
+
 static int cloexec(const char *name)
 {
     say(0, "opened", 6);
@@ -210,8 +225,10 @@ int main(int argc, char **argv)
         return idle(atoi(argv[2]), argv[3]);
     else if (argc >= 3 && strcmp(argv[1], "forked") == 0)
         return forked(atoi(argv[2]));
+    else if (argc >= 3 && strcmp(argv[1], "aged") == 0)
+        return aged(argv[2]);
     else {
-        fprintf(stderr, "usage: target_probe kinds|hostile|threads N STOP|cloexec PATH|idle N STOP|forked N\n");
+        fprintf(stderr, "usage: target_probe kinds|hostile|threads N STOP|cloexec PATH|idle N STOP|forked N|aged STOP\n");
         return 2;
     }
     return 0;

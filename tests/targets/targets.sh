@@ -334,6 +334,13 @@ case_writer() {
     [ "$(count 'child line' app.log)" = 3000 ] || fail "$setting: $(count 'child line' app.log) child lines"
     grep -o 'child line [0-9]*' app.log | awk '{ if ($3 != n++) exit 1 }' ||
       fail "$setting: the child's lines out of order"
+    # Lines held 100 ms go out with the next line, while the process runs.
+    rm -f app.log stop
+    ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_WRITER=$setting "$probe" aged "$work/stop" &
+    writers=$!
+    for _ in $(seq 100); do [ "$(count 'writer 0 line' app.log)" = 4 ] && break; sleep 0.02; done
+    [ "$(count 'writer 0 line' app.log)" = 4 ] || fail "$setting: $(count 'writer 0 line' app.log) lines after 100 ms"
+    touch stop; wait "$writers" || fail "$setting: the aged probe ended with $?"; writers=""
   done <<'TABLE'
 |1|1
 thread|1|1
