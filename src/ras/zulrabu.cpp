@@ -421,6 +421,14 @@ uint32_t read_size(const char *text)
     return static_cast<uint32_t>(value);
 }
 
+// Writes a line of `n` bytes that snprintf made in `line` of `size`
+// bytes to standard error: what a setting that could not be read says.
+void say(const char *line, int n, size_t size)
+{
+    if (n > 0)
+        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < size ? static_cast<size_t>(n) : size - 1);
+}
+
 // The buffer's size that ZUL_RAS1_BUFFER asks for, 0 for none.  A value
 // that is none of the forms keeps the default, and says so.
 uint32_t wanted_size(const char *setting)
@@ -439,9 +447,7 @@ uint32_t wanted_size(const char *setting)
                      "ZUL_RAS1_BUFFER: \"%.64s\" is not off, on or a size from 4K to 64M; the log "
                      "holds up to %uK\n",
                      setting, kDefaultSize / 1024u);
-    if (n > 0)
-        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n)
-                                                                      : sizeof line - 1);
+    say(line, n, sizeof line);
     return kDefaultSize;
 }
 
@@ -458,9 +464,7 @@ uint32_t wanted_writer(const char *setting)
                      "ZUL_RAS1_WRITER: \"%.64s\" is not thread or caller; the log's own thread "
                      "writes it\n",
                      setting);
-    if (n > 0)
-        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n)
-                                                                      : sizeof line - 1);
+    say(line, n, sizeof line);
     return ZULRA_BEHIND_UNSTARTED;
 }
 
