@@ -64,6 +64,10 @@ constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t
 
 namespace {
 
+// The half that the calling thread handed off (ZULRA_handedOff), as
+// ticket_of gives it.
+constinit thread_local __attribute__((tls_model("initial-exec"))) uint64_t handedTicket = 0;
+
 // The buffer unless ZUL_RAS1_BUFFER says otherwise, and the bounds of
 // what it may say.
 constexpr uint32_t kDefaultSize = 256u * 1024u;
@@ -186,11 +190,22 @@ uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_
     return written;
 }
 
+// A half handed off to be written after the store's lock is given back:
+// its generation << 32 | its number.
+uint64_t ticket_of(const ZULRA_hold_t *hold, uint32_t half)
+{
+    return claim_word(generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE)), half);
+}
+
+constexpr uint64_t kAnyGeneration = ~uint64_t{0};
+
 // Writes half `half`, which is not the one being filled, and empties it:
 // it is shut to claims under its next generation until it is opened for
 // filling.  Nothing is done if it has become the half being filled:
-// whoever made it so wrote it first.  Returns the bytes written.
-uint32_t write_half(ZULRA_target_t *target, uint32_t half)
+// whoever made it so wrote it first.  With `expect`, a ticket, only that
+// generation of the half is written: one that a hand-off has written (and
+// perhaps opened) since is left alone.  Returns the bytes written.
+uint32_t write_half(ZULRA_target_t *target, uint32_t half, uint64_t expect = kAnyGeneration)
 {
     ZULRA_hold_t *hold = &target->hold;
     // Writers in ordinary code wait for each other asleep on `writing`: a
@@ -201,19 +216,17 @@ uint32_t write_half(ZULRA_target_t *target, uint32_t half)
     ZULSS_HOLD(&hold->writing);
     int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t written = 0;
-    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half) {
-        uint64_t claim = __atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE);
-        uint32_t g = generation(claim);
+    uint64_t claim = __atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE);
+    uint32_t g = generation(claim);
+    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half &&
+        (expect == kAnyGeneration ||
+         (g == generation(expect) && claimed(claim) >= ZULRA_HOLD_SHUT))) {
         uint32_t count = __atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE);
         written = write_chunks(target, half, g, count);
         if (owned) {
-            // A hand-off that wrote this half just before may be opening
-            // it for filling at this moment (its count is then 0): the
-            // half is shut only if it was not opened meanwhile.
             __atomic_store_n(&hold->count[half], 0u, __ATOMIC_RELAXED);
-            (void)__atomic_compare_exchange_n(&hold->claim[half], &claim,
-                                              claim_word(g + 1, ZULRA_HOLD_SHUT), false,
-                                              __ATOMIC_RELEASE, __ATOMIC_RELAXED);
+            __atomic_store_n(&hold->claim[half], claim_word(g + 1, ZULRA_HOLD_SHUT),
+                             __ATOMIC_RELEASE);
         }
     }
     if (owned) {
@@ -293,11 +306,11 @@ void *write_behind(void *data)
             continue;
         }
         seen = posted;
-        // The half not being filled: the one handed off last.  When the
-        // halves have turned again meanwhile, the thread that turned them
-        // wrote that one, and the next post brings this thread back for
-        // the other.
-        (void)write_half(target, 1 - __atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE));
+        // The half handed off last.  Where the halves have turned again
+        // meanwhile, the thread that turned them wrote it, and its ticket
+        // no longer matches.
+        uint64_t ticket = __atomic_load_n(&hold->handed, __ATOMIC_ACQUIRE);
+        (void)write_half(target, claimed(ticket), ticket);
     }
     return nullptr;
 }
@@ -320,6 +333,8 @@ int pass_to_writer(ZULRA_target_t *target)
     }
     if (state != ZULRA_BEHIND_RUNNING)
         return 0;
+    __atomic_store_n(&hold->handed, ticket_of(hold, 1 - __atomic_load_n(&hold->fill, __ATOMIC_RELAXED)),
+                     __ATOMIC_RELAXED);
     __atomic_fetch_add(&hold->posted, 1u, __ATOMIC_RELEASE);
     ZULPL_WakeWord(&hold->posted);
     return 1;
@@ -346,6 +361,7 @@ void send_off(ZULRA_target_t *target, uint32_t half, int full, int pass)
     if (pass && pass_to_writer(target))
         return;
     ZULRA_handedOff = target;
+    handedTicket = ticket_of(hold, 1 - __atomic_load_n(&hold->fill, __ATOMIC_RELAXED));
 }
 
 // Gives the calling thread a chunk of the half being filled, at the time
@@ -599,7 +615,7 @@ void ZULRA_WriteHandedOff(void)
     if (target == nullptr)
         return;
     ZULRA_handedOff = nullptr;
-    (void)write_half(target, 1 - __atomic_load_n(&target->hold.fill, __ATOMIC_ACQUIRE));
+    (void)write_half(target, claimed(handedTicket), handedTicket);
 }
 
 uint32_t ZULRA_WriteHeld(ZULRA_target_t *target)

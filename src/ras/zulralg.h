@@ -260,6 +260,7 @@ typedef struct ZULRA_hold {
     uint32_t behind;
     alignas(64) uint32_t posted;
     uint32_t written;
+    uint64_t handed; // the half posted last: generation << 32 | half
 } ZULRA_hold_t;
 
 #define ZULRA_BEHIND_UNSTARTED 0u // started at the first half to write
