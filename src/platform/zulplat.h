@@ -61,6 +61,19 @@ void ZULPL_ThreadJoin(ZULPL_thread_t thread);
 // Whether `thread` is the calling thread.
 int ZULPL_ThreadIsCaller(ZULPL_thread_t thread);
 
+// Names the calling thread for `ps -L`, `top` and a debugger: up to 15
+// bytes of `name` are kept.
+void ZULPL_ThreadName(const char *name);
+
+// Sleeps while `*word` holds `expected`, until ZULPL_WakeWord on the same
+// word or for at most `milliseconds` (0: no limit); may also return early
+// (a signal, or for no reason), so the caller looks at the word again.
+// Returns at once when the word has moved on.
+void ZULPL_WaitWord(uint32_t *word, uint32_t expected, uint32_t milliseconds);
+
+// Wakes every thread asleep in ZULPL_WaitWord on `word`.  Async-signal-safe.
+void ZULPL_WakeWord(uint32_t *word);
+
 // Ends the process with the given status as exit() does: the program's
 // exit handlers run and its streams are flushed.
 void ZULPL_ExitProcess(int status) __attribute__((noreturn));

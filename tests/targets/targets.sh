@@ -313,6 +313,46 @@ case_flush() {
   echo "flush: lines held until ras1 flush, and none held with ZUL_RAS1_BUFFER=off"
 }
 
+# A full half is written by the log's own thread, "zul-log", which a
+# forked child starts afresh; ZUL_RAS1_WRITER=caller starts none.  Every
+# line of parent and child reaches the file either way.
+case_writer() {
+  # ThreadSanitizer refuses a thread started in the child of a process
+  # that had threads, unless told to go on: the child's writer thread is
+  # what is checked here.
+  export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}die_after_fork=0"
+  # ZUL_RAS1_WRITER | whether the parent has a zul-log thread | whether the child has
+  while IFS='|' read -r setting parent child; do
+    rm -f app.log
+    ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_BUFFER=4K ZUL_RAS1_WRITER=$setting \
+      "$probe" forked 3000 >out 2>err || fail "$setting: the probe ended with $?: $(cat err)"
+    # Sanitizers may have threads of their own: only zul-log is looked for.
+    [ "$(grep '^parent' out | grep -c ' zul-log')" = "$parent" ] || fail "$setting: $(grep '^parent' out)"
+    [ "$(grep '^child' out | grep -c ' zul-log')" = "$child" ] || fail "$setting: $(grep '^child' out)"
+    # (A sanitizer's own notes, lines that begin with ==, are let be.)
+    ! grep -qv '^==' err || fail "$setting said: $(cat err)"
+    [ "$(count 'writer 0 line' app.log)" = 3000 ] || fail "$setting: $(count 'writer 0 line' app.log) parent lines"
+    [ "$(count 'child line' app.log)" = 3000 ] || fail "$setting: $(count 'child line' app.log) child lines"
+    grep -o 'child line [0-9]*' app.log | awk '{ if ($3 != n++) exit 1 }' ||
+      fail "$setting: the child's lines out of order"
+    # Lines held 100 ms go out with the next line, while the process runs.
+    rm -f app.log stop
+    ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_WRITER=$setting "$probe" aged "$work/stop" &
+    writers=$!
+    for _ in $(seq 100); do [ "$(count 'writer 0 line' app.log)" = 4 ] && break; sleep 0.02; done
+    [ "$(count 'writer 0 line' app.log)" = 4 ] || fail "$setting: $(count 'writer 0 line' app.log) lines after 100 ms"
+    touch stop; wait "$writers" || fail "$setting: the aged probe ended with $?"; writers=""
+  done <<'TABLE'
+|1|1
+thread|1|1
+caller|0|0
+TABLE
+  ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_WRITER=sometimes "$probe" forked 10 >out 2>err
+  [ "$(head -n1 err)" = 'ZUL_RAS1_WRITER: "sometimes" is not thread or caller; the log'"'"'s own thread writes it' ] ||
+    fail "ZUL_RAS1_WRITER=sometimes said: $(cat err)"
+  echo "writer: zul-log in parent and child, none with ZUL_RAS1_WRITER=caller"
+}
+
 # The library does not need libsystemd unless the journal is asked for.
 case_ldd() {
   if ldd "$libzul" | grep -q libsystemd; then fail "libzul links libsystemd: $(ldd "$libzul" | grep libsystemd)"; fi

@@ -1,7 +1,7 @@
 # The log's targets, shown with the real programs (jq, python3, journald,
 # journalctl, logrotate) by the script targets.sh, one case a test.
 zul_add_probe(zul_target_probe SOURCES ${CMAKE_CURRENT_LIST_DIR}/target_probe.c FAMILIES cmd entry)
-foreach(case where json hostile lnav ldd journal logrotate hangup tail flush)
+foreach(case where json hostile lnav ldd journal logrotate hangup tail flush writer)
   add_test(NAME LogTargets.${case}
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/targets.sh ${case} $<TARGET_FILE:zul_target_probe>
       $<TARGET_FILE:zulctl> $<TARGET_FILE:zul>)
