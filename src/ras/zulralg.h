@@ -112,10 +112,6 @@ typedef struct ZULRA_tcb {
     const char *siteUnit;      // the unit's name as the head shows it, for the context
     uint32_t siteUnitLength;
     char site[ZULRA_SITE_ROOM];
-    // The thread's block of records of the capture ring: the next to
-    // write and the end of the block.
-    uint64_t captureNext;
-    uint64_t captureEnd;
     // The thread's chunk of the default store's buffer (zulrabu): its
     // header, the tag it was claimed under and the half it lies in; null
     // for none.
