@@ -114,6 +114,17 @@ void ZULPL_WriteAll(int fd, const char *text, size_t length);
 struct iovec;
 void ZULPL_WriteGathered(int fd, struct iovec *pieces, int count);
 
+// The offset in the file at which the next write to `fd` goes (for a
+// file opened to append, the end of the last write through it); -1 for a
+// descriptor that has none, such as a pipe.
+int64_t ZULPL_WriteOffset(int fd);
+
+// Reserves room on the disk for `bytes` bytes of the file behind `fd`
+// from `offset` on, without changing the file's size: writes there later
+// find their room already found.  0, or the reason it cannot (a pipe, a
+// file system that does not reserve, a full disk).
+int ZULPL_ReserveRoom(int fd, int64_t offset, uint64_t bytes);
+
 // As ZULPL_WriteAll, for code that must not wait on a reader who takes
 // nothing (a process that is ending): to a pipe or a socket it writes a
 // page at a time once poll has seen room, and gives up when `patience`
