@@ -76,7 +76,7 @@ constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_chunkhea
 
 // The buffer unless ZUL_RAS1_BUFFER says otherwise, and the bounds of
 // what it may say.
-constexpr uint32_t kDefaultSize = 256u * 1024u;
+constexpr uint32_t kDefaultSize = 1024u * 1024u;
 constexpr uint32_t kLeastSize = 4u * 1024u;
 constexpr uint32_t kMostSize = 64u * 1024u * 1024u;
 
