@@ -87,18 +87,18 @@ static void put_record(ZULRA_ring_t *ring, uint64_t n, uint64_t order, const cha
     uint64_t want = (n + 1) * 2;
     if ((__atomic_load_n(&slot->stamp, __ATOMIC_RELAXED) & 1) != 0)
         return;
+    // Release stores (plain moves on x86) keep the mark before the text.
     __atomic_store_n(&slot->stamp, want | 1, __ATOMIC_RELAXED);
-    __atomic_thread_fence(__ATOMIC_RELEASE);
     if (length > sizeof slot->text)
         length = sizeof slot->text;
     uint64_t *to = reinterpret_cast<uint64_t *>(slot->text);
     for (uint32_t at = 0; at < length; at += 8) {
         uint64_t word;
         memcpy(&word, text + at, sizeof word);
-        __atomic_store_n(to++, word, __ATOMIC_RELAXED);
+        __atomic_store_n(to++, word, __ATOMIC_RELEASE);
     }
-    __atomic_store_n(&slot->order, order, __ATOMIC_RELAXED);
-    __atomic_store_n(&slot->length, length, __ATOMIC_RELAXED);
+    __atomic_store_n(&slot->order, order, __ATOMIC_RELEASE);
+    __atomic_store_n(&slot->length, length, __ATOMIC_RELEASE);
     __atomic_store_n(&slot->stamp, want, __ATOMIC_RELEASE);
 }
 

@@ -84,24 +84,23 @@ int next_record(const ZULRA_rings_t *rings, const Place *from, int back, Found *
 
 // Copies the record found out of its slot: its length, or -1 when the
 // slot no longer holds it whole.  The text is moved in the same words its
-// writer stores; the fence puts the second look at the stamp after the
-// copy.
+// writer stores, with acquire loads, so that the second look at the stamp
+// comes after the copy.
 int copy_record(const Found &found, char *text)
 {
     const ZULRA_capture_t *slot = &found.ring->slots[found.place.n % ZULRA_CAPTURE_SLOTS];
     uint64_t want = (found.place.n + 1) * 2;
     if (__atomic_load_n(&slot->stamp, __ATOMIC_ACQUIRE) != want)
         return -1;
-    uint32_t length = __atomic_load_n(&slot->length, __ATOMIC_RELAXED);
+    uint32_t length = __atomic_load_n(&slot->length, __ATOMIC_ACQUIRE);
     if (length > sizeof slot->text)
         length = sizeof slot->text;
     const uint64_t *from = reinterpret_cast<const uint64_t *>(slot->text);
     for (uint32_t at = 0; at < length; at += 8) {
-        uint64_t word = __atomic_load_n(from++, __ATOMIC_RELAXED);
+        uint64_t word = __atomic_load_n(from++, __ATOMIC_ACQUIRE);
         memcpy(text + at, &word, sizeof word);
     }
-    __atomic_thread_fence(__ATOMIC_ACQUIRE);
-    if (__atomic_load_n(&slot->stamp, __ATOMIC_RELAXED) != want)
+    if (__atomic_load_n(&slot->stamp, __ATOMIC_ACQUIRE) != want)
         return -1;
     return static_cast<int>(length);
 }
