@@ -234,6 +234,35 @@ start_writers() {
   fail "no lines in the log: $(cat err)"
 }
 
+# The buffered store reserves room on the disk ahead of the log's end, 4
+# MiB at a time, and no more: the file holds at most that (and a half of
+# the buffer) beyond its end, and once emptied, as logrotate's
+# copytruncate does, it has room reserved again at its new end.
+case_room() {
+  if ! { : >probe.room && fallocate --keep-size -l 1M probe.room 2>/dev/null; }; then
+    echo "room: this file system reserves no room"; exit 77
+  fi
+  rm -f probe.room
+  room() { echo $(( $(stat -c '%b * %B - %s' app.log) )); }
+  grown() { # until app.log holds $1 MiB
+    for _ in $(seq 600); do [ "$(stat -c %s app.log)" -ge $(($1 << 20)) ] && return 0; sleep 0.05; done
+    fail "app.log stayed at $(stat -c %s app.log) bytes"
+  }
+  export ZUL_RAS1="ERROR >>$work/app.log"
+  start_writers
+  local most=$(((5 << 20) + (64 << 10))) seen
+  for round in 1 2; do
+    grown $((8 * round))
+    seen=$(room)
+    [ "$seen" -gt 0 ] && [ "$seen" -le "$most" ] || fail "round $round: $seen bytes of room beyond the end"
+    : >app.log
+  done
+  touch stop; wait "$writers" || fail "the probe ended with $?"; writers=""
+  seen=$(room)
+  [ "$seen" -le "$most" ] || fail "at the end: $seen bytes of room beyond the end"
+  echo "room: at most $most bytes reserved beyond the log's end"
+}
+
 # Real logrotate, with a postrotate that asks the program to reopen its
 # log through zulctl, while 4 threads write: every line once.
 case_logrotate() {
