@@ -167,8 +167,8 @@ uint32_t room(const ZULRA_hold_t *hold)
 // file may hold up to kReserve bytes of room beyond its end, as the
 // journal's files do; the room is filled as the log grows and given back
 // when the file is emptied or removed.  The room is reserved again when
-// the file's end has moved back (a reopen, an emptying by logrotate's
-// copytruncate).  Where the file system or the descriptor cannot reserve,
+// the write offset has moved back before it (a reopen onto a new file, an
+// emptying by logrotate's copytruncate).  Where the file system or the descriptor cannot reserve,
 // it is not asked again.  The caller holds `writing`.
 void reserve_ahead(ZULRA_target_t *target, uint64_t bytes)
 {
@@ -181,14 +181,15 @@ void reserve_ahead(ZULRA_target_t *target, uint64_t bytes)
         hold->unreserved = 1;
         return;
     }
-    uint64_t end = static_cast<uint64_t>(at) + bytes;
-    if (end <= hold->reserved && end + 2 * kReserve > hold->reserved)
+    uint64_t from = static_cast<uint64_t>(at);
+    if (from >= hold->reservedFrom && from + bytes <= hold->reserved)
         return;
     if (ZULPL_ReserveRoom(target->fd, at, bytes + kReserve) != 0) {
         hold->unreserved = 1;
         return;
     }
-    hold->reserved = end + kReserve;
+    hold->reservedFrom = from;
+    hold->reserved = from + bytes + kReserve;
 }
 
 // Seals each chunk claimed in half `half`, whose generation is `g`, and

@@ -254,9 +254,11 @@ typedef struct ZULRA_hold {
     // written while it runs, and a hand-off that finds the other half
     // still full sleeps on it.
     uint32_t behind;
-    // The end of the room reserved on the disk ahead of the file's writes,
-    // and 1 once reserving has failed and is not tried again.  Read and
-    // written by the writer in ordinary code (holding `writing`).
+    // The room reserved on the disk ahead of the file's writes, from
+    // `reservedFrom` to `reserved`, and 1 once reserving has failed and is
+    // not tried again.  Read and written by the writer in ordinary code
+    // (holding `writing`).
+    uint64_t reservedFrom;
     uint64_t reserved;
     uint32_t unreserved;
     alignas(64) uint32_t posted;
