@@ -15,7 +15,8 @@
 //                   three values copied into such a ring, nothing formatted
 //
 // The CPU column is what the calling threads spend per line, system calls
-// included (a back-end thread's time is not in it); items_per_second is
+// included (a back-end thread's time is not in it; proc_ns, the whole
+// process's CPU per line, has it); items_per_second is
 // lines per second of real time, all threads together.  The files are
 // emptied after each benchmark, so that the disk's write-back never
 // throttles a run.
@@ -76,9 +77,32 @@ void empty(benchmark::State &state, const char *path)
         (void)truncate(path, 0);
 }
 
-void lines(benchmark::State &state)
+// The process's CPU time so far, in nanoseconds: every thread's, a
+// logger's own back-end thread's too.
+uint64_t process_cpu()
+{
+    timespec now;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return (uint64_t)now.tv_sec * 1000000000u + (uint64_t)now.tv_nsec;
+}
+
+// The first thread's reading of process_cpu() as a benchmark starts, 0
+// for the others.
+uint64_t cpu_start(benchmark::State &state)
+{
+    return state.thread_index() == 0 ? process_cpu() : 0;
+}
+
+// Lines per second; with `start` from cpu_start, also proc_ns: the whole
+// process's CPU per line over the first thread's run, which the threads
+// run beside it share (the work a back-end thread does for the callers
+// is in it).
+void lines(benchmark::State &state, uint64_t start = 0)
 {
     state.SetItemsProcessed(state.iterations());
+    if (start != 0)
+        state.counters["proc_ns"] =
+            (double)(process_cpu() - start) / ((double)state.iterations() * state.threads());
 }
 
 // ---- libzul ----------------------------------------------------------------
@@ -91,12 +115,13 @@ void ZulLine(benchmark::State &state)
         return;
     }
     int i = (int)state.thread_index() << 24;
+    uint64_t start = cpu_start(state);
     for (auto _ : state) {
         uint32_t classes = RAS1_ReadClass(&entry);
         RAS1_LOG(entry, classes, RAS1_STATE, MESSAGE_FORMAT "\n", i, kPeer, kMicros);
         i++;
     }
-    lines(state);
+    lines(state, start);
     empty(state, kZulLog);
 }
 BENCHMARK(ZulLine)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
@@ -119,9 +144,10 @@ void SpdlogBuffered(benchmark::State &state)
 {
     auto logger = buffered_logger();
     int i = (int)state.thread_index() << 24;
+    uint64_t start = cpu_start(state);
     for (auto _ : state)
         logger->info(MESSAGE_FMT, i++, kPeer, kMicros);
-    lines(state);
+    lines(state, start);
     empty(state, kSpdLog);
 }
 BENCHMARK(SpdlogBuffered)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
@@ -142,9 +168,10 @@ void SpdlogAsync(benchmark::State &state)
 {
     auto logger = async_logger();
     int i = (int)state.thread_index() << 24;
+    uint64_t start = cpu_start(state);
     for (auto _ : state)
         logger->info(MESSAGE_FMT, i++, kPeer, kMicros);
-    lines(state);
+    lines(state, start);
     empty(state, kSpdAsyncLog);
 }
 BENCHMARK(SpdlogAsync)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();

@@ -61,6 +61,19 @@ void ZULPL_ThreadJoin(ZULPL_thread_t thread);
 // Whether `thread` is the calling thread.
 int ZULPL_ThreadIsCaller(ZULPL_thread_t thread);
 
+// Names the calling thread for `ps -L`, `top` and a debugger: up to 15
+// bytes of `name` are kept.
+void ZULPL_ThreadName(const char *name);
+
+// Sleeps while `*word` holds `expected`, until ZULPL_WakeWord on the same
+// word or for at most `milliseconds` (0: no limit); may also return early
+// (a signal, or for no reason), so the caller looks at the word again.
+// Returns at once when the word has moved on.
+void ZULPL_WaitWord(uint32_t *word, uint32_t expected, uint32_t milliseconds);
+
+// Wakes every thread asleep in ZULPL_WaitWord on `word`.  Async-signal-safe.
+void ZULPL_WakeWord(uint32_t *word);
+
 // Ends the process with the given status as exit() does: the program's
 // exit handlers run and its streams are flushed.
 void ZULPL_ExitProcess(int status) __attribute__((noreturn));
@@ -100,6 +113,17 @@ void ZULPL_WriteAll(int fd, const char *text, size_t length);
 // used up as they are written.  Async-signal-safe.
 struct iovec;
 void ZULPL_WriteGathered(int fd, struct iovec *pieces, int count);
+
+// The offset in the file at which the next write to `fd` goes (for a
+// file opened to append, the end of the last write through it); -1 for a
+// descriptor that has none, such as a pipe.
+int64_t ZULPL_WriteOffset(int fd);
+
+// Reserves room on the disk for `bytes` bytes of the file behind `fd`
+// from `offset` on, without changing the file's size: writes there later
+// find their room already found.  0, or the reason it cannot (a pipe, a
+// file system that does not reserve, a full disk).
+int ZULPL_ReserveRoom(int fd, int64_t offset, uint64_t bytes);
 
 // As ZULPL_WriteAll, for code that must not wait on a reader who takes
 // nothing (a process that is ending): to a pipe or a socket it writes a

@@ -3,10 +3,13 @@
 #include "platform/zulplat.h"
 #include "platform/zulplsg.h"
 
+#include <linux/futex.h>
 #include <pthread.h>
 #include <string.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 int ZULPL_TlsAlloc(uint32_t *index, void (*atThreadEnd)(void *value))
@@ -98,4 +101,22 @@ void ZULPL_ThreadJoin(ZULPL_thread_t thread)
 int ZULPL_ThreadIsCaller(ZULPL_thread_t thread)
 {
     return pthread_equal(pthread_self(), handle_of(thread)) != 0;
+}
+
+void ZULPL_ThreadName(const char *name)
+{
+    (void)prctl(PR_SET_NAME, name, 0, 0, 0);
+}
+
+void ZULPL_WaitWord(uint32_t *word, uint32_t expected, uint32_t milliseconds)
+{
+    struct timespec limit = {static_cast<time_t>(milliseconds / 1000u),
+                             static_cast<long>(milliseconds % 1000u) * 1000000L};
+    (void)syscall(SYS_futex, word, FUTEX_WAIT_PRIVATE, expected,
+                  milliseconds == 0 ? nullptr : &limit, nullptr, 0);
+}
+
+void ZULPL_WakeWord(uint32_t *word)
+{
+    (void)syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT32_MAX, nullptr, nullptr, 0);
 }

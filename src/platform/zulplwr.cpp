@@ -1,7 +1,8 @@
 // ZULPL_WriteAll: whole writes to a file descriptor, without the
 // cancellation bookkeeping of the C library's write; ZULPL_WriteGathered,
-// the same for pieces gathered in one call; and ZULPL_WriteWithin, which
-// gives up on a reader that takes nothing.
+// the same for pieces gathered in one call; ZULPL_WriteWithin, which
+// gives up on a reader that takes nothing; and the room reserved ahead of
+// a file's writes (ZULPL_WriteOffset, ZULPL_ReserveRoom).
 //
 // The C library's write(2) wrapper turns asynchronous cancellation on and
 // off around the system call on every call; the log writes once a line
@@ -10,6 +11,7 @@
 #include "platform/zulplat.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -94,4 +96,22 @@ size_t ZULPL_WriteWithin(int fd, const char *text, size_t length, uint32_t patie
         done += n;
     }
     return done;
+}
+
+int64_t ZULPL_WriteOffset(int fd)
+{
+    off_t at = lseek(fd, 0, SEEK_CUR);
+    return at < 0 ? -1 : static_cast<int64_t>(at);
+}
+
+int ZULPL_ReserveRoom(int fd, int64_t offset, uint64_t bytes)
+{
+    if (offset < 0 || bytes == 0 || bytes > static_cast<uint64_t>(INT64_MAX - offset))
+        return EINVAL;
+    int rc;
+    do
+        rc = fallocate(fd, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset),
+                       static_cast<off_t>(bytes));
+    while (rc != 0 && errno == EINTR);
+    return rc == 0 ? 0 : errno;
 }

@@ -43,58 +43,87 @@ typedef struct ZULRA_exit {
     void *user;
 } ZULRA_exit_t;
 
-// One slot of the capture ring: the newest lines of the log, a record of
-// up to 128 bytes to a slot.  Records are numbered in the order in which
-// they are claimed, and record n lives in slot n % ZULRA_CAPTURE_SLOTS.
-// `stamp` says which record the slot holds and whether it is being
-// written: (n + 1) * 2 once record n is in place, that plus 1 while it is
-// written, 0 in a slot never written.  A writer claims the slot by a
-// compare-and-swap of the stamp and publishes the record with a release
-// store of it; a reader takes a record whose stamp is the one it expects
-// before and after it copies the text, so no lock is needed on either side
-// and no record is read torn.  The text is moved in words with atomic
-// loads and stores (plain moves on the processors the library runs on),
-// since readers copy it while a writer may be filling the slot.
+// The capture ring: the newest lines of the log, a record of up to 128
+// bytes to a slot.  Each thread that logs writes its records into a ring
+// of its own (ZULRA_ring_t), one of the rings that the process has made;
+// a reader takes the newest records of all of them together.  So a line
+// costs its thread no compare-and-swap and no cache line that another
+// thread that logs has written: two threads that log at once on two
+// processors do not pass the ring's memory back and forth.
+//
+// A ring's records are numbered in the order its thread writes them, and
+// record n lives in slot n % ZULRA_CAPTURE_SLOTS.  `stamp` says which
+// record the slot holds and whether it is being written: (n + 1) * 2 once
+// record n is in place, that plus 1 while it is written, 0 in a slot
+// never written.  `order` is the time of the record's line in
+// milliseconds, which orders the records of different rings.  A reader
+// takes a record whose stamp is the same, and even, before and after it
+// copies the text, so no lock is needed on either side and no record is
+// read torn.  The text is moved in words with atomic loads and stores
+// (plain moves on the processors the library runs on), since readers copy
+// it while its writer may be filling the slot.
 #define ZULRA_CAPTURE_TEXT 128u
 
 typedef struct ZULRA_capture {
     uint64_t stamp;
+    uint64_t order;
     uint32_t length;
     uint32_t unused;
     char text[ZULRA_CAPTURE_TEXT];
 } ZULRA_capture_t;
 
+// The slots of one thread's ring, and the most records a reader is given.
 #define ZULRA_CAPTURE_SLOTS 256u
 
-// A thread claims this many records of the ring at once, with one atomic
-// add on the ring's count, and fills them with no other word shared with
-// the threads that log beside it: the cost of the ring does not grow when
-// two threads that run at once log.  A block is 8 slots, 1152 bytes, 18
-// cache lines of its own.  Records of two threads therefore stand in the
-// ring in blocks of up to eight.
-#define ZULRA_CAPTURE_BLOCK 8u
+// One thread's ring.  `writer` is 1 while a thread owns the ring, and only
+// that thread (and a signal handler on it) writes `written` and the
+// slots; a thread that ends gives its ring up, and the next thread that
+// logs takes it over, so a process keeps as many rings as it has had
+// threads logging at once.  The records of a thread that has ended stay
+// readable until they are overwritten.  `id` numbers the rings as they
+// were made, and orders records of the same millisecond.
+typedef struct ZULRA_ring {
+    struct ZULRA_ring *older; // the ring made before this one
+    uint32_t id;
+    uint32_t writer;
+    uint64_t written; // records begun so far
+    char rest[40];
+    ZULRA_capture_t slots[ZULRA_CAPTURE_SLOTS];
+} ZULRA_ring_t;
 
-// The count of records claimed so far, on a cache line of its own: it
-// moves once for each block a thread claims, and must not share a line
-// with words that every line reads.
-typedef struct ZULRA_ringcount {
-    alignas(64) uint64_t claimed;
-    char rest[56];
-} ZULRA_ringcount_t;
+// The rings of the process, newest first; rings are never freed.
+typedef struct ZULRA_rings {
+    ZULRA_ring_t *newest;
+} ZULRA_rings_t;
 
-extern ZULRA_ringcount_t ZULRA_ringCount;
+// The process's rings.  Never null: a ring is made for a thread when it
+// first writes a record, and a thread that cannot have one, for want of
+// memory, captures nothing.
+ZULRA_rings_t *ZULRA_MakeRing(void);
 
-// The slots of the ring, all zero bytes: one allocation, aligned to a
-// cache line so that a block of slots starts one.  Null without memory,
-// and then nothing is captured.
-ZULRA_capture_t *ZULRA_MakeRing(void);
+// The ring that the calling thread owns, or null.
+extern thread_local __attribute__((tls_model("initial-exec"))) ZULRA_ring_t *ZULRA_ownRing;
 
-// Calls `each` for the newest `most` records of the ring that are whole
-// when looked at, oldest first, with a copy of the text and `user`; a
-// record that a writer fills meanwhile is passed over.  Takes no lock,
+// Takes a ring for the calling thread, which owns none: a ring given up
+// by a thread that ended, else a new one; null without memory.
+ZULRA_ring_t *ZULRA_TakeRing(void);
+
+// The calling thread's ring; null without memory.
+static inline ZULRA_ring_t *ZULRA_ThreadRing(void)
+{
+    ZULRA_ring_t *ring = ZULRA_ownRing;
+    return __builtin_expect(ring != nullptr, 1) ? ring : ZULRA_TakeRing();
+}
+
+// The calling thread ends: its ring is free for the next thread.
+void ZULRA_LeaveRing(void);
+
+// Calls `each` for the newest `most` records of all the rings that are
+// whole when looked at, oldest first, with a copy of the text and `user`;
+// a record that a writer fills meanwhile is passed over.  Takes no lock,
 // allocates nothing: safe in a signal handler.  Returns the count given.
 typedef void (*ZULRA_record_t)(void *user, const char *text, uint32_t length);
-uint32_t ZULRA_WalkRing(const ZULRA_capture_t *slots, uint32_t most, ZULRA_record_t each,
+uint32_t ZULRA_WalkRing(const ZULRA_rings_t *rings, uint32_t most, ZULRA_record_t each,
                         void *user);
 
 // One chunk of an enumeration list: `chunkBytes` of malloc'd memory whose
@@ -150,7 +179,7 @@ typedef struct ZULRA_pcb {
     uint32_t suspended;               // tracing is off while not 0
     uint32_t poolLeft;
     int32_t once;                     // guards the start of the service
-    ZULRA_capture_t *capture;         // the slots of the capture ring, or null
+    ZULRA_rings_t *capture;           // the rings of the capture ring
     ZULRA_chunk_t *lists[3];
     uint32_t chunkBytes;
     uint32_t chunkSlots;

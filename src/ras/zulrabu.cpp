@@ -20,15 +20,23 @@
 // by line.
 //
 // The store's lock is taken only for the rare turns: when a half is full
-// (the thread that finds it so hands it off and goes on in the other, and
-// writes the full one once it has given the lock back, so that other
-// threads add their lines meanwhile rather than wait for the disk), when
-// an ERROR line or the age sends the lines out, and for a line too long
-// for a chunk, which goes out on its own after all the lines held.  The
-// other half must be written before chunks are claimed in it again, and
-// halves are written in the order they were filled; the writer of a half
-// first seals each of its chunks, waiting for a copy under way, so that
-// no line is cut and none comes in after the half has gone out.
+// (the thread that finds it so hands it off and goes on in the other),
+// when an ERROR line or the age sends the lines out, and for a line too
+// long for a chunk, which goes out on its own after all the lines held.
+// A full half, or one whose oldest line has aged, is written by the log's
+// own thread, "zul-log", started the first time, so that the thread that
+// logs does not pay for the copy into the page cache; with
+// ZUL_RAS1_WRITER=caller, or where that thread cannot be started, by the
+// thread that handed it off once it has given the lock back, so that
+// other threads add their lines meanwhile rather than wait for the disk.
+// An ERROR line and the console's flush are written by the thread that
+// asks, before it goes on.
+// The other half must be written before chunks are claimed in it again
+// (when the writer thread has not got to it yet, the thread that hands
+// off writes it itself, or waits for the write under way), and halves are
+// written in the order they were filled; the writer of a half first seals
+// each of its chunks, waiting for a copy under way, so that no line is
+// cut and none comes in after the half has gone out.
 //
 // So that a drain can run at any moment, on any thread, the words are
 // read and written with atomic operations: each chunk's header says how
@@ -56,12 +64,9 @@ constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t
 
 namespace {
 
-// The half that the calling thread handed off, and the generation it was
-// shut under: the thread writes it only if it still bears that
-// generation, for another thread may have written it meanwhile and
-// opened it again for filling.
-constinit thread_local uint32_t handedHalf = 0;
-constinit thread_local uint32_t handedGeneration = 0;
+// The half that the calling thread handed off (ZULRA_handedOff), as
+// ticket_of gives it.
+constinit thread_local __attribute__((tls_model("initial-exec"))) uint64_t handedTicket = 0;
 
 // The chunk that the calling thread is starting or copying a line into,
 // for a drain that interrupts it in a signal handler: that copy cannot
@@ -71,7 +76,7 @@ constinit thread_local __attribute__((tls_model("initial-exec"))) ZULRA_chunkhea
 
 // The buffer unless ZUL_RAS1_BUFFER says otherwise, and the bounds of
 // what it may say.
-constexpr uint32_t kDefaultSize = 256u * 1024u;
+constexpr uint32_t kDefaultSize = 1024u * 1024u;
 constexpr uint32_t kLeastSize = 4u * 1024u;
 constexpr uint32_t kMostSize = 64u * 1024u * 1024u;
 
@@ -83,6 +88,13 @@ constexpr uint32_t kChunk = 4096;
 // How long a drain waits for a write under way on another thread, and
 // for a pipe's reader to take a page, before it writes on or gives up.
 constexpr uint32_t kPatience = 1000;
+
+// How long a thread that hands a half off waits for the writer thread to
+// write the other, in milliseconds, before it writes it itself.
+constexpr uint32_t kHandPatience = 50;
+
+// Room reserved on the disk ahead of the log's end (reserve_ahead).
+constexpr uint64_t kReserve = 4u << 20;
 
 // Pieces gathered into one write(2).
 constexpr int kGather = 64;
@@ -148,6 +160,38 @@ uint32_t room(const ZULRA_hold_t *hold)
     return hold->chunk - static_cast<uint32_t>(sizeof(ZULRA_chunkhead_t));
 }
 
+// Reserves room on the disk ahead of a write of up to `bytes` bytes, a
+// few megabytes at a time, without changing the file's size: a write into
+// reserved room skips the file system's search for room page by page,
+// which costs as much as the copy of the bytes itself on ext4.  So a log
+// file may hold up to kReserve bytes of room beyond its end, as the
+// journal's files do; the room is filled as the log grows and given back
+// when the file is emptied or removed.  The room is reserved again when
+// the write offset has moved back before it (a reopen onto a new file, an
+// emptying by logrotate's copytruncate).  Where the file system or the descriptor cannot reserve,
+// it is not asked again.  The caller holds `writing`.
+void reserve_ahead(ZULRA_target_t *target, uint64_t bytes)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    ZUL_ASSERT_HELD(&hold->writing);
+    if (hold->unreserved)
+        return;
+    int64_t at = ZULPL_WriteOffset(target->fd);
+    if (at < 0) {
+        hold->unreserved = 1;
+        return;
+    }
+    uint64_t from = static_cast<uint64_t>(at);
+    if (from >= hold->reservedFrom && from + bytes <= hold->reserved)
+        return;
+    if (ZULPL_ReserveRoom(target->fd, at, bytes + kReserve) != 0) {
+        hold->unreserved = 1;
+        return;
+    }
+    hold->reservedFrom = from;
+    hold->reserved = from + bytes + kReserve;
+}
+
 // Seals each chunk claimed in half `half`, whose generation is `g`, and
 // writes what each holds beyond its `done`.  Returns the bytes written.
 // The caller holds `writing` and the `writer` word, and the half is shut to claims.
@@ -156,6 +200,8 @@ uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_
     ZULRA_hold_t *hold = &target->hold;
     ZUL_ASSERT_HELD(&hold->writing);
     ZUL_ASSERT(__atomic_load_n(&hold->writer, __ATOMIC_RELAXED) == ZULPL_ThreadId());
+    if (count != 0)
+        reserve_ahead(target, static_cast<uint64_t>(count) * hold->chunk);
     struct iovec pieces[kGather];
     ZULRA_chunkhead_t *heads[kGather];
     uint32_t ends[kGather];
@@ -187,13 +233,22 @@ uint32_t write_chunks(ZULRA_target_t *target, uint32_t half, uint32_t g, uint32_
     return written;
 }
 
+// A half handed off to be written after the store's lock is given back:
+// its generation << 32 | its number.
+uint64_t ticket_of(const ZULRA_hold_t *hold, uint32_t half)
+{
+    return claim_word(generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE)), half);
+}
+
+constexpr uint64_t kAnyGeneration = ~uint64_t{0};
+
 // Writes half `half`, which is not the one being filled, and empties it:
 // it is shut to claims under its next generation until it is opened for
-// filling.  Nothing is done if it has become the half being filled, or,
-// with `checked`, if it no longer bears generation `shut`, the one it was
-// handed off under: whoever did either wrote it first.  Returns the bytes
-// written.
-uint32_t write_half(ZULRA_target_t *target, uint32_t half, int checked = 0, uint32_t shut = 0)
+// filling.  Nothing is done if it has become the half being filled:
+// whoever made it so wrote it first.  With `expect`, a ticket, only that
+// generation of the half is written: one that a hand-off has written (and
+// perhaps opened) since is left alone.  Returns the bytes written.
+uint32_t write_half(ZULRA_target_t *target, uint32_t half, uint64_t expect = kAnyGeneration)
 {
     ZULRA_hold_t *hold = &target->hold;
     // Writers in ordinary code wait for each other asleep on `writing`: a
@@ -204,8 +259,11 @@ uint32_t write_half(ZULRA_target_t *target, uint32_t half, int checked = 0, uint
     ZULSS_HOLD(&hold->writing);
     int owned = take_writer(hold, ZULPL_ThreadId(), 0);
     uint32_t written = 0;
-    uint32_t g = generation(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE));
-    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half && (!checked || g == shut)) {
+    uint64_t claim = __atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE);
+    uint32_t g = generation(claim);
+    if (__atomic_load_n(&hold->fill, __ATOMIC_ACQUIRE) != half &&
+        (expect == kAnyGeneration ||
+         (g == generation(expect) && claimed(claim) >= ZULRA_HOLD_SHUT))) {
         uint32_t count = __atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE);
         written = write_chunks(target, half, g, count);
         if (owned) {
@@ -214,9 +272,36 @@ uint32_t write_half(ZULRA_target_t *target, uint32_t half, int checked = 0, uint
                              __ATOMIC_RELEASE);
         }
     }
-    if (owned)
+    if (owned) {
         __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
+        if (written != 0 &&
+            __atomic_load_n(&hold->behind, __ATOMIC_RELAXED) == ZULRA_BEHIND_RUNNING) {
+            __atomic_fetch_add(&hold->written, 1u, __ATOMIC_RELEASE);
+            ZULPL_WakeWord(&hold->written);
+        }
+    }
     return written;
+}
+
+// With the writer thread running, waits for it to write half `half`,
+// handed to it and not yet written, for up to kHandPatience: the calling
+// thread's processor goes to the writer rather than to a write(2) of its
+// own.  A writer thread held up longer (stopped in a debugger, or writing
+// to a pipe that nobody reads) leaves the half to the caller.
+void await_writer(ZULRA_hold_t *hold, uint32_t half)
+{
+    if (__atomic_load_n(&hold->behind, __ATOMIC_ACQUIRE) != ZULRA_BEHIND_RUNNING)
+        return;
+    uint32_t began = ZULPL_Ticks();
+    for (;;) {
+        uint32_t seen = __atomic_load_n(&hold->written, __ATOMIC_ACQUIRE);
+        if (__atomic_load_n(&hold->count[half], __ATOMIC_ACQUIRE) == 0)
+            return;
+        uint32_t waited = ZULPL_Ticks() - began;
+        if (waited >= kHandPatience)
+            return;
+        ZULPL_WaitWord(&hold->written, seen, kHandPatience - waited);
+    }
 }
 
 // Shuts the half being filled to claims and opens the other, written out
@@ -229,6 +314,7 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     ZULRA_hold_t *hold = &target->hold;
     uint32_t full = __atomic_load_n(&hold->fill, __ATOMIC_RELAXED);
     uint32_t other = 1 - full;
+    await_writer(hold, other);
     uint32_t older = write_half(target, other);
     if (written != nullptr)
         *written = older;
@@ -252,11 +338,68 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     return full;
 }
 
-// Hands the half being filled off to be written by the calling thread
-// once it has given back the store's lock (ZULRA_WriteHandedOff), if it
-// is still half `half`; `full` asks for it only when no chunk is left in
-// it to claim.  Takes the store's lock.
-void send_off(ZULRA_target_t *target, uint32_t half, int full)
+// The writer thread: writes the halves handed to it, full or aged,, in the order
+// they were filled, and sleeps between them.  It takes no store lock,
+// only the turn of writers in ordinary code (`writing`), so a thread that
+// hands off while it writes waits for it at most one write(2).  It runs
+// to the end of the process: the buffer is never freed, and the drain at
+// exit takes the `writer` word from it as from any thread.
+void *write_behind(void *data)
+{
+    ZULPL_ThreadName("zul-log");
+    ZULRA_target_t *target = static_cast<ZULRA_target_t *>(data);
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t seen = 0;
+    for (;;) {
+        uint32_t posted = __atomic_load_n(&hold->posted, __ATOMIC_ACQUIRE);
+        if (posted == seen) {
+            ZULPL_WaitWord(&hold->posted, seen, 0);
+            continue;
+        }
+        seen = posted;
+        // The half handed off last.  Where the halves have turned again
+        // meanwhile, the thread that turned them wrote it, and its ticket
+        // no longer matches.
+        uint64_t ticket = __atomic_load_n(&hold->handed, __ATOMIC_ACQUIRE);
+        (void)write_half(target, claimed(ticket), ticket);
+    }
+    return nullptr;
+}
+
+// Passes the half just handed off to the writer thread, starting it
+// the first time: 1; 0 when the caller must write it itself.
+int pass_to_writer(ZULRA_target_t *target)
+{
+    ZULRA_hold_t *hold = &target->hold;
+    uint32_t state = __atomic_load_n(&hold->behind, __ATOMIC_ACQUIRE);
+    if (state == ZULRA_BEHIND_UNSTARTED &&
+        __atomic_compare_exchange_n(&hold->behind, &state, ZULRA_BEHIND_RUNNING, false,
+                                    __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE)) {
+        ZULPL_thread_t thread;
+        if (ZULPL_ThreadStart(&thread, write_behind, target) != 0) {
+            __atomic_store_n(&hold->behind, ZULRA_BEHIND_NONE, __ATOMIC_RELEASE);
+            return 0;
+        }
+        state = ZULRA_BEHIND_RUNNING;
+    }
+    if (state != ZULRA_BEHIND_RUNNING)
+        return 0;
+    __atomic_store_n(&hold->handed, ticket_of(hold, 1 - __atomic_load_n(&hold->fill, __ATOMIC_RELAXED)),
+                     __ATOMIC_RELAXED);
+    __atomic_fetch_add(&hold->posted, 1u, __ATOMIC_RELEASE);
+    ZULPL_WakeWord(&hold->posted);
+    return 1;
+}
+
+// Hands the half being filled off, if it is still half `half`, to be
+// written once the calling thread has given back the store's lock
+// (ZULRA_WriteHandedOff); `full` asks for it only when no chunk is left in
+// it to claim, and `pass` passes it to the writer thread instead, where
+// one runs.  The
+// pass is made under the lock, so that the next hand-off, which may wait
+// for the writer thread to have written this half, never waits for a
+// thread that has not yet passed it on.  Takes the store's lock.
+void send_off(ZULRA_target_t *target, uint32_t half, int full, int pass)
 {
     ZULSS_HOLD(ZULRA_DefaultStoreLock());
     ZULRA_hold_t *hold = &target->hold;
@@ -265,9 +408,11 @@ void send_off(ZULRA_target_t *target, uint32_t half, int full)
     if (full && claimed(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE)) + hold->chunk <=
                     hold->size)
         return;
-    handedHalf = hand_off(target);
-    handedGeneration = generation(__atomic_load_n(&hold->claim[handedHalf], __ATOMIC_ACQUIRE));
+    hand_off(target);
+    if (pass && pass_to_writer(target))
+        return;
     ZULRA_handedOff = target;
+    handedTicket = ticket_of(hold, 1 - __atomic_load_n(&hold->fill, __ATOMIC_RELAXED));
 }
 
 // Gives the calling thread a chunk of the half being filled, at the time
@@ -282,7 +427,7 @@ void claim_chunk(ZULRA_target_t *target, ZULRA_tcb_t *tcb, uint32_t now)
         claim = __atomic_fetch_add(&hold->claim[half], hold->chunk, __ATOMIC_ACQ_REL);
     uint32_t at = claimed(claim);
     if (at + hold->chunk > hold->size) {
-        send_off(target, half, 1);
+        send_off(target, half, 1, 1);
         return;
     }
     if (at == 0)
@@ -349,6 +494,14 @@ uint32_t read_size(const char *text)
     return static_cast<uint32_t>(value);
 }
 
+// Writes a line of `n` bytes that snprintf made in `line` of `size`
+// bytes to standard error: what a setting that could not be read says.
+void say(const char *line, int n, size_t size)
+{
+    if (n > 0)
+        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < size ? static_cast<size_t>(n) : size - 1);
+}
+
 // The buffer's size that ZUL_RAS1_BUFFER asks for, 0 for none.  A value
 // that is none of the forms keeps the default, and says so.
 uint32_t wanted_size(const char *setting)
@@ -367,10 +520,25 @@ uint32_t wanted_size(const char *setting)
                      "ZUL_RAS1_BUFFER: \"%.64s\" is not off, on or a size from 4K to 64M; the log "
                      "holds up to %uK\n",
                      setting, kDefaultSize / 1024u);
-    if (n > 0)
-        ZULPL_WriteAll(2, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n)
-                                                                      : sizeof line - 1);
+    say(line, n, sizeof line);
     return kDefaultSize;
+}
+
+// Who writes a half handed off, as ZUL_RAS1_WRITER asks: ZULRA_BEHIND_*.  A
+// value that is neither form keeps the writer thread, and says so.
+uint32_t wanted_writer(const char *setting)
+{
+    if (setting == nullptr || *setting == '\0' || strcasecmp(setting, "thread") == 0)
+        return ZULRA_BEHIND_UNSTARTED;
+    if (strcasecmp(setting, "caller") == 0)
+        return ZULRA_BEHIND_NONE;
+    char line[160];
+    int n = snprintf(line, sizeof line,
+                     "ZUL_RAS1_WRITER: \"%.64s\" is not thread or caller; the log's own thread "
+                     "writes it\n",
+                     setting);
+    say(line, n, sizeof line);
+    return ZULRA_BEHIND_UNSTARTED;
 }
 
 // What half `half` holds beyond what is in the file, chunk by chunk, with
@@ -460,6 +628,12 @@ void empty_in_child()
                          __ATOMIC_RELAXED);
     }
     __atomic_store_n(&hold->writer, 0u, __ATOMIC_RELEASE);
+    // The writer thread is the parent's: the child starts its own at its
+    // first half to write.
+    if (__atomic_load_n(&hold->behind, __ATOMIC_RELAXED) == ZULRA_BEHIND_RUNNING)
+        __atomic_store_n(&hold->behind, ZULRA_BEHIND_UNSTARTED, __ATOMIC_RELAXED);
+    __atomic_store_n(&hold->posted, 0u, __ATOMIC_RELAXED);
+    __atomic_store_n(&hold->written, 0u, __ATOMIC_RELAXED);
     ZULRA_handedOff = nullptr;
 }
 
@@ -472,7 +646,7 @@ __attribute__((destructor)) void drain_at_exit()
 
 } // namespace
 
-void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
+void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting, const char *writer)
 {
     if (target->form == ZULRA_TO_JOURNAL || ZULPL_FileKind(target->fd) == ZULPL_FILE_TERMINAL)
         return;
@@ -490,6 +664,7 @@ void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting)
     hold->chunk = chunk;
     hold->claim[0] = claim_word(1, 0);
     hold->claim[1] = claim_word(1, ZULRA_HOLD_SHUT);
+    hold->behind = wanted_writer(writer);
     __atomic_store_n(&hold->bytes, bytes, __ATOMIC_RELEASE);
     (void)ZULPL_OnFork(drain_now, empty_in_child);
 }
@@ -505,7 +680,7 @@ void ZULRA_WriteHandedOff(void)
     if (target == nullptr)
         return;
     ZULRA_handedOff = nullptr;
-    (void)write_half(target, handedHalf, 1, handedGeneration);
+    (void)write_half(target, claimed(handedTicket), handedTicket);
 }
 
 uint32_t ZULRA_WriteHeld(ZULRA_target_t *target)
@@ -558,10 +733,14 @@ int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_
 
     uint32_t half = tcb->heldHalf;
     uint32_t oldest = __atomic_load_n(&hold->oldest[half], __ATOMIC_RELAXED);
-    if (RAS1_WRITE_KIND(flags) == RAS1_ERROR ||
-        (oldest != 0 && static_cast<int32_t>(now - oldest) >= static_cast<int32_t>(ZULRA_HOLD_AGE)) ||
-        __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0)
-        send_off(target, half, 0);
+    // An ERROR line, and every line of a process that is ending, are in
+    // the file before the call returns; lines that have aged go with the
+    // writer thread, as a full half does.
+    int now_out = RAS1_WRITE_KIND(flags) == RAS1_ERROR ||
+                  __atomic_load_n(&hold->through, __ATOMIC_ACQUIRE) != 0;
+    if (now_out || (oldest != 0 && static_cast<int32_t>(now - oldest) >=
+                                       static_cast<int32_t>(ZULRA_HOLD_AGE)))
+        send_off(target, half, 0, !now_out);
     return 0;
 }
 

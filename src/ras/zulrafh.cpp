@@ -21,11 +21,10 @@
 // The same whole lines go to the tails' feed (zulrafd) while a tail is
 // attached.
 //
-// The capture ring takes no lock either.  A thread claims a block of its
-// records with one atomic add and fills them itself; each slot is claimed
-// and published through its stamp (ZULRA_capture_t), so that two threads
-// that log at once, or two stores, never meet in a slot, and readers
-// never see one half written.
+// The capture ring takes no lock either.  Each thread writes its records
+// into a ring of its own (zulracr), publishing each through its slot's
+// stamp (ZULRA_capture_t), so that two threads that log at once never
+// meet in a slot, and readers never see one half written.
 #include "ras/zulralg.h"
 
 #include "internal/zulfeed.h"
@@ -38,87 +37,58 @@
 // (ZULRA_PrepareTargetStore).  All zero bytes are a valid, unused lock.
 static constinit ZULSS_lock_t ring_lock = {};
 
-constinit ZULRA_ringcount_t ZULRA_ringCount = {};
-
 ZULSS_lock_t *ZULRA_DefaultStoreLock(void)
 {
     return &ring_lock;
-}
-
-// The ring that ZULRA_MakeRing made, for the child of a fork.
-static constinit ZULRA_capture_t *made = nullptr;
-
-// The child of a fork: a slot that a thread of the parent was filling at
-// the fork would stay marked as being filled for ever, and every record
-// that comes to it would be left out; it is emptied instead.
-static void clear_in_child(void)
-{
-    ZULRA_capture_t *slots = __atomic_load_n(&made, __ATOMIC_ACQUIRE);
-    if (slots == nullptr)
-        return;
-    for (uint32_t i = 0; i < ZULRA_CAPTURE_SLOTS; i++)
-        if ((__atomic_load_n(&slots[i].stamp, __ATOMIC_RELAXED) & 1) != 0)
-            __atomic_store_n(&slots[i].stamp, 0u, __ATOMIC_RELAXED);
-}
-
-ZULRA_capture_t *ZULRA_MakeRing(void)
-{
-    size_t size = ZULRA_CAPTURE_SLOTS * sizeof(ZULRA_capture_t);
-    static_assert(ZULRA_CAPTURE_SLOTS * sizeof(ZULRA_capture_t) % 64 == 0, "whole cache lines");
-    void *slots = aligned_alloc(64, size);
-    if (slots == nullptr)
-        return nullptr;
-    memset(slots, 0, size);
-    __atomic_store_n(&made, static_cast<ZULRA_capture_t *>(slots), __ATOMIC_RELEASE);
-    (void)ZULPL_OnFork(nullptr, clear_in_child);
-    return static_cast<ZULRA_capture_t *>(slots);
 }
 
 // A context keeps a buffer of up to this size for its next message; a
 // larger one, left by a very long line, goes back to the heap.
 #define KEPT_PENDING 4096u
 
-// The numbers of `count` records of the ring for the calling thread, the
-// first returned: from the thread's block while it has room and is new,
-// else from a block claimed now.  A block is new while less than half a
-// ring has been claimed since it was; a thread that was away longer
-// starts a new one, so that its records stand among the newest.  The
-// records of one call are consecutive, so that the records of one line
-// stand side by side in the ring.
-static uint64_t claim_records(ZULRA_tcb_t *tcb, uint32_t count)
+// Begins `count` records in the calling thread's ring: the number of the
+// first.  Only the ring's thread writes `written`, so the count moves
+// without a locked instruction; a signal handler on the thread that logs
+// between the load and the store takes the same numbers, and the record
+// it writes there is then overwritten by the interrupted line's: it is
+// missing from the ring, never mixed into another.  The records of one
+// call are consecutive, so that the records of one line stand side by
+// side in the ring.
+static uint64_t claim_records(ZULRA_ring_t *ring, uint32_t count)
 {
-    if (tcb == nullptr)
-        return __atomic_fetch_add(&ZULRA_ringCount.claimed, count, __ATOMIC_RELAXED);
-    uint64_t n = tcb->captureNext;
-    uint64_t claimed = __atomic_load_n(&ZULRA_ringCount.claimed, __ATOMIC_RELAXED);
-    if (tcb->captureEnd - n < count || claimed - n > ZULRA_CAPTURE_SLOTS / 2) {
-        uint32_t size = count > ZULRA_CAPTURE_BLOCK ? count : ZULRA_CAPTURE_BLOCK;
-        n = __atomic_fetch_add(&ZULRA_ringCount.claimed, size, __ATOMIC_RELAXED);
-        tcb->captureEnd = n + size;
-    }
-    tcb->captureNext = n + count;
+    uint64_t n = __atomic_load_n(&ring->written, __ATOMIC_RELAXED);
+    __atomic_store_n(&ring->written, n + count, __ATOMIC_RELAXED);
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
     return n;
+}
+
+// The time that orders a line's records among those of other threads: its
+// head's, in milliseconds.
+static uint64_t order_of(const ZULRA_fctx_t *context)
+{
+    return static_cast<uint64_t>(context->time.seconds) * 1000u +
+           context->time.nanoseconds / 1000000u;
 }
 
 // Puts a record's text (at most a slot's worth of it) into the ring as
 // record `n`.  The text is moved in whole words: the bytes up to its
 // length rounded up to a word are readable (a record lies in a format
 // object's area, which holds a record's room behind the start of any
-// record), and the slot's length says what counts.  A slot that another
-// writer is filling, or that holds a newer record already (this thread's
-// block was overtaken while the thread was away), is left alone: the
-// record is missing from the ring, as it would be once overwritten.
-static void put_record(ZULRA_capture_t *slots, uint64_t n, const char *text, uint32_t length)
+// record), and the slot's length says what counts.  The slot is marked as
+// being written first, and the mark is taken off last: a reader that
+// finds the same even stamp before and after its copy has a whole record.
+// A slot that this thread is still filling (a signal handler on it logs
+// a whole ring's worth of records) is left alone.
+static void put_record(ZULRA_ring_t *ring, uint64_t n, uint64_t order, const char *text,
+                       uint32_t length)
 {
-    static_assert(sizeof slots->text == ZULSS_RECORD_LENGTH + 1, "a slot holds one record");
-    ZULRA_capture_t *slot = &slots[n % ZULRA_CAPTURE_SLOTS];
+    static_assert(sizeof ring->slots[0].text == ZULSS_RECORD_LENGTH + 1, "a slot holds one record");
+    ZULRA_capture_t *slot = &ring->slots[n % ZULRA_CAPTURE_SLOTS];
     uint64_t want = (n + 1) * 2;
-    uint64_t was = __atomic_load_n(&slot->stamp, __ATOMIC_RELAXED);
-    if ((was & 1) != 0 || (was != 0 && static_cast<int64_t>(was - want) >= 0))
+    if ((__atomic_load_n(&slot->stamp, __ATOMIC_RELAXED) & 1) != 0)
         return;
-    if (!__atomic_compare_exchange_n(&slot->stamp, &was, want | 1, false, __ATOMIC_ACQUIRE,
-                                     __ATOMIC_RELAXED))
-        return;
+    // Release stores (plain moves on x86) keep the mark before the text.
+    __atomic_store_n(&slot->stamp, want | 1, __ATOMIC_RELAXED);
     if (length > sizeof slot->text)
         length = sizeof slot->text;
     uint64_t *to = reinterpret_cast<uint64_t *>(slot->text);
@@ -127,21 +97,32 @@ static void put_record(ZULRA_capture_t *slots, uint64_t n, const char *text, uin
         memcpy(&word, text + at, sizeof word);
         __atomic_store_n(to++, word, __ATOMIC_RELEASE);
     }
+    __atomic_store_n(&slot->order, order, __ATOMIC_RELEASE);
     __atomic_store_n(&slot->length, length, __ATOMIC_RELEASE);
     __atomic_store_n(&slot->stamp, want, __ATOMIC_RELEASE);
 }
 
-// Copies the records of a batch to the ring.
-static void capture(ZULRA_pcb_t *block, const char *records, uint32_t count)
+// The calling thread's ring if the log captures, else null.
+static ZULRA_ring_t *capturing(ZULRA_pcb_t *block)
 {
-    ZULRA_capture_t *slots = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
-    if (slots == nullptr || count == 0)
+    if (__atomic_load_n(&block->capture, __ATOMIC_ACQUIRE) == nullptr)
+        return nullptr;
+    return ZULRA_ThreadRing();
+}
+
+// Copies the records of a batch to the ring.
+static void capture(ZULRA_pcb_t *block, const ZULRA_fctx_t *context, const char *records,
+                    uint32_t count)
+{
+    ZULRA_ring_t *ring = count == 0 ? nullptr : capturing(block);
+    if (ring == nullptr)
         return;
-    uint64_t n = claim_records(ZULRA_Tcb(), count);
+    uint64_t n = claim_records(ring, count);
+    uint64_t order = order_of(context);
     const char *p = records;
     for (uint32_t i = 0; i < count; i++) {
         uint32_t length = static_cast<unsigned char>(*p) & ZULSS_RECORD_LENGTH;
-        put_record(slots, n + i, p + 1, length);
+        put_record(ring, n + i, order, p + 1, length);
         p += 1 + length;
     }
 }
@@ -276,15 +257,17 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
     int result;
     {
         ZULSS_HOLD(lock);
-        ZULRA_capture_t *slots = __atomic_load_n(&block->capture, __ATOMIC_ACQUIRE);
-        if (slots != nullptr) {
-            uint32_t records = length == 0 ? 1 : (length + limit - 1) / limit;
+        ZULRA_ring_t *ring = capturing(block);
+        if (ring != nullptr) {
+            uint32_t records = length <= limit ? 1 : (length + limit - 1) / limit;
             uint32_t empty = ended && length % limit == 0;
-            uint64_t n = claim_records(ZULRA_Tcb(), records + empty);
+            uint64_t n = claim_records(ring, records + empty);
+            uint64_t order = order_of(context);
             for (uint32_t at = 0, i = 0; i < records; i++, at += limit)
-                put_record(slots, n + i, text + at, length - at < limit ? length - at : limit);
+                put_record(ring, n + i, order, text + at,
+                           length - at < limit ? length - at : limit);
             if (empty)
-                put_record(slots, n + records, text, 0);
+                put_record(ring, n + records, order, text, 0);
         }
         // A store with a lock gives its line to the tails once the lock is
         // given back: the copy then does not lengthen the time in which
@@ -331,7 +314,7 @@ static int put_batch(ZULRA_pcb_t *block, ZULRA_fctx_t *context, char *records, u
     ZULRA_store_t *store = context->store;
     ASSERT_STORE_HELD(store);
     int whole_messages = store->messages && context->headed;
-    capture(block, records, count);
+    capture(block, context, records, count);
 
     // The common batch: one record that ends its line.  The zero byte
     // behind it becomes the line feed, and the text goes out where it is.

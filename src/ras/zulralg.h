@@ -112,10 +112,6 @@ typedef struct ZULRA_tcb {
     const char *siteUnit;      // the unit's name as the head shows it, for the context
     uint32_t siteUnitLength;
     char site[ZULRA_SITE_ROOM];
-    // The thread's block of records of the capture ring: the next to
-    // write and the end of the block.
-    uint64_t captureNext;
-    uint64_t captureEnd;
     // The thread's chunk of the default store's buffer (zulrabu): its
     // header, the tag it was claimed under and the half it lies in; null
     // for none.
@@ -252,7 +248,27 @@ typedef struct ZULRA_hold {
     alignas(64) uint64_t claim[2];
     alignas(64) uint32_t writer; // the thread writing them out, 0 for none
     ZULSS_lock_t writing;        // the turns of writers in ordinary code
+    // The log's own writer thread, "zul-log", which writes the halves
+    // handed off to it, full or aged: ZULRA_BEHIND_*.  `posted` counts those
+    // halves, and the thread sleeps on it; `written` counts the halves
+    // written while it runs, and a hand-off that finds the other half
+    // still full sleeps on it.
+    uint32_t behind;
+    // The room reserved on the disk ahead of the file's writes, from
+    // `reservedFrom` to `reserved`, and 1 once reserving has failed and is
+    // not tried again.  Read and written by the writer in ordinary code
+    // (holding `writing`).
+    uint64_t reservedFrom;
+    uint64_t reserved;
+    uint32_t unreserved;
+    alignas(64) uint32_t posted;
+    uint32_t written;
+    uint64_t handed; // the half posted last: generation << 32 | half
 } ZULRA_hold_t;
+
+#define ZULRA_BEHIND_UNSTARTED 0u // started at the first half to write
+#define ZULRA_BEHIND_RUNNING 1u
+#define ZULRA_BEHIND_NONE 2u      // the thread that fills a half writes it
 
 #define ZULRA_HOLD_SHUT 0x80000000u
 
@@ -331,8 +347,11 @@ int ZULRA_FlushTarget(ZULSS_format_t *format);
 // its buffer unless `setting` (ZUL_RAS1_BUFFER, null when unset) turns
 // buffering off or the target is a terminal or the journal; a target with
 // a buffer is then written out at exit, before fork, and, from its first
-// line held on, before a signal ends the process.
-void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting);
+// line held on, before a signal ends the process.  `writer`
+// (ZUL_RAS1_WRITER, null when unset) says who writes a half that is full
+// or has aged: the log's own thread ("thread", the default) or the thread
+// that handed it off ("caller").
+void ZULRA_HoldLines(ZULRA_target_t *target, const char *setting, const char *writer);
 
 // Whether the target holds its lines in chunks of the writers' own: its
 // store then takes lines without its lock.
@@ -345,7 +364,9 @@ int ZULRA_HoldsInChunks(const ZULRA_target_t *target);
 // ending.  Where the target holds lines the caller need not hold the
 // store's lock (it takes it for those turns itself); otherwise it does.
 // A half handed off is written by ZULRA_WriteHandedOff once the caller no
-// longer holds the lock.  Always 0.
+// longer holds the lock, or, where full or aged, by the log's writer
+// thread.
+// Always 0.
 #define ZULRA_HOLD_AGE 100u
 int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags);
 
@@ -353,8 +374,8 @@ int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_
 // be written when it has given back the store's lock; null for none.
 extern thread_local __attribute__((tls_model("initial-exec"))) ZULRA_target_t *ZULRA_handedOff;
 
-// Writes the lines that the calling thread handed off, if any.  Called
-// with the store's lock given back (or held recursively by an outer call).
+// Writes the lines that the calling thread handed off, if any.  Called with the store's lock given back (or held
+// recursively by an outer call).
 void ZULRA_WriteHandedOff(void);
 
 // Writes all the held lines out now, and empties the buffer.  Takes the

@@ -2,14 +2,19 @@
 // or not at all, without a lock; and ZULRA_ReadRing, the same as printable
 // text for the failure report and the tails.
 //
-// Record n lives in slot n % ZULRA_CAPTURE_SLOTS, and the newest records
-// are those numbered just below the count claimed.  A record is given
-// when its slot's stamp says it holds that very record, before and after
+// The records lie in the rings of the threads that logged them
+// (zulracr); each is placed among the others by its line's time, then
+// its ring, then its number in the ring.  A reader allocates nothing, so
+// it finds the records in that order by looking through all the slots
+// again for each one: first back from the newest to the `most`-th, then
+// forward from there, copying each.  That is some hundred thousand slots
+// looked at for a process with a few threads, a millisecond: the price of
+// a line that costs its writer no shared word.  A record is given when its
+// slot's stamp says it holds that very record, the same before and after
 // its text is copied: a slot being filled, or filled meanwhile with a
-// newer record, or one whose record a thread claimed and never wrote, is
-// passed over.  The count is read once, and a reader copies each slot
-// before it looks at it, so a reader in a signal handler that interrupts a
-// writer of the ring on its own thread is safe too.
+// newer record, is passed over.  A reader copies each slot before it
+// looks at it, so a reader in a signal handler that interrupts a writer
+// of the ring on its own thread is safe too.
 #include "internal/zulring.h"
 #include "ras/zulra.h"
 
@@ -17,14 +22,74 @@
 
 namespace {
 
-// Copies record `n` out of its slot: its length, or -1 when the slot does
-// not hold it whole.  The text is moved in the same words its writer
-// stores, with acquire loads, so that the second look at the stamp comes
-// after the copy.
-int copy_record(const ZULRA_capture_t *slots, uint64_t n, char *text)
+// Where a record stands among all: its line's time, its ring's number,
+// its number in the ring.
+struct Place {
+    uint64_t order;
+    uint32_t ring;
+    uint64_t n;
+};
+
+int before(const Place &a, const Place &b)
 {
-    const ZULRA_capture_t *slot = &slots[n % ZULRA_CAPTURE_SLOTS];
-    uint64_t want = (n + 1) * 2;
+    if (a.order != b.order)
+        return a.order < b.order;
+    if (a.ring != b.ring)
+        return a.ring < b.ring;
+    return a.n < b.n;
+}
+
+// A record found: its place, and where it lies.
+struct Found {
+    Place place;
+    const ZULRA_ring_t *ring;
+};
+
+// The place of the record in `slot` of `ring`; 0 for a slot that holds
+// none whole just now.
+int place_of(const ZULRA_ring_t *ring, const ZULRA_capture_t *slot, Place *place)
+{
+    uint64_t stamp = __atomic_load_n(&slot->stamp, __ATOMIC_ACQUIRE);
+    if (stamp == 0 || (stamp & 1) != 0)
+        return 0;
+    place->order = __atomic_load_n(&slot->order, __ATOMIC_RELAXED);
+    place->ring = ring->id;
+    place->n = stamp / 2 - 1;
+    return 1;
+}
+
+// The record next to `from` among all: the newest before it with `back`,
+// else the oldest after it; with no `from`, the newest (or the oldest) of
+// all.  0 when there is none.
+int next_record(const ZULRA_rings_t *rings, const Place *from, int back, Found *found)
+{
+    int any = 0;
+    for (const ZULRA_ring_t *ring = __atomic_load_n(&rings->newest, __ATOMIC_ACQUIRE);
+         ring != nullptr; ring = ring->older) {
+        for (uint32_t i = 0; i < ZULRA_CAPTURE_SLOTS; i++) {
+            Place place;
+            if (!place_of(ring, &ring->slots[i], &place))
+                continue;
+            if (from != nullptr && (back ? !before(place, *from) : !before(*from, place)))
+                continue;
+            if (any && (back ? !before(found->place, place) : !before(place, found->place)))
+                continue;
+            found->place = place;
+            found->ring = ring;
+            any = 1;
+        }
+    }
+    return any;
+}
+
+// Copies the record found out of its slot: its length, or -1 when the
+// slot no longer holds it whole.  The text is moved in the same words its
+// writer stores, with acquire loads, so that the second look at the stamp
+// comes after the copy.
+int copy_record(const Found &found, char *text)
+{
+    const ZULRA_capture_t *slot = &found.ring->slots[found.place.n % ZULRA_CAPTURE_SLOTS];
+    uint64_t want = (found.place.n + 1) * 2;
     if (__atomic_load_n(&slot->stamp, __ATOMIC_ACQUIRE) != want)
         return -1;
     uint32_t length = __atomic_load_n(&slot->length, __ATOMIC_ACQUIRE);
@@ -63,31 +128,44 @@ void printable(void *user, const char *copy, uint32_t length)
 
 } // namespace
 
-uint32_t ZULRA_WalkRing(const ZULRA_capture_t *slots, uint32_t most, ZULRA_record_t each,
+uint32_t ZULRA_WalkRing(const ZULRA_rings_t *rings, uint32_t most, ZULRA_record_t each,
                         void *user)
 {
-    if (slots == nullptr || each == nullptr || most == 0)
+    if (rings == nullptr || each == nullptr || most == 0)
         return 0;
-    uint64_t claimed = __atomic_load_n(&ZULRA_ringCount.claimed, __ATOMIC_ACQUIRE);
-    uint64_t oldest = claimed > ZULRA_CAPTURE_SLOTS ? claimed - ZULRA_CAPTURE_SLOTS : 0;
     alignas(8) char text[ZULRA_CAPTURE_TEXT + 8];
 
     // From the newest back, the first of the newest `most` records.  An
     // empty record (the line feed of a line that filled its last record)
-    // is not shown.
-    uint64_t from = claimed;
-    for (uint32_t found = 0; from > oldest && found < most;) {
-        from--;
-        if (copy_record(slots, from, text) > 0)
+    // is not counted.
+    Found first;
+    int any = 0;
+    for (uint32_t found = 0; found < most;) {
+        Found older;
+        if (!next_record(rings, any ? &first.place : nullptr, 1, &older))
+            break;
+        first = older;
+        any = 1;
+        if (copy_record(first, text) > 0)
             found++;
     }
+    if (!any)
+        return 0;
+    // Forward from there; records written meanwhile come behind, up to
+    // `most` in all, and the walk takes no more steps than it may give
+    // records and pass over a ring's worth of others.
     uint32_t given = 0;
-    for (uint64_t n = from; n < claimed && given < most; n++) {
-        int length = copy_record(slots, n, text);
-        if (length <= 0)
-            continue;
-        each(user, text, static_cast<uint32_t>(length));
-        given++;
+    Found at = first;
+    for (uint32_t steps = 0; given < most && steps < most + ZULRA_CAPTURE_SLOTS; steps++) {
+        int length = copy_record(at, text);
+        if (length > 0) {
+            each(user, text, static_cast<uint32_t>(length));
+            given++;
+        }
+        Found newer;
+        if (!next_record(rings, &at.place, 0, &newer))
+            break;
+        at = newer;
     }
     return given;
 }

@@ -18,6 +18,7 @@ static void drop_tcb(void *argument)
     if (resolved == tcb)
         resolved = nullptr;
     ZULRA_FeedLeave(tcb);
+    ZULRA_LeaveRing();
     if (tcb->spare != nullptr) {
         ZULRA_fctx_t *context = tcb->spare;
         tcb->spare = nullptr;

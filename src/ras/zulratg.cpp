@@ -247,7 +247,8 @@ uint32_t ZULRA_SetUpTarget(const char *value)
     }
     // After SIGHUP is settled: the buffer takes the signals that end the
     // process only where they still have their default action.
-    ZULRA_HoldLines(target, BSS1_LocateEnv("ZUL_RAS1_BUFFER"));
+    ZULRA_HoldLines(target, BSS1_LocateEnv("ZUL_RAS1_BUFFER"),
+                    BSS1_LocateEnv("ZUL_RAS1_WRITER"));
     return expression;
 }
 

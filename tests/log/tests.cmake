@@ -7,6 +7,7 @@ zul_add_test(zul_test_log
     ${CMAKE_CURRENT_LIST_DIR}/fork_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/long_lines_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/kind_test.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/ring_test.cpp
   FAMILIES ras anc entry ONE_PER_PROCESS)
 
 # A line put together flat against the same line through records, in the

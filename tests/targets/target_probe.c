@@ -10,12 +10,19 @@
  *   target_probe cloexec          whether every descriptor open on a file
  *                                 of the log's name is close-on-exec
  *   target_probe idle N STOP      N numbered lines, then nothing until the
- *                                 file STOP exists */
+ *                                 file STOP exists
+ *   target_probe forked N         N numbered lines, then the names of its
+ *                                 threads; then the same in a child it
+ *                                 forks
+ *   target_probe aged STOP        3 lines, 150 ms later a fourth, then
+ *                                 nothing until the file STOP exists */
+#include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <zul/ras1.h>
@@ -126,6 +133,61 @@ static int idle(int n, const char *stop)
     return 0;
 }
 
+/* The names of the calling process's threads other than the calling
+ * one, on a line after `who`. */
+static void print_threads(const char *who)
+{
+    char path[300], name[32], line[512];
+    int at = snprintf(line, sizeof line, "%s threads:", who);
+    DIR *tasks = opendir("/proc/self/task");
+    for (struct dirent *task; tasks != NULL && (task = readdir(tasks)) != NULL;) {
+        if (task->d_name[0] == '.' || atoi(task->d_name) == getpid() || at > 400)
+            continue;
+        snprintf(path, sizeof path, "/proc/self/task/%s/comm", task->d_name);
+        FILE *comm = fopen(path, "r");
+        if (comm == NULL)
+            continue;
+        if (fgets(name, sizeof name, comm) != NULL)
+            at += snprintf(line + at, sizeof line - at, " %.*s", (int)strcspn(name, "\n"), name);
+        fclose(comm);
+    }
+    if (tasks != NULL)
+        closedir(tasks);
+    printf("%s\n", line);
+    fflush(stdout);
+}
+
+static int forked(int n)
+{
+    char text[64];
+    for (int i = 0; i < n; i++)
+        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
+    print_threads("parent");
+    pid_t child = fork();
+    if (child == 0) {
+        for (int i = 0; i < n; i++)
+            say(RAS1_STATE, text, snprintf(text, sizeof text, "child line %d", i));
+        print_threads("child");
+        exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+static int aged(const char *stop)
+{
+    char text[64];
+    for (int i = 0; i < 4; i++) {
+        if (i == 3)
+            usleep(150000);
+        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
+    }
+    while (access(stop, F_OK) != 0)
+        usleep(10000);
+    return 0;
+}
+
 static int cloexec(const char *name)
 {
     say(0, "opened", 6);
@@ -161,8 +223,12 @@ int main(int argc, char **argv)
         return cloexec(argv[2]);
     else if (argc >= 4 && strcmp(argv[1], "idle") == 0)
         return idle(atoi(argv[2]), argv[3]);
+    else if (argc >= 3 && strcmp(argv[1], "forked") == 0)
+        return forked(atoi(argv[2]));
+    else if (argc >= 3 && strcmp(argv[1], "aged") == 0)
+        return aged(argv[2]);
     else {
-        fprintf(stderr, "usage: target_probe kinds|hostile|threads N STOP|cloexec PATH|idle N STOP\n");
+        fprintf(stderr, "usage: target_probe kinds|hostile|threads N STOP|cloexec PATH|idle N STOP|forked N|aged STOP\n");
         return 2;
     }
     return 0;

@@ -234,6 +234,35 @@ start_writers() {
   fail "no lines in the log: $(cat err)"
 }
 
+# The buffered store reserves room on the disk ahead of the log's end, 4
+# MiB at a time, and no more: the file holds at most that (and a half of
+# the buffer) beyond its end, and once emptied, as logrotate's
+# copytruncate does, it has room reserved again at its new end.
+case_room() {
+  if ! { : >probe.room && fallocate --keep-size -l 1M probe.room 2>/dev/null; }; then
+    echo "room: this file system reserves no room"; exit 77
+  fi
+  rm -f probe.room
+  room() { echo $(( $(stat -c '%b * %B - %s' app.log) )); }
+  grown() { # until app.log holds $1 MiB
+    for _ in $(seq 600); do [ "$(stat -c %s app.log)" -ge $(($1 << 20)) ] && return 0; sleep 0.05; done
+    fail "app.log stayed at $(stat -c %s app.log) bytes"
+  }
+  export ZUL_RAS1="ERROR >>$work/app.log"
+  start_writers
+  local most=$(((5 << 20) + (64 << 10))) seen
+  for round in 1 2; do
+    grown $((8 * round))
+    seen=$(room)
+    [ "$seen" -gt 0 ] && [ "$seen" -le "$most" ] || fail "round $round: $seen bytes of room beyond the end"
+    : >app.log
+  done
+  touch stop; wait "$writers" || fail "the probe ended with $?"; writers=""
+  seen=$(room)
+  [ "$seen" -le "$most" ] || fail "at the end: $seen bytes of room beyond the end"
+  echo "room: at most $most bytes reserved beyond the log's end"
+}
+
 # Real logrotate, with a postrotate that asks the program to reopen its
 # log through zulctl, while 4 threads write: every line once.
 case_logrotate() {
@@ -311,6 +340,46 @@ case_flush() {
     rm -rf sockets/*
   done
   echo "flush: lines held until ras1 flush, and none held with ZUL_RAS1_BUFFER=off"
+}
+
+# A full half is written by the log's own thread, "zul-log", which a
+# forked child starts afresh; ZUL_RAS1_WRITER=caller starts none.  Every
+# line of parent and child reaches the file either way.
+case_writer() {
+  # ThreadSanitizer refuses a thread started in the child of a process
+  # that had threads, unless told to go on: the child's writer thread is
+  # what is checked here.
+  export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}die_after_fork=0"
+  # ZUL_RAS1_WRITER | whether the parent has a zul-log thread | whether the child has
+  while IFS='|' read -r setting parent child; do
+    rm -f app.log
+    ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_BUFFER=4K ZUL_RAS1_WRITER=$setting \
+      "$probe" forked 3000 >out 2>err || fail "$setting: the probe ended with $?: $(cat err)"
+    # Sanitizers may have threads of their own: only zul-log is looked for.
+    [ "$(grep '^parent' out | grep -c ' zul-log')" = "$parent" ] || fail "$setting: $(grep '^parent' out)"
+    [ "$(grep '^child' out | grep -c ' zul-log')" = "$child" ] || fail "$setting: $(grep '^child' out)"
+    # (A sanitizer's own notes, lines that begin with ==, are let be.)
+    ! grep -qv '^==' err || fail "$setting said: $(cat err)"
+    [ "$(count 'writer 0 line' app.log)" = 3000 ] || fail "$setting: $(count 'writer 0 line' app.log) parent lines"
+    [ "$(count 'child line' app.log)" = 3000 ] || fail "$setting: $(count 'child line' app.log) child lines"
+    grep -o 'child line [0-9]*' app.log | awk '{ if ($3 != n++) exit 1 }' ||
+      fail "$setting: the child's lines out of order"
+    # Lines held 100 ms go out with the next line, while the process runs.
+    rm -f app.log stop
+    ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_WRITER=$setting "$probe" aged "$work/stop" &
+    writers=$!
+    for _ in $(seq 100); do [ "$(count 'writer 0 line' app.log)" = 4 ] && break; sleep 0.02; done
+    [ "$(count 'writer 0 line' app.log)" = 4 ] || fail "$setting: $(count 'writer 0 line' app.log) lines after 100 ms"
+    touch stop; wait "$writers" || fail "$setting: the aged probe ended with $?"; writers=""
+  done <<'TABLE'
+|1|1
+thread|1|1
+caller|0|0
+TABLE
+  ZUL_RAS1="STATE >$work/app.log" ZUL_RAS1_WRITER=sometimes "$probe" forked 10 >out 2>err
+  [ "$(head -n1 err)" = 'ZUL_RAS1_WRITER: "sometimes" is not thread or caller; the log'"'"'s own thread writes it' ] ||
+    fail "ZUL_RAS1_WRITER=sometimes said: $(cat err)"
+  echo "writer: zul-log in parent and child, none with ZUL_RAS1_WRITER=caller"
 }
 
 # The library does not need libsystemd unless the journal is asked for.
