@@ -168,8 +168,9 @@ uint32_t room(const ZULRA_hold_t *hold)
 // journal's files do; the room is filled as the log grows and given back
 // when the file is emptied or removed.  The room is reserved again when
 // the write offset has moved back before it (a reopen onto a new file, an
-// emptying by logrotate's copytruncate).  Where the file system or the descriptor cannot reserve,
-// it is not asked again.  The caller holds `writing`.
+// emptying by logrotate's copytruncate).  Where the file system or the
+// descriptor cannot reserve, it is not asked again.  The caller holds
+// `writing`.
 void reserve_ahead(ZULRA_target_t *target, uint64_t bytes)
 {
     ZULRA_hold_t *hold = &target->hold;
@@ -338,8 +339,8 @@ uint32_t hand_off(ZULRA_target_t *target, uint32_t *written = nullptr)
     return full;
 }
 
-// The writer thread: writes the halves handed to it, full or aged,, in the order
-// they were filled, and sleeps between them.  It takes no store lock,
+// The writer thread: writes the halves handed to it, full or aged, in the
+// order they were filled, and sleeps between them.  It takes no store lock,
 // only the turn of writers in ordinary code (`writing`), so a thread that
 // hands off while it writes waits for it at most one write(2).  It runs
 // to the end of the process: the buffer is never freed, and the drain at
@@ -366,9 +367,10 @@ void *write_behind(void *data)
     return nullptr;
 }
 
-// Passes the half just handed off to the writer thread, starting it
-// the first time: 1; 0 when the caller must write it itself.
-int pass_to_writer(ZULRA_target_t *target)
+// Passes the half just handed off, as `ticket` names it, to the writer
+// thread, starting it the first time: 1; 0 when the caller must write it
+// itself.
+int pass_to_writer(ZULRA_target_t *target, uint64_t ticket)
 {
     ZULRA_hold_t *hold = &target->hold;
     uint32_t state = __atomic_load_n(&hold->behind, __ATOMIC_ACQUIRE);
@@ -384,8 +386,7 @@ int pass_to_writer(ZULRA_target_t *target)
     }
     if (state != ZULRA_BEHIND_RUNNING)
         return 0;
-    __atomic_store_n(&hold->handed, ticket_of(hold, 1 - __atomic_load_n(&hold->fill, __ATOMIC_RELAXED)),
-                     __ATOMIC_RELAXED);
+    __atomic_store_n(&hold->handed, ticket, __ATOMIC_RELAXED);
     __atomic_fetch_add(&hold->posted, 1u, __ATOMIC_RELEASE);
     ZULPL_WakeWord(&hold->posted);
     return 1;
@@ -408,11 +409,11 @@ void send_off(ZULRA_target_t *target, uint32_t half, int full, int pass)
     if (full && claimed(__atomic_load_n(&hold->claim[half], __ATOMIC_ACQUIRE)) + hold->chunk <=
                     hold->size)
         return;
-    hand_off(target);
-    if (pass && pass_to_writer(target))
+    uint64_t ticket = ticket_of(hold, hand_off(target));
+    if (pass && pass_to_writer(target, ticket))
         return;
     ZULRA_handedOff = target;
-    handedTicket = ticket_of(hold, 1 - __atomic_load_n(&hold->fill, __ATOMIC_RELAXED));
+    handedTicket = ticket;
 }
 
 // Gives the calling thread a chunk of the half being filled, at the time

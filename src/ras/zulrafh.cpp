@@ -102,19 +102,10 @@ static void put_record(ZULRA_ring_t *ring, uint64_t n, uint64_t order, const cha
     __atomic_store_n(&slot->stamp, want, __ATOMIC_RELEASE);
 }
 
-// The calling thread's ring if the log captures, else null.
-static ZULRA_ring_t *capturing(ZULRA_pcb_t *block)
+// Copies the records of a batch to the calling thread's ring.
+static void capture(const ZULRA_fctx_t *context, const char *records, uint32_t count)
 {
-    if (__atomic_load_n(&block->capture, __ATOMIC_ACQUIRE) == nullptr)
-        return nullptr;
-    return ZULRA_ThreadRing();
-}
-
-// Copies the records of a batch to the ring.
-static void capture(ZULRA_pcb_t *block, const ZULRA_fctx_t *context, const char *records,
-                    uint32_t count)
-{
-    ZULRA_ring_t *ring = count == 0 ? nullptr : capturing(block);
+    ZULRA_ring_t *ring = count == 0 ? nullptr : ZULRA_ThreadRing();
     if (ring == nullptr)
         return;
     uint64_t n = claim_records(ring, count);
@@ -257,7 +248,7 @@ int ZULRA_PutLine(ZULRA_fctx_t *context, char *text, uint32_t length, int ended)
     int result;
     {
         ZULSS_HOLD(lock);
-        ZULRA_ring_t *ring = capturing(block);
+        ZULRA_ring_t *ring = ZULRA_ThreadRing();
         if (ring != nullptr) {
             uint32_t records = length <= limit ? 1 : (length + limit - 1) / limit;
             uint32_t empty = ended && length % limit == 0;
@@ -309,12 +300,12 @@ static uint32_t compact(char *records, uint32_t count)
 // A batch of records of the context's message goes to the ring and, as
 // whole lines, to the store.  The caller holds the store's lock, or the
 // store needs none.
-static int put_batch(ZULRA_pcb_t *block, ZULRA_fctx_t *context, char *records, uint32_t count)
+static int put_batch(ZULRA_fctx_t *context, char *records, uint32_t count)
 {
     ZULRA_store_t *store = context->store;
     ASSERT_STORE_HELD(store);
     int whole_messages = store->messages && context->headed;
-    capture(block, context, records, count);
+    capture(context, records, count);
 
     // The common batch: one record that ends its line.  The zero byte
     // behind it becomes the line feed, and the text goes out where it is.
@@ -375,7 +366,7 @@ int ZULRA_FormatHandler(void *argument, char *records, uint32_t count)
     int result;
     {
         ZULSS_HOLD(store_lock(context->store));
-        result = put_batch(block, context, records, count);
+        result = put_batch(context, records, count);
     }
     write_handed_off();
     return result;

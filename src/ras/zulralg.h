@@ -365,8 +365,7 @@ int ZULRA_HoldsInChunks(const ZULRA_target_t *target);
 // store's lock (it takes it for those turns itself); otherwise it does.
 // A half handed off is written by ZULRA_WriteHandedOff once the caller no
 // longer holds the lock, or, where full or aged, by the log's writer
-// thread.
-// Always 0.
+// thread.  Always 0.
 #define ZULRA_HOLD_AGE 100u
 int ZULRA_Put(ZULRA_target_t *target, const char *text, uint32_t length, uint32_t flags);
 
