@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <sys/wait.h>
@@ -33,14 +34,20 @@ std::vector<std::string> Ring(uint32_t most = ZULRA_CAPTURE_SLOTS)
     return records;
 }
 
-// The message of a record that holds a whole line, without its head.
-std::string Message(const std::string &record)
+// The messages of the records shown, without their heads, that begin
+// with `prefix`.
+std::vector<std::string> Shown(const std::string &prefix)
 {
-    size_t at = record.find("\") ");
-    std::string message = at == std::string::npos ? record : record.substr(at + 3);
-    while (!message.empty() && message.back() == '\n')
-        message.pop_back();
-    return message;
+    std::vector<std::string> shown;
+    for (const std::string &record : Ring()) {
+        size_t at = record.find("\") ");
+        std::string message = at == std::string::npos ? record : record.substr(at + 3);
+        while (!message.empty() && message.back() == '\n')
+            message.pop_back();
+        if (message.rfind(prefix, 0) == 0)
+            shown.push_back(message);
+    }
+    return shown;
 }
 
 size_t Rings()
@@ -52,6 +59,16 @@ size_t Rings()
     return count;
 }
 
+// Runs `body(t)` on `count` threads, and waits for them to end.
+template <typename Body> void OnThreads(int count, Body body)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < count; t++)
+        threads.emplace_back(body, t);
+    for (auto &thread : threads)
+        thread.join();
+}
+
 struct Logging : ::testing::Test {
     Sink sink;
     Record record{"ring", "r"};
@@ -60,10 +77,6 @@ struct Logging : ::testing::Test {
         ASSERT_EQ(RAS1_RegisterStore("ring", 1, &sink, Sink::Write, RAS1_ANY), STC1_Success);
     }
     void Log(const std::string &message) { RAS1_Printf(&record.entry, 1, "%s\n", message.c_str()); }
-    void InThread(const std::string &message)
-    {
-        std::thread([&] { Log(message); }).join();
-    }
 };
 
 // Lines of three threads, a few milliseconds apart, are shown in the order
@@ -76,14 +89,10 @@ TEST_F(Logging, RecordsOfThreadsStandInTheOrderOfTheirLines)
         if (i % 3 == 0)
             Log(said.back());
         else
-            InThread(said.back());
+            OnThreads(1, [&](int) { Log(said.back()); });
         std::this_thread::sleep_for(std::chrono::milliseconds(3));
     }
-    std::vector<std::string> shown;
-    for (const std::string &record : Ring())
-        if (Message(record).rfind("step ", 0) == 0)
-            shown.push_back(Message(record));
-    EXPECT_EQ(shown, said);
+    EXPECT_EQ(Shown("step "), said);
 }
 
 // Four threads log at once: the newest records of all of them are shown,
@@ -92,21 +101,17 @@ TEST_F(Logging, RecordsOfThreadsStandInTheOrderOfTheirLines)
 TEST_F(Logging, TheNewestRecordsOfThreadsThatLogAtOnceAreShownWholeAndInOrder)
 {
     constexpr int kThreads = 4, kLines = 400;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; t++)
-        threads.emplace_back([this, t] {
-            for (int i = 0; i < kLines; i++)
-                Log("thread " + std::to_string(t) + " line " + std::to_string(i));
-        });
-    for (auto &t : threads)
-        t.join();
+    OnThreads(kThreads, [this](int t) {
+        for (int i = 0; i < kLines; i++)
+            Log("thread " + std::to_string(t) + " line " + std::to_string(i));
+    });
     for (uint32_t most : {1u, 10u, ZULRA_CAPTURE_SLOTS}) {
         std::vector<std::string> records = Ring(most);
         ASSERT_EQ(records.size(), most);
         std::vector<int> last(kThreads, -1);
         for (const std::string &record : records) {
             int t = -1, i = -1;
-            ASSERT_EQ(std::sscanf(Message(record).c_str(), "thread %d line %d", &t, &i), 2) << record;
+            ASSERT_EQ(std::sscanf(record.substr(record.find("\") ") + 3).c_str(), "thread %d line %d", &t, &i), 2) << record;
             ASSERT_TRUE(t >= 0 && t < kThreads) << record;
             if (last[t] >= 0)
                 EXPECT_EQ(i, last[t] + 1) << record;
@@ -123,18 +128,10 @@ TEST_F(Logging, TheNewestRecordsOfThreadsThatLogAtOnceAreShownWholeAndInOrder)
 TEST_F(Logging, ThreadsThatComeAndGoTakeOverTheRingsOfThoseThatEnded)
 {
     Log("main");
-    for (int wave = 0; wave < 5; wave++) {
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 3; t++)
-            threads.emplace_back([this, wave, t] { Log("wave " + std::to_string(wave) + " thread " + std::to_string(t)); });
-        for (auto &t : threads)
-            t.join();
-    }
+    for (int wave = 0; wave < 5; wave++)
+        OnThreads(3, [&](int t) { Log("wave " + std::to_string(wave) + " thread " + std::to_string(t)); });
     EXPECT_LE(Rings(), 4u);
-    int shown = 0;
-    for (const std::string &record : Ring())
-        shown += Message(record).rfind("wave ", 0) == 0;
-    EXPECT_EQ(shown, 15);
+    EXPECT_EQ(Shown("wave ").size(), 15u);
 }
 
 // The child of a fork shows the parent's lines, and its own threads take
@@ -144,42 +141,25 @@ TEST_F(Logging, AForkedChildShowsTheParentsLinesAndReusesItsThreadsRings)
 #ifdef UNDER_TSAN
     GTEST_SKIP() << "ThreadSanitizer cannot follow threads started in a forked child";
 #endif
-    std::vector<std::thread> threads;
-    bool go = false;
-    std::mutex lock;
-    for (int t = 0; t < 3; t++)
-        threads.emplace_back([&, t] {
+    std::atomic<bool> go{false};
+    std::thread parents([&] {
+        OnThreads(3, [&](int t) {
             Log("parent thread " + std::to_string(t));
-            for (;;) {
-                std::lock_guard<std::mutex> hold(lock);
-                if (go)
-                    return;
-            }
+            while (!go.load())
+                std::this_thread::yield();
         });
+    });
     while (Rings() < 3)
         std::this_thread::yield();
     Log("parent main");
     size_t before = Rings();
     pid_t child = fork();
     if (child == 0) {
-        std::vector<std::thread> own;
-        for (int t = 0; t < 3; t++)
-            own.emplace_back([this, t] { Log("child thread " + std::to_string(t)); });
-        for (auto &t : own)
-            t.join();
-        int parents = 0, children = 0;
-        for (const std::string &record : Ring()) {
-            parents += Message(record).rfind("parent ", 0) == 0;
-            children += Message(record).rfind("child ", 0) == 0;
-        }
-        _exit(parents == 4 && children == 3 && Rings() == before ? 0 : 1);
+        OnThreads(3, [this](int t) { Log("child thread " + std::to_string(t)); });
+        _exit(Shown("parent ").size() == 4 && Shown("child ").size() == 3 && Rings() == before ? 0 : 1);
     }
-    {
-        std::lock_guard<std::mutex> hold(lock);
-        go = true;
-    }
-    for (auto &t : threads)
-        t.join();
+    go = true;
+    parents.join();
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;

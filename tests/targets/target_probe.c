@@ -123,13 +123,24 @@ static int threads(int n, const char *stop)
     return 0;
 }
 
-static int idle(int n, const char *stop)
+/* `n` lines "<who> line <i>" of kind STATE. */
+static void numbered(const char *who, int n)
 {
     char text[64];
     for (int i = 0; i < n; i++)
-        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
+        say(RAS1_STATE, text, snprintf(text, sizeof text, "%s line %d", who, i));
+}
+
+static void await_stop(const char *stop)
+{
     while (access(stop, F_OK) != 0)
         usleep(10000);
+}
+
+static int idle(int n, const char *stop)
+{
+    numbered("writer 0", n);
+    await_stop(stop);
     return 0;
 }
 
@@ -159,14 +170,11 @@ static void print_threads(const char *who)
 
 static int forked(int n)
 {
-    char text[64];
-    for (int i = 0; i < n; i++)
-        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
+    numbered("writer 0", n);
     print_threads("parent");
     pid_t child = fork();
     if (child == 0) {
-        for (int i = 0; i < n; i++)
-            say(RAS1_STATE, text, snprintf(text, sizeof text, "child line %d", i));
+        numbered("child", n);
         print_threads("child");
         exit(0);
     }
@@ -177,14 +185,10 @@ static int forked(int n)
 
 static int aged(const char *stop)
 {
-    char text[64];
-    for (int i = 0; i < 4; i++) {
-        if (i == 3)
-            usleep(150000);
-        say(RAS1_STATE, text, snprintf(text, sizeof text, "writer 0 line %d", i));
-    }
-    while (access(stop, F_OK) != 0)
-        usleep(10000);
+    numbered("writer 0", 3);
+    usleep(150000);
+    say(RAS1_STATE, "writer 0 line 3", 15);
+    await_stop(stop);
     return 0;
 }
 
